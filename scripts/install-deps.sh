@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs the Debian packages Quirebook needs to build, run and test.
+# Does nothing (and needs no network) when everything is already there.
+set -euo pipefail
+
+packages=(
+  build-essential cmake ninja-build ccache pkg-config
+  qt6-base-dev qt6-base-dev-tools libgl-dev
+  libqpdf-dev libpoppler-qt6-dev
+  libtesseract-dev libleptonica-dev tesseract-ocr-eng tesseract-ocr-osd
+  libheif-dev
+  adwaita-icon-theme
+  qpdf poppler-utils
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update
+$sudo apt-get install -y --no-install-recommends "${missing[@]}"

@@ -1,0 +1,13 @@
+#include "Cli.h"
+
+#include <QCoreApplication>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("quirebook-cli"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUIREBOOK_VERSION));
+    QStringList arguments = QCoreApplication::arguments();
+    arguments.removeFirst();
+    return Cli::run(arguments);
+}

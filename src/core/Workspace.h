@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Dialogs.h"
+#include "PDFFile.h"
+#include "Tool.h"
+
+#include <QList>
+#include <QObject>
+#include <QStringList>
+#include <QUuid>
+
+#include <optional>
+
+// The opened files, the chosen one, the tool on show and a notice waiting
+// for the person. Lives on the interface thread.
+class Workspace : public QObject {
+    Q_OBJECT
+public:
+    explicit Workspace(QObject *parent = nullptr);
+
+    // The questions intake asks (passwords). Without one, a locked file
+    // stays locked.
+    void setDialogs(Dialogs *dialogs) { m_dialogs = dialogs; }
+    Dialogs *dialogs() const { return m_dialogs; }
+
+    const QList<PDFFile> &files() const { return m_files; }
+    std::optional<QUuid> selectedID() const { return m_selectedID; }
+    std::optional<QString> notice() const { return m_notice; }
+    Tool tool() const { return m_tool; }
+
+    QList<PDFFile> pdfs() const;
+    std::optional<PDFFile> current() const;
+    std::optional<PDFFile> file(const QUuid &id) const;
+
+    void add(const QStringList &paths);
+    void remove(const QUuid &id);
+    void unlockOwner(const QUuid &id);
+    void select(const QUuid &id);
+    void setTool(Tool tool);
+    void setNotice(const std::optional<QString> &notice);
+
+    // What intake makes of a file name.
+    enum class FileType { Pdf, Picture, Other };
+    static FileType typeOf(const QString &path);
+    static qint64 bytes(const QString &path);
+    // Pictures are bounded to this many pixels on their longer side.
+    static constexpr int kPictureMaxPixel = 3200;
+
+Q_SIGNALS:
+    void filesChanged();
+    void selectionChanged();
+    void noticeChanged();
+    void toolChanged();
+
+private:
+    // Asks for the password of a locked document, up to three times.
+    std::optional<QString> askOpenPassword(PDFDocument &doc, const QString &fileName);
+
+    QList<PDFFile> m_files;
+    std::optional<QUuid> m_selectedID;
+    std::optional<QString> m_notice;
+    Tool m_tool = Tool::Merge;
+    Dialogs *m_dialogs = nullptr;
+};
