@@ -1,19 +1,48 @@
 #pragma once
 
 #include "Dialogs.h"
+#include "PDFFile.h"
+#include "Workspace.h"
 
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+#include <QList>
 #include <QStringList>
-#include <QTextStream>
 
+#include <functional>
+#include <memory>
 #include <optional>
 
-// quirebook-cli: one verb per tool action, like git.
+// quirebook-cli: one verb per tool action, like git. Each verb lives in
+// its own file and registers itself with a static Cli::Registration.
 namespace Cli {
 
 enum Status { Done = 0, Failed = 1, Usage = 2, Interrupted = 130 };
 
 // Runs the command line (without the program's own name).
 int run(const QStringList &arguments);
+
+struct Verb {
+    QString name;
+    QString summary;
+    std::function<int(const QStringList &)> run;
+};
+
+struct Registration {
+    explicit Registration(Verb verb);
+};
+
+// A line on stdout (results) or stderr (messages, progress).
+void out(const QString &text);
+void err(const QString &text);
+// A message for the person, prefixed with the program's name.
+void complain(const QString &message);
+
+// Sets up a verb's parser (with --help) and parses. Returns a status to end
+// with, or nothing to go on.
+std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
+                         const QString &description, const QString &positionalHelp,
+                         const QStringList &arguments);
 
 // Answers intake's password questions from the command line: the given
 // password once, or a question on the terminal when none was given.
@@ -31,6 +60,30 @@ private:
     std::optional<QString> m_password;
     std::optional<QString> m_owner;
     bool m_interactive;
+};
+
+// The sources of a verb, opened through the same intake as the window:
+// --password, --password-file or QUIREBOOK_PASSWORD unlock a locked PDF,
+// --owner-password lifts restrictions.
+class Sources {
+public:
+    Sources();
+    void addOptionsTo(QCommandLineParser &parser) const;
+    // Reads the passwords the options name. False (after saying why) when
+    // a password file can't be read.
+    bool readPasswords(const QCommandLineParser &parser);
+
+    // Opens one file. Nothing (after saying why on stderr) when intake
+    // refused it.
+    std::optional<PDFFile> open(const QString &path);
+
+    Workspace &workspace() { return m_workspace; }
+
+private:
+    QCommandLineOption m_password, m_passwordFile, m_ownerPassword, m_ownerPasswordFile;
+    std::optional<QString> m_user, m_owner;
+    std::unique_ptr<CliDialogs> m_dialogs;
+    Workspace m_workspace;
 };
 
 } // namespace Cli

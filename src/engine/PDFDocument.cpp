@@ -68,7 +68,7 @@ bool PDFDocument::load(const QByteArray &passwordBytes)
         }
         // Walk the page tree now, so that a file that can't be paged is
         // refused at the door rather than in the middle of a job.
-        const int count = int(QPDFPageDocumentHelper(*q).getAllPages().size());
+        const int count = qpdfsupport::countPagesMendingTree(*q);
         m_qpdf = std::move(q);
         m_pageCount = count;
         m_locked = false;
@@ -84,12 +84,36 @@ bool PDFDocument::load(const QByteArray &passwordBytes)
     return false;
 }
 
+namespace {
+// The preparation AES-256 passwords go through (SASLprep): characters that
+// mean nothing are dropped, odd spaces become spaces, and the text is
+// normalised (NFKC), so a password typed with a soft hyphen or a
+// superscript letter still matches.
+QString saslPrepared(const QString &password)
+{
+    QString mapped;
+    for (QChar c : password) {
+        const char16_t u = c.unicode();
+        const bool nothing = u == 0x00AD || u == 0x034F || u == 0x1806 || (u >= 0x180B && u <= 0x180D)
+                          || u == 0x200B || u == 0x200C || u == 0x200D || u == 0x2060
+                          || (u >= 0xFE00 && u <= 0xFE0F) || u == 0xFEFF;
+        if (nothing)
+            continue;
+        if (u != 0x20 && c.category() == QChar::Separator_Space)
+            mapped.append(u' ');
+        else
+            mapped.append(c);
+    }
+    return mapped.normalized(QString::NormalizationForm_KC);
+}
+} // namespace
+
 bool PDFDocument::unlock(const QString &password)
 {
     if (m_path.isEmpty() && m_bytes.isEmpty())
         return false; // made in memory: nothing to unlock
     const std::string utf8 = password.toStdString();
-    std::vector<std::string> candidates{utf8};
+    std::vector<std::string> candidates{utf8, saslPrepared(password).toStdString()};
     bool has8bit = false, validUtf8 = false, utf16 = false;
     QUtil::analyze_encoding(utf8, has8bit, validUtf8, utf16);
     if (has8bit) {
@@ -190,14 +214,14 @@ QString PDFDocument::encryptionMethod() const
         M stream = QPDF::e_none, string = QPDF::e_none, file = QPDF::e_none;
         if (!m_qpdf->isEncrypted(R, P, V, stream, string, file))
             return {};
-        if (stream == QPDF::e_aesv3 || R >= 5)
+        if (R >= 5 || stream == QPDF::e_aesv3)
             return QStringLiteral("AES-256");
-        if (stream == QPDF::e_aes)
-            return QStringLiteral("AES-128");
-        if (stream == QPDF::e_rc4)
+        if (V < 4)
             return R == 2 ? QStringLiteral("RC4 40-bit") : QStringLiteral("RC4 128-bit");
-        if (stream == QPDF::e_none && string == QPDF::e_none)
-            return QStringLiteral("none (metadata only)");
+        if (stream == QPDF::e_aes || string == QPDF::e_aes)
+            return QStringLiteral("AES-128");
+        if (stream == QPDF::e_rc4 || string == QPDF::e_rc4)
+            return QStringLiteral("RC4 128-bit");
         return QStringLiteral("unknown");
     } catch (...) {
         return {};

@@ -3,6 +3,8 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
 #include <cmath>
+#include <set>
+#include <stdexcept>
 
 namespace qpdfsupport {
 
@@ -72,6 +74,62 @@ PageGeometry geometry(QPDFPageObjectHelper page)
     g.cropBox = crop.isEmpty() ? g.mediaBox : crop;
     g.rotation = normalisedRotation(page);
     return g;
+}
+
+namespace {
+void collectPages(QPDFObjectHandle node, std::set<QPDFObjGen> &seen,
+                  std::map<std::string, QPDFObjectHandle> inherited,
+                  std::vector<QPDFObjectHandle> &pages, int depth)
+{
+    if (depth > 256 || !node.isDictionary())
+        return;
+    if (node.isIndirect() && !seen.insert(node.getObjGen()).second)
+        return;
+    auto kids = node.getKey("/Kids");
+    const bool isTreeNode = kids.isArray() && !node.getKey("/Type").isNameAndEquals("/Page");
+    for (const char *key : {"/MediaBox", "/CropBox", "/Rotate", "/Resources"}) {
+        if (isTreeNode && node.hasKey(key))
+            inherited[key] = node.getKey(key);
+    }
+    if (!isTreeNode) {
+        for (auto &[key, value] : inherited)
+            if (!node.hasKey(key))
+                node.replaceKey(key, value);
+        pages.push_back(node);
+        return;
+    }
+    for (int i = 0; i < kids.getArrayNItems(); ++i)
+        collectPages(kids.getArrayItem(i), seen, inherited, pages, depth + 1);
+}
+} // namespace
+
+int countPagesMendingTree(QPDF &q)
+{
+    try {
+        return int(QPDFPageDocumentHelper(q).getAllPages().size());
+    } catch (...) {
+    }
+    auto root = q.getRoot().getKey("/Pages");
+    std::set<QPDFObjGen> seen;
+    std::vector<QPDFObjectHandle> pages;
+    collectPages(root, seen, {}, pages, 0);
+    if (pages.empty())
+        throw std::runtime_error("no pages");
+    auto tree = q.makeIndirectObject(QPDFObjectHandle::newDictionary());
+    tree.replaceKey("/Type", QPDFObjectHandle::newName("/Pages"));
+    auto kids = QPDFObjectHandle::newArray();
+    for (auto &page : pages) {
+        if (!page.isIndirect())
+            page = q.makeIndirectObject(page);
+        page.replaceKey("/Type", QPDFObjectHandle::newName("/Page"));
+        page.replaceKey("/Parent", tree);
+        kids.appendItem(page);
+    }
+    tree.replaceKey("/Kids", kids);
+    tree.replaceKey("/Count", QPDFObjectHandle::newInteger(int(pages.size())));
+    q.getRoot().replaceKey("/Pages", tree);
+    q.updateAllPagesCache();
+    return int(QPDFPageDocumentHelper(q).getAllPages().size());
 }
 
 std::map<QPDFObjGen, int> pageIndexMap(QPDF &q)

@@ -28,6 +28,11 @@ int normalisedRotation(QPDFPageObjectHelper page);
 
 PageGeometry geometry(QPDFPageObjectHelper page);
 
+// Counts the pages, mending a page tree that qpdf can't walk (loops,
+// pages listed twice) by flattening what can be reached into one list.
+// Throws when there are no pages to be found at all.
+int countPagesMendingTree(QPDF &q);
+
 // Page object → its zero-based index.
 std::map<QPDFObjGen, int> pageIndexMap(QPDF &q);
 

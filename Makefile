@@ -1,0 +1,34 @@
+# Two commands do everything on a fresh Debian 12 machine:
+#   make run    install what is missing, build, start Quirebook
+#   make test   install what is missing, build, run every test
+PRESET ?= dev
+BUILD  := build/$(PRESET)
+JOBS   ?= $(shell nproc)
+
+.PHONY: all deps configure build run test bench selftest clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+configure: deps
+	@if [ ! -f $(BUILD)/build.ninja ]; then cmake --preset $(PRESET); fi
+
+build: configure
+	cmake --build $(BUILD) -j $(JOBS)
+
+run: build
+	$(BUILD)/src/app/quirebook $(ARGS)
+
+selftest: build
+	$(BUILD)/src/app/quirebook --selftest
+
+test: build
+	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 900
+
+bench: build
+	@for b in bench/*.sh; do [ -e "$$b" ] || continue; echo "== $$b"; bash "$$b" $(BUILD) || exit 1; done
+
+clean:
+	rm -rf build
