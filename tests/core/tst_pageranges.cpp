@@ -1,0 +1,121 @@
+#include "PageRanges.h"
+
+#include <QTest>
+
+using PageRanges::Failure;
+using PageRanges::Groups;
+Q_DECLARE_METATYPE(Groups)
+
+class TestPageRanges : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void parses_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<Groups>("expected");
+        QTest::newRow("mixed") << "1-3, 5, 8-" << 10 << Groups{{0, 1, 2}, {4}, {7, 8, 9}};
+        QTest::newRow("leading dash") << "-3" << 10 << Groups{{0, 1, 2}};
+        QTest::newRow("en dash") << QStringLiteral("2–4") << 10 << Groups{{1, 2, 3}};
+        QTest::newRow("em dash") << QStringLiteral("2—4") << 10 << Groups{{1, 2, 3}};
+        QTest::newRow("order kept") << "3; 1\n2" << 10 << Groups{{2}, {0}, {1}};
+        QTest::newRow("overlap kept") << "1-3, 2" << 10 << Groups{{0, 1, 2}, {1}};
+        QTest::newRow("spaces") << " 2 - 4 " << 10 << Groups{{1, 2, 3}};
+        QTest::newRow("tab and empty parts") << "\t1,,\t,2" << 10 << Groups{{0}, {1}};
+        QTest::newRow("leading zeros and plus") << "007, +2" << 10 << Groups{{6}, {1}};
+        QTest::newRow("whole document") << "1-" << 3 << Groups{{0, 1, 2}};
+        QTest::newRow("crlf and paragraph separator")
+            << QStringLiteral("1\r\n2\u20293") << 5 << Groups{{0}, {1}, {2}};
+        QTest::newRow("last page") << "10" << 10 << Groups{{9}};
+    }
+    void parses()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, count);
+        QFETCH(Groups, expected);
+        const auto result = PageRanges::parse(text, count);
+        if (const auto *failure = std::get_if<Failure>(&result))
+            QFAIL(qPrintable(failure->message()));
+        QCOMPARE(std::get<Groups>(result), expected);
+    }
+
+    void fails_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("beyond the end") << "1-20" << 10
+                                        << "Page 20 doesn't exist; this PDF has 10 pages.";
+        QTest::newRow("one page only") << "2" << 1 << "Page 2 doesn't exist; this PDF has 1 page.";
+        QTest::newRow("start beyond") << "12-14" << 10
+                                      << "Page 12 doesn't exist; this PDF has 10 pages.";
+        QTest::newRow("zero") << "0" << 10
+                              << QStringLiteral("“0” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("letters") << "abc" << 10
+                                 << QStringLiteral("“abc” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("blank") << "  " << 10 << "Type the pages you want, like 1-3, 5, 8-";
+        QTest::newRow("nothing") << "" << 10 << "Type the pages you want, like 1-3, 5, 8-";
+        QTest::newRow("only commas") << " , ;" << 10 << "Type the pages you want, like 1-3, 5, 8-";
+        QTest::newRow("reversed") << "5-2" << 10
+                                  << QStringLiteral("“5-2” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("two hyphens") << "1-2-3" << 10
+                                     << QStringLiteral("“1-2-3” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("lone hyphen") << " - " << 10
+                                     << QStringLiteral("“-” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("first failure decides") << "2, x, 99" << 10
+                                               << QStringLiteral("“x” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("open range past the end") << "12-" << 10
+                                                 << QStringLiteral("“12-” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("inner space") << "1 2" << 10
+                                     << QStringLiteral("“1 2” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("too large for 64 bits") << "99999999999999999999" << 10
+                                               << QStringLiteral("“99999999999999999999” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("huge but 64-bit") << "9223372036854775807" << 10
+                                         << "Page 9223372036854775807 doesn't exist; this PDF has 10 pages.";
+        QTest::newRow("plus alone") << "+" << 10
+                                    << QStringLiteral("“+” isn't a page or a range. Use numbers like 3 or 2-5.");
+        QTest::newRow("negative") << "-0" << 10
+                                  << QStringLiteral("“-0” isn't a page or a range. Use numbers like 3 or 2-5.");
+    }
+    void fails()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, count);
+        QFETCH(QString, message);
+        const auto result = PageRanges::parse(text, count);
+        QVERIFY(std::holds_alternative<Failure>(result));
+        QCOMPARE(std::get<Failure>(result).message(), message);
+    }
+
+    void failureKinds()
+    {
+        auto kind = [](const char *text) {
+            return std::get<Failure>(PageRanges::parse(QString::fromUtf8(text), 10)).kind;
+        };
+        QCOMPARE(kind("1-20"), Failure::Kind::OutOfRange);
+        QCOMPARE(kind("12-"), Failure::Kind::Invalid);
+        QCOMPARE(kind(" "), Failure::Kind::Empty);
+        const auto outOfRange = std::get<Failure>(PageRanges::parse(QStringLiteral("1-20"), 10));
+        QCOMPARE(outOfRange.page, 20);
+        QCOMPARE(outOfRange.count, 10);
+    }
+
+    void labels_data()
+    {
+        QTest::addColumn<QList<int>>("pages");
+        QTest::addColumn<QString>("label");
+        QTest::newRow("run") << QList<int>{0, 1, 2} << QStringLiteral("1–3");
+        QTest::newRow("one") << QList<int>{4} << QStringLiteral("5");
+        QTest::newRow("none") << QList<int>{} << QString();
+        QTest::newRow("two") << QList<int>{8, 9} << QStringLiteral("9–10");
+    }
+    void labels()
+    {
+        QFETCH(QList<int>, pages);
+        QFETCH(QString, label);
+        QCOMPARE(PageRanges::label(pages), label);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPageRanges)
+#include "tst_pageranges.moc"

@@ -1,0 +1,83 @@
+#pragma once
+
+// Fixture documents and pictures made by the tests themselves, and small
+// helpers to reach the corpus, an independent reader and the command line.
+
+#include "PDFDocument.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QList>
+#include <QMap>
+#include <QSizeF>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace Fixtures {
+
+struct PageSpec {
+    QString text;              // drawn near the top left in Helvetica
+    QSizeF size{612, 792};     // media box
+    int rotate = 0;            // /Rotate
+    std::optional<QRectF> crop; // /CropBox
+};
+
+struct OutlineSpec {
+    QString title;
+    int page = 0;
+    QList<OutlineSpec> children;
+};
+
+struct LinkSpec {
+    int fromPage = 0;
+    int toPage = 0;
+};
+
+struct DocSpec {
+    QList<PageSpec> pages;
+    QList<OutlineSpec> outline;
+    QList<LinkSpec> links;
+    DocumentInfo info;
+};
+
+// Pages whose text is "<prefix> 1", "<prefix> 2", ...
+DocSpec numberedPages(int count, const QString &prefix = QStringLiteral("Page"));
+QByteArray makePDF(const DocSpec &spec, const WriteOptions &options = {});
+QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
+// Writes bytes to a file; fails the test on error.
+QString writeFile(const QString &path, const QByteArray &bytes);
+
+// A picture with a recognisable top-left quadrant (red), the rest blue.
+QImage marker(int w, int h);
+QByteArray encode(const QImage &image, const char *format, int quality = 90);
+// A JPEG whose EXIF orientation tag is `orientation` (1 to 8).
+QByteArray jpegWithOrientation(const QImage &stored, int orientation);
+// An HEIC file made with libheif; empty when no encoder is available.
+QByteArray heic(const QImage &image);
+
+// The folder of the shared corpus (QUIREBOOK_CORPUS), or empty.
+QString corpusDir();
+// file name → {"user": ..., "owner": ..., "user_as_typed": ...}
+QMap<QString, QMap<QString, QString>> corpusPasswords();
+
+// An independent reader (poppler): the text of each page, in order.
+QStringList popplerPageTexts(const QByteArray &pdf, const QString &password = {});
+int popplerPageCount(const QString &path, const QString &password = {});
+
+struct ProcessResult {
+    int exitCode = -1;
+    bool crashed = false;
+    bool timedOut = false;
+    QString out;
+    QString err;
+};
+// Runs quirebook-cli (path from QUIREBOOK_CLI) with the arguments.
+ProcessResult runCli(const QStringList &arguments, const QMap<QString, QString> &env = {},
+                     int timeoutMs = 120000);
+// Runs any program.
+ProcessResult runProgram(const QString &program, const QStringList &arguments,
+                         const QMap<QString, QString> &env = {}, int timeoutMs = 120000);
+
+} // namespace Fixtures
