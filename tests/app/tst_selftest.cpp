@@ -1,0 +1,37 @@
+#include "Fixtures.h"
+
+#include <QTest>
+
+using namespace Fixtures;
+
+class TestSelfTest : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void passes()
+    {
+        const auto result = runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("--selftest")},
+                                       {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
+        QVERIFY2(result.exitCode == 0, qPrintable(result.out + result.err));
+        const QStringList lines = result.out.trimmed().split(u'\n');
+        QVERIFY(lines.size() >= 6);
+        QCOMPARE(lines.last(), QStringLiteral("ALL PASSED"));
+        for (int i = 0; i < lines.size() - 1; ++i)
+            QVERIFY2(lines[i].startsWith(QLatin1String("PASS ")), qPrintable(lines[i]));
+    }
+
+    void onlyTheExactArgumentCounts()
+    {
+        // Among other arguments it still counts; with a value glued on it doesn't.
+        const auto among = runProgram(qEnvironmentVariable("QUIREBOOK_APP"),
+                                      {QStringLiteral("x.pdf"), QStringLiteral("--selftest")},
+                                      {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
+        QVERIFY(among.out.contains(QLatin1String("ALL PASSED")));
+        const auto glued = runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("--selftest=1")},
+                                      {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}},
+                                      20000);
+        QVERIFY(!glued.out.contains(QLatin1String("ALL PASSED")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSelfTest)
+#include "tst_selftest.moc"
