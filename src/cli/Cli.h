@@ -55,6 +55,10 @@ public:
     {
     }
     std::optional<QString> askSecret(const SecretPrompt &prompt) override;
+    // No panels on the command line: -o names the place instead.
+    std::optional<QString> savePDF(const QString &, const QString &) override { return std::nullopt; }
+    QStringList openFiles(bool) override { return {}; }
+    std::optional<QString> openImage() override { return std::nullopt; }
 
 private:
     std::optional<QString> m_password;

@@ -7,3 +7,19 @@ std::optional<QString> ScriptedDialogs::askSecret(const SecretPrompt &prompt)
         return std::nullopt;
     return m_secrets.takeFirst();
 }
+
+std::optional<QString> ScriptedDialogs::savePDF(const QString &base, const QString &folder)
+{
+    saveProposals.append(folder + u'|' + base + QStringLiteral(".pdf"));
+    return saveAnswers.isEmpty() ? std::nullopt : saveAnswers.takeFirst();
+}
+
+QStringList ScriptedDialogs::openFiles(bool)
+{
+    return openAnswers.isEmpty() ? QStringList() : openAnswers.takeFirst();
+}
+
+std::optional<QString> ScriptedDialogs::openImage()
+{
+    return imageAnswers.isEmpty() ? std::nullopt : imageAnswers.takeFirst();
+}

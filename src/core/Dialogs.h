@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QStringList>
 #include <QString>
 
 #include <optional>
@@ -24,6 +25,13 @@ public:
     virtual ~Dialogs() = default;
     // The typed text, or nothing when the person cancelled.
     virtual std::optional<QString> askSecret(const SecretPrompt &prompt) = 0;
+    // A save panel for a PDF, proposing base + ".pdf" in folder (or the
+    // panel's own default when folder is empty). Nothing when cancelled.
+    virtual std::optional<QString> savePDF(const QString &base, const QString &folder) = 0;
+    // An open panel for several PDFs (and pictures when asked). Empty when cancelled.
+    virtual QStringList openFiles(bool images) = 0;
+    // An open panel for one picture.
+    virtual std::optional<QString> openImage() = 0;
 };
 
 // Answers from a list, in order; once the list is used up, every further
@@ -35,8 +43,16 @@ public:
     {
     }
     std::optional<QString> askSecret(const SecretPrompt &prompt) override;
+    std::optional<QString> savePDF(const QString &base, const QString &folder) override;
+    QStringList openFiles(bool images) override;
+    std::optional<QString> openImage() override;
 
     QList<SecretPrompt> asked;
+    // What the panels answer, and what they were shown.
+    QList<std::optional<QString>> saveAnswers;
+    QList<QStringList> openAnswers;
+    QList<std::optional<QString>> imageAnswers;
+    QStringList saveProposals; // "folder|base.pdf"
 
 private:
     QList<std::optional<QString>> m_secrets;

@@ -28,6 +28,10 @@ QSizeF picturePageSize(QSize pixels);
 // assembly or changes forbidden.
 bool isRestricted(const PDFDocument &doc);
 
+// The first free name in the folder: "name.ext", then "name 2.ext",
+// "name 3.ext", ... (no extension when ext is empty). Creates nothing.
+QString uniqueURL(const QString &folder, const QString &name, const QString &ext);
+
 // Copies every page of `from` to the end of `into`. False when it can't.
 bool appendPages(PDFDocument &into, const PDFDocument &from);
 

@@ -1,0 +1,65 @@
+#include "Job.h"
+
+#include "PDFError.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QThreadPool>
+
+#include <exception>
+
+Job::Job(QObject *parent) : QObject(parent) {}
+
+void Job::setState(State state)
+{
+    m_state = std::move(state);
+    Q_EMIT stateChanged();
+}
+
+void Job::run(const QString &title, Work work)
+{
+    if (isRunning())
+        return;
+    auto flag = std::make_shared<CancelFlag>();
+    m_flag.store(flag);
+    setState(Running{0, 0, title});
+
+    QPointer<Job> self(this);
+    QThreadPool::globalInstance()->start([self, title, flag, work = std::move(work)] {
+        const Progress progress = [self, title](int done, int total) {
+            QMetaObject::invokeMethod(
+                QCoreApplication::instance(),
+                [self, title, done, total] {
+                    if (self && self->isRunning())
+                        self->setState(Running{done, total, title});
+                },
+                Qt::QueuedConnection);
+        };
+        const IsCancelled isCancelled = [flag] { return flag->value(); };
+        State end;
+        try {
+            end = Done{work(progress, isCancelled)};
+        } catch (const PDFError &e) {
+            end = e.isCancelled() ? State(Idle{}) : State(Failed{e.description()});
+        } catch (const std::exception &e) {
+            end = Failed{QString::fromLocal8Bit(e.what())};
+        } catch (...) {
+            end = Failed{tr("Something went wrong.")};
+        }
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, end] {
+                if (self)
+                    self->setState(end);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void Job::cancel() { m_flag.load()->set(); }
+
+void Job::reset()
+{
+    if (!isRunning())
+        setState(Idle{});
+}

@@ -1,0 +1,18 @@
+#include "PDFOps.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace PDFOps {
+
+QString uniqueURL(const QString &folder, const QString &name, const QString &ext)
+{
+    const QDir dir(folder);
+    const QString dotted = ext.isEmpty() ? QString() : QStringLiteral(".") + ext;
+    QString candidate = dir.filePath(name + dotted);
+    for (qint64 n = 2; QFileInfo::exists(candidate) || QFileInfo(candidate).isSymLink(); ++n)
+        candidate = dir.filePath(QStringLiteral("%1 %2%3").arg(name).arg(n).arg(dotted));
+    return candidate;
+}
+
+} // namespace PDFOps
