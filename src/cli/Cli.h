@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Dialogs.h"
+#include "Job.h"
 #include "PDFFile.h"
 #include "Workspace.h"
 
@@ -12,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <variant>
 
 // quirebook-cli: one verb per tool action, like git. Each verb lives in
 // its own file and registers itself with a static Cli::Registration.
@@ -43,6 +45,15 @@ void complain(const QString &message);
 std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
                          const QString &description, const QString &positionalHelp,
                          const QStringList &arguments);
+
+// Runs a task's work here, on this thread: progress as a one-line bar on
+// stderr when it is a terminal (nothing when quiet), Ctrl-C or SIGTERM
+// removes any temporary file and ends the process with status 130.
+// Returns the outcome, or the status to end with after saying why (1).
+std::variant<Outcome, int> execute(const QString &label, const Work &work, bool quiet);
+
+// The --quiet option, for verbs that show progress.
+QCommandLineOption quietOption();
 
 // Answers intake's password questions from the command line: the given
 // password once, or a question on the terminal when none was given.
