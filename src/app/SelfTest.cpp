@@ -32,17 +32,17 @@ QImage picture(int w, int h, QColor color)
 // A document of `pages` picture pages, written to `path`.
 bool writeDocument(const QString &path, int pages, const WriteOptions &options = {})
 {
-    auto doc = PDFOps::page(picture(300, 400, Qt::darkCyan));
-    if (!doc)
-        return false;
-    QByteArray bytes = doc->toBytes();
-    // Grow it by merging copies of its one page.
-    auto many = PDFDocument::fromBytes(bytes, QStringLiteral("self-check.pdf"));
-    for (int i = 1; i < pages; ++i) {
-        auto again = PDFOps::page(picture(400, 300, Qt::darkMagenta));
-        if (!again || !PDFOps::appendPages(*many, *again))
+    QList<std::shared_ptr<const PDFDocument>> parts;
+    for (int i = 0; i < pages; ++i) {
+        auto part = PDFOps::page(i % 2 ? picture(400, 300, Qt::darkMagenta)
+                                       : picture(300, 400, Qt::darkCyan));
+        if (!part)
             return false;
+        parts.append(part);
     }
+    auto many = PDFOps::merge(parts);
+    if (many->pageCount() != pages)
+        return false;
     try {
         many->write(path, options);
     } catch (const PDFError &) {

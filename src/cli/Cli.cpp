@@ -93,9 +93,21 @@ std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
 std::optional<QString> CliDialogs::askSecret(const SecretPrompt &prompt)
 {
     const bool owner = prompt.purpose == SecretPrompt::Purpose::OwnerPassword;
-    const auto &given = owner ? m_owner : m_password;
-    if (given)
-        return prompt.attempt == 1 ? given : std::nullopt;
+    const QStringList &given = owner ? m_owners : m_passwords;
+    int &counter = owner ? m_restrictedFiles : m_lockedFiles;
+    if (prompt.attempt == 1)
+        ++counter;
+    if (!given.isEmpty()) {
+        // This file's own password first, then the others.
+        QStringList order;
+        const int own = std::min<int>(counter, int(given.size())) - 1;
+        order << given[own];
+        for (int i = 0; i < given.size(); ++i)
+            if (i != own && !order.contains(given[i]))
+                order << given[i];
+        return prompt.attempt <= order.size() ? std::optional<QString>(order[prompt.attempt - 1])
+                                               : std::nullopt;
+    }
     if (!m_interactive || owner)
         return std::nullopt;
     const QString text = prompt.attempt == 1
@@ -123,25 +135,24 @@ void Sources::addOptionsTo(QCommandLineParser &parser) const
 bool Sources::readPasswords(const QCommandLineParser &parser)
 {
     auto pick = [&](const QCommandLineOption &direct, const QCommandLineOption &fromFile,
-                    const char *environment, std::optional<QString> &into) {
-        if (parser.isSet(fromFile)) {
-            const QString path = parser.value(fromFile);
-            into = firstLine(path);
-            if (!into) {
+                    const char *environment, QStringList &into) {
+        for (const QString &path : parser.values(fromFile)) {
+            const auto line = firstLine(path);
+            if (!line) {
                 complain(tr("Couldn't read the password file “%1”.").arg(path));
                 return false;
             }
-        } else if (parser.isSet(direct)) {
-            into = parser.value(direct);
-        } else if (environment && qEnvironmentVariableIsSet(environment)) {
-            into = qEnvironmentVariable(environment);
+            into << *line;
         }
+        into << parser.values(direct);
+        if (into.isEmpty() && environment && qEnvironmentVariableIsSet(environment))
+            into << qEnvironmentVariable(environment);
         return true;
     };
-    if (!pick(m_password, m_passwordFile, "QUIREBOOK_PASSWORD", m_user)
-        || !pick(m_ownerPassword, m_ownerPasswordFile, nullptr, m_owner))
+    if (!pick(m_password, m_passwordFile, "QUIREBOOK_PASSWORD", m_users)
+        || !pick(m_ownerPassword, m_ownerPasswordFile, nullptr, m_owners))
         return false;
-    m_dialogs = std::make_unique<CliDialogs>(m_user, m_owner, Terminal::stdinIsInteractive());
+    m_dialogs = std::make_unique<CliDialogs>(m_users, m_owners, Terminal::stdinIsInteractive());
     m_workspace.setDialogs(m_dialogs.get());
     return true;
 }
@@ -156,7 +167,7 @@ std::optional<PDFFile> Sources::open(const QString &path)
         return std::nullopt;
     }
     PDFFile file = m_workspace.files().last();
-    if (file.restricted() && m_owner) {
+    if (file.restricted() && !m_owners.isEmpty()) {
         m_workspace.unlockOwner(file.id);
         file = *m_workspace.file(file.id);
     }

@@ -55,13 +55,14 @@ std::variant<Outcome, int> execute(const QString &label, const Work &work, bool 
 // The --quiet option, for verbs that show progress.
 QCommandLineOption quietOption();
 
-// Answers intake's password questions from the command line: the given
-// password once, or a question on the terminal when none was given.
+// Answers intake's password questions from the command line. Passwords
+// given several times go to the locked files in order (the second
+// password to the second locked file), and the others are tried after it;
+// with none given, the question goes to the terminal.
 class CliDialogs : public Dialogs {
 public:
-    CliDialogs(std::optional<QString> password, std::optional<QString> ownerPassword,
-               bool interactive)
-        : m_password(std::move(password)), m_owner(std::move(ownerPassword)),
+    CliDialogs(QStringList passwords, QStringList ownerPasswords, bool interactive)
+        : m_passwords(std::move(passwords)), m_owners(std::move(ownerPasswords)),
           m_interactive(interactive)
     {
     }
@@ -72,14 +73,16 @@ public:
     std::optional<QString> openImage() override { return std::nullopt; }
 
 private:
-    std::optional<QString> m_password;
-    std::optional<QString> m_owner;
+    QStringList m_passwords;
+    QStringList m_owners;
     bool m_interactive;
+    int m_lockedFiles = 0;
+    int m_restrictedFiles = 0;
 };
 
 // The sources of a verb, opened through the same intake as the window:
 // --password, --password-file or QUIREBOOK_PASSWORD unlock a locked PDF,
-// --owner-password lifts restrictions.
+// --owner-password lifts restrictions. The options may be repeated.
 class Sources {
 public:
     Sources();
@@ -96,7 +99,7 @@ public:
 
 private:
     QCommandLineOption m_password, m_passwordFile, m_ownerPassword, m_ownerPasswordFile;
-    std::optional<QString> m_user, m_owner;
+    QStringList m_users, m_owners;
     std::unique_ptr<CliDialogs> m_dialogs;
     Workspace m_workspace;
 };

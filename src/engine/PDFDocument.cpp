@@ -277,6 +277,27 @@ DocumentInfo PDFDocument::info() const
     return info;
 }
 
+void PDFDocument::setInfo(const DocumentInfo &info)
+{
+    if (!m_qpdf)
+        return;
+    try {
+        auto dict = QPDFObjectHandle::newDictionary();
+        auto set = [&](const char *key, const QString &value) {
+            if (!value.isEmpty())
+                dict.replaceKey(key, QPDFObjectHandle::newUnicodeString(value.toStdString()));
+        };
+        set("/Title", info.title);
+        set("/Author", info.author);
+        set("/Subject", info.subject);
+        set("/Keywords", info.keywords);
+        set("/Creator", info.creator);
+        set("/Producer", info.producer);
+        m_qpdf->getTrailer().replaceKey("/Info", m_qpdf->makeIndirectObject(dict));
+    } catch (...) {
+    }
+}
+
 QList<OutlineItem> PDFDocument::outline() const
 {
     QList<OutlineItem> items;

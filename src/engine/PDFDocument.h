@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 class QPDF;
 
@@ -90,6 +91,8 @@ public:
     int pageCount() const;
     std::optional<PageGeometry> page(int index) const;
     DocumentInfo info() const;
+    // Replaces the document info with the non-empty fields given.
+    void setInfo(const DocumentInfo &info);
     QList<OutlineItem> outline() const;
     int outlineCount() const; // every entry, nested ones included
 
@@ -104,6 +107,9 @@ public:
     const QString &name() const { return m_name; }
     // Call after changing the page tree through qpdf().
     void pagesChanged();
+    // Keeps a document alive for as long as this one: pages copied from it
+    // read their stream data from it when this document is written.
+    void retain(std::shared_ptr<const PDFDocument> source) { m_retained.push_back(std::move(source)); }
 
 private:
     PDFDocument() = default;
@@ -116,4 +122,5 @@ private:
     bool m_locked = false;
     std::optional<QString> m_password;
     int m_pageCount = 0;
+    std::vector<std::shared_ptr<const PDFDocument>> m_retained;
 };

@@ -3,8 +3,10 @@
 #include "PDFDocument.h"
 
 #include <QImage>
+#include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -32,7 +34,44 @@ bool isRestricted(const PDFDocument &doc);
 // "name 3.ext", ... (no extension when ext is empty). Creates nothing.
 QString uniqueURL(const QString &folder, const QString &name, const QString &ext);
 
-// Copies every page of `from` to the end of `into`. False when it can't.
-bool appendPages(PDFDocument &into, const PDFDocument &from);
+// Progress of a page loop (pages done, pages in all) and its cancel test.
+using PageProgress = std::function<void(int done, int total)>;
+using CancelTest = std::function<bool()>;
+
+// A new document holding copies of the listed pages (zero-based, any
+// order, repeats allowed; indexes out of range are skipped). Each copy
+// keeps its content, boxes, rotation, annotations and links; links and
+// bookmarks lead to the first copy of their page, and those whose page was
+// left out are dropped. Title, author, subject and keywords come along.
+std::shared_ptr<PDFDocument> copyDocument(const std::shared_ptr<const PDFDocument> &doc,
+                                          const QList<int> &pages);
+std::shared_ptr<PDFDocument> extract(const std::shared_ptr<const PDFDocument> &doc,
+                                     const QList<int> &pages);
+
+// All pages of the documents in order, each document's bookmarks after the
+// one before. No document info. Reports each page copied; the cancel test
+// is asked before each document and every few dozen pages (throws
+// PDFError::cancelled).
+std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument>> &docs,
+                                   const PageProgress &progress = {},
+                                   const CancelTest &isCancelled = {});
+
+// One page of some document, turned by a further number of degrees.
+struct AssemblyItem {
+    std::shared_ptr<const PDFDocument> doc;
+    int page = 0;
+    int extraRotation = 0;
+};
+// The pages in order, each with its rotation plus the extra; no bookmarks.
+// Info (title, author, subject, keywords) from `info` when given.
+std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
+                                      const std::shared_ptr<const PDFDocument> &info = {});
+
+// 0..pageCount-1 cut into runs of `every`; empty when either is below 1.
+QList<QList<int>> chunks(int pageCount, int every);
+
+// Title, author, subject and keywords of `from` become the whole info of
+// `to`; nothing happens when `from` has none of them.
+void copyInfo(const PDFDocument &from, PDFDocument &to);
 
 } // namespace PDFOps

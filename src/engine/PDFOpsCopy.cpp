@@ -1,24 +1,415 @@
 #include "PDFOps.h"
 
+#include "PDFError.h"
 #include "QpdfSupport.h"
 
+#include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
+
+#include <map>
+#include <set>
+
+namespace {
+
+using Handle = QPDFObjectHandle;
+
+// A bookmark as it will be written: its label, where it leads (a page of
+// the new document and the rest of the destination array), whether it is
+// open, and what lies below it.
+struct Bookmark {
+    std::string title;
+    Handle page; // null for a label-only container
+    std::vector<Handle> view;
+    bool open = false;
+    std::vector<Bookmark> children;
+};
+
+// The page a destination (explicit array, or a name / string naming one)
+// leads to, with the rest of the array. Nothing when it leads nowhere.
+struct Target {
+    Handle page;
+    std::vector<Handle> view;
+};
+
+std::optional<Target> resolve(QPDFOutlineDocumentHelper &outlines, Handle dest)
+{
+    try {
+        if (dest.isName() || dest.isString())
+            dest = outlines.resolveNamedDest(dest);
+        if (dest.isDictionary() && dest.hasKey("/D"))
+            dest = dest.getKey("/D");
+        if (!dest.isArray() || dest.getArrayNItems() < 1)
+            return std::nullopt;
+        Target target;
+        target.page = dest.getArrayItem(0);
+        for (int i = 1; i < dest.getArrayNItems(); ++i)
+            target.view.push_back(dest.getArrayItem(i));
+        // The zoom of an /XYZ view is not carried.
+        if (target.view.size() == 4 && target.view[0].isNameAndEquals("/XYZ"))
+            target.view[3] = Handle::newNull();
+        if (target.view.empty())
+            target.view.push_back(Handle::newName("/Fit"));
+        return target;
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+bool present(Handle h) { return h.isInitialized() && !h.isNull(); }
+
+Handle destination(const Handle &page, const std::vector<Handle> &view)
+{
+    auto array = Handle::newArray();
+    array.appendItem(page);
+    for (const auto &item : view)
+        array.appendItem(item);
+    return array;
+}
+
+// Copies pages of one source into a destination document, and carries the
+// source's links and bookmarks over to the copies.
+class Copier {
+public:
+    explicit Copier(PDFDocument &dst) : m_dst(dst), m_target(*dst.qpdf()) {}
+
+    // Appends copies of the source pages; returns source index → first copy.
+    std::map<int, Handle> copy(const PDFDocument &src, const QList<int> &indexes,
+                               const std::function<void(QPDFPageObjectHelper &, int)> &adjust,
+                               const std::function<void()> &afterEach)
+    {
+        QPDF &q = *src.qpdf();
+        auto pages = QPDFPageDocumentHelper(q).getAllPages();
+        const auto index = qpdfsupport::pageIndexMap(q);
+        QPDFOutlineDocumentHelper outlines(q);
+        std::map<int, Handle> first;
+        std::vector<std::pair<Handle, int>> copies; // new page, source index
+        for (int i : indexes) {
+            if (i < 0 || i >= int(pages.size()))
+                continue;
+            const bool again = first.count(i) != 0;
+            QPDFPageObjectHelper copy = again ? QPDFPageObjectHelper(first[i]).shallowCopyPage()
+                                              : pages[size_t(i)];
+            if (again)
+                separateAnnotations(copy.getObjectHandle());
+            m_target.addPage(copy, false);
+            Handle added = m_target.getAllPages().back().getObjectHandle();
+            if (!again)
+                first[i] = added;
+            QPDFPageObjectHelper helper(added);
+            if (adjust)
+                adjust(helper, i);
+            copies.emplace_back(added, i);
+            if (afterEach)
+                afterEach();
+        }
+        for (auto &[page, i] : copies)
+            mendAnnotations(page, pages[size_t(i)].getObjectHandle(), outlines, index, first);
+        return first;
+    }
+
+    // The source's bookmarks, pointed at the copies (left out when their
+    // page wasn't copied and nothing below them survives).
+    std::vector<Bookmark> bookmarks(const PDFDocument &src, const std::map<int, Handle> &first)
+    {
+        QPDF &q = *src.qpdf();
+        const auto index = qpdfsupport::pageIndexMap(q);
+        QPDFOutlineDocumentHelper outlines(q);
+        std::set<QPDFObjGen> seen;
+        int budget = 100000;
+        std::function<std::vector<Bookmark>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
+            [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
+                std::vector<Bookmark> out;
+                if (depth > 64)
+                    return out;
+                for (auto &item : level) {
+                    if (--budget < 0)
+                        break;
+                    const auto og = item.getObjectHandle().getObjGen();
+                    if (og.isIndirect() && !seen.insert(og).second)
+                        continue;
+                    Bookmark mark;
+                    try {
+                        mark.title = item.getTitle();
+                        mark.open = item.getCount() > 0;
+                    } catch (...) {
+                    }
+                    mark.children = walk(item.getKids(), depth + 1);
+                    if (auto target = resolve(outlines, item.getDest())) {
+                        auto found = index.find(target->page.getObjGen());
+                        if (found != index.end() && first.count(found->second)) {
+                            mark.page = first.at(found->second);
+                            mark.view = target->view;
+                        }
+                    }
+                    if (present(mark.page))
+                        out.push_back(std::move(mark));
+                    else if (!mark.children.empty()) {
+                        mark.page = Handle();
+                        out.push_back(std::move(mark));
+                    }
+                }
+                return out;
+            };
+        try {
+            return walk(outlines.getTopLevelOutlines(), 0);
+        } catch (...) {
+            return {};
+        }
+    }
+
+    void writeOutline(const std::vector<Bookmark> &marks)
+    {
+        QPDF &q = *m_dst.qpdf();
+        if (marks.empty()) {
+            q.getRoot().removeKey("/Outlines");
+            return;
+        }
+        auto root = q.makeIndirectObject(Handle::parse("<< /Type /Outlines >>"));
+        root.replaceKey("/Count", Handle::newInteger(writeLevel(root, marks)));
+        q.getRoot().replaceKey("/Outlines", root);
+    }
+
+private:
+    // Writes the items below `parent`; returns how many are visible.
+    int writeLevel(Handle parent, const std::vector<Bookmark> &marks)
+    {
+        QPDF &q = *m_dst.qpdf();
+        Handle previous;
+        int visible = 0;
+        for (size_t i = 0; i < marks.size(); ++i) {
+            const Bookmark &mark = marks[i];
+            auto item = q.makeIndirectObject(Handle::newDictionary());
+            item.replaceKey("/Title", Handle::newUnicodeString(mark.title));
+            item.replaceKey("/Parent", parent);
+            if (present(mark.page))
+                item.replaceKey("/Dest", destination(mark.page, mark.view));
+            if (i == 0)
+                parent.replaceKey("/First", item);
+            else {
+                previous.replaceKey("/Next", item);
+                item.replaceKey("/Prev", previous);
+            }
+            if (!mark.children.empty()) {
+                const int below = writeLevel(item, mark.children);
+                item.replaceKey("/Count", Handle::newInteger(mark.open ? below : -below));
+                if (mark.open)
+                    visible += below;
+            }
+            ++visible;
+            previous = item;
+        }
+        parent.replaceKey("/Last", previous);
+        return visible;
+    }
+
+    // A second copy of a page gets annotations of its own.
+    void separateAnnotations(Handle page)
+    {
+        QPDF &q = *m_dst.qpdf();
+        auto annots = page.getKey("/Annots");
+        if (!annots.isArray())
+            return;
+        auto fresh = Handle::newArray();
+        for (auto &annot : annots.getArrayAsVector())
+            fresh.appendItem(annot.isDictionary() ? q.makeIndirectObject(annot.shallowCopy()) : annot);
+        page.replaceKey("/Annots", fresh);
+    }
+
+    // Points the copy's links at the copies of their pages (removing those
+    // that lead to pages left out) and drops ties to document-wide
+    // structures that didn't come along.
+    void mendAnnotations(Handle page, Handle sourcePage, QPDFOutlineDocumentHelper &outlines,
+                         const std::map<QPDFObjGen, int> &index, const std::map<int, Handle> &first)
+    {
+        page.removeKey("/StructParents");
+        auto annots = page.getKey("/Annots");
+        auto sourceAnnots = sourcePage.getKey("/Annots");
+        if (!annots.isArray())
+            return;
+        const auto copies = annots.getArrayAsVector();
+        const auto originals = sourceAnnots.isArray() ? sourceAnnots.getArrayAsVector()
+                                                      : std::vector<Handle>{};
+        auto kept = Handle::newArray();
+        for (size_t i = 0; i < copies.size(); ++i) {
+            Handle annot = copies[i];
+            if (!annot.isDictionary())
+                continue;
+            annot.removeKey("/StructParent");
+            annot.replaceKey("/P", page);
+            if (annot.getKey("/Subtype").isNameAndEquals("/Widget"))
+                annot.removeKey("/Parent"); // the form's field tree stays behind
+            if (annot.getKey("/Subtype").isNameAndEquals("/Link") && i < originals.size()) {
+                Handle original = originals[i];
+                Handle dest = original.getKey("/Dest");
+                Handle action = original.getKey("/A");
+                const bool goTo = action.isDictionary()
+                               && action.getKey("/S").isNameAndEquals("/GoTo");
+                if (goTo)
+                    dest = action.getKey("/D");
+                if (!dest.isNull()) {
+                    auto target = resolve(outlines, dest);
+                    std::optional<int> at;
+                    if (target) {
+                        auto found = index.find(target->page.getObjGen());
+                        if (found != index.end() && first.count(found->second))
+                            at = found->second;
+                    }
+                    if (!at)
+                        continue; // leads to a page that isn't here
+                    annot.removeKey("/A");
+                    annot.replaceKey("/Dest", destination(first.at(*at), target->view));
+                }
+            }
+            kept.appendItem(annot);
+        }
+        if (kept.getArrayNItems() == 0)
+            page.removeKey("/Annots");
+        else
+            page.replaceKey("/Annots", kept);
+    }
+
+    PDFDocument &m_dst;
+    QPDFPageDocumentHelper m_target;
+};
+
+QList<int> allPages(const PDFDocument &doc)
+{
+    QList<int> pages;
+    for (int i = 0; i < doc.pageCount(); ++i)
+        pages.append(i);
+    return pages;
+}
+
+} // namespace
 
 namespace PDFOps {
 
-bool appendPages(PDFDocument &into, const PDFDocument &from)
+std::shared_ptr<PDFDocument> copyDocument(const std::shared_ptr<const PDFDocument> &doc,
+                                          const QList<int> &pages)
 {
-    if (!into.qpdf() || !from.qpdf())
-        return false;
+    auto result = PDFDocument::createEmpty();
+    if (!doc || !doc->qpdf())
+        return result;
     try {
-        QPDFPageDocumentHelper target(*into.qpdf());
-        for (auto &page : QPDFPageDocumentHelper(*from.qpdf()).getAllPages())
-            target.addPage(page, false); // a foreign page is copied by qpdf
-        into.pagesChanged();
-        return true;
+        result->retain(doc);
+        Copier copier(*result);
+        const auto first = copier.copy(*doc, pages, {}, {});
+        copier.writeOutline(copier.bookmarks(*doc, first));
+        copyInfo(*doc, *result);
     } catch (...) {
-        into.pagesChanged();
-        return false;
+    }
+    result->pagesChanged();
+    return result;
+}
+
+std::shared_ptr<PDFDocument> extract(const std::shared_ptr<const PDFDocument> &doc,
+                                     const QList<int> &pages)
+{
+    return copyDocument(doc, pages);
+}
+
+std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument>> &docs,
+                                   const PageProgress &progress, const CancelTest &isCancelled)
+{
+    auto result = PDFDocument::createEmpty();
+    int total = 0;
+    for (const auto &doc : docs)
+        total += doc ? doc->pageCount() : 0;
+    int done = 0;
+    Copier copier(*result);
+    std::vector<Bookmark> marks;
+    for (const auto &doc : docs) {
+        if (isCancelled && isCancelled())
+            throw PDFError::cancelled();
+        if (!doc || !doc->qpdf())
+            continue;
+        result->retain(doc);
+        std::map<int, Handle> first;
+        try {
+            first = copier.copy(*doc, allPages(*doc), {}, [&] {
+                ++done;
+                if (done % 32 == 0 && isCancelled && isCancelled())
+                    throw PDFError::cancelled();
+                if (progress)
+                    progress(done, total);
+            });
+        } catch (const PDFError &) {
+            throw;
+        } catch (...) {
+        }
+        auto more = copier.bookmarks(*doc, first);
+        std::move(more.begin(), more.end(), std::back_inserter(marks));
+    }
+    copier.writeOutline(marks);
+    result->pagesChanged();
+    return result;
+}
+
+std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
+                                      const std::shared_ptr<const PDFDocument> &info)
+{
+    auto result = PDFDocument::createEmpty();
+    Copier copier(*result);
+    for (const auto &item : items) {
+        if (!item.doc || !item.doc->qpdf())
+            continue;
+        result->retain(item.doc);
+        try {
+            // Each item is a copy of its own, even when a page comes twice.
+            QPDFPageDocumentHelper target(*result->qpdf());
+            auto pages = QPDFPageDocumentHelper(*item.doc->qpdf()).getAllPages();
+            if (item.page < 0 || item.page >= int(pages.size()))
+                continue;
+            const int turned = qpdfsupport::normalisedRotation(pages[size_t(item.page)]);
+            copier.copy(*item.doc, {item.page},
+                        [&](QPDFPageObjectHelper &page, int) {
+                            int degrees = (turned + item.extraRotation) % 360;
+                            if (degrees < 0)
+                                degrees += 360;
+                            page.getObjectHandle().replaceKey("/Rotate", Handle::newInteger(degrees));
+                        },
+                        {});
+        } catch (...) {
+        }
+    }
+    if (info)
+        copyInfo(*info, *result);
+    result->pagesChanged();
+    return result;
+}
+
+QList<QList<int>> chunks(int pageCount, int every)
+{
+    QList<QList<int>> runs;
+    if (every < 1 || pageCount < 1)
+        return runs;
+    for (int start = 0; start < pageCount; start += every) {
+        QList<int> run;
+        for (int i = start; i < std::min(pageCount, start + every); ++i)
+            run.append(i);
+        runs.append(run);
+    }
+    return runs;
+}
+
+void copyInfo(const PDFDocument &from, PDFDocument &to)
+{
+    if (!from.qpdf() || !to.qpdf())
+        return;
+    try {
+        auto source = from.qpdf()->getTrailer().getKey("/Info");
+        if (!source.isDictionary())
+            return;
+        auto info = Handle::newDictionary();
+        for (const char *key : {"/Title", "/Author", "/Subject", "/Keywords"}) {
+            auto value = source.getKey(key);
+            if (value.isString())
+                info.replaceKey(key, Handle::newString(value.getStringValue()));
+        }
+        if (info.getKeys().empty())
+            return;
+        to.qpdf()->getTrailer().replaceKey("/Info", to.qpdf()->makeIndirectObject(info));
+    } catch (...) {
     }
 }
 

@@ -1,0 +1,90 @@
+#include "Cli.h"
+#include "Merge.h"
+#include "Output.h"
+#include "PDFOps.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+QString tr(const char *text) { return QCoreApplication::translate("VerbMerge", text); }
+
+// Where the result goes: inside -o's folder, at -o's name (numbered when
+// taken), or beside the first file under the name the window suggests.
+std::optional<QString> destination(const QString &requested, const QList<PDFFile> &files)
+{
+    const QString suggested = Tasks::suggestedMergeName(files);
+    if (!requested.isEmpty()) {
+        const QFileInfo info(requested);
+        if (info.isDir())
+            return PDFOps::uniqueURL(info.absoluteFilePath(), suggested, QStringLiteral("pdf"));
+        const QString ext = info.suffix().isEmpty() ? QStringLiteral("pdf") : info.suffix();
+        return PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), ext);
+    }
+    const auto folder = Output::folder(files.first());
+    if (!folder) {
+        Cli::complain(tr("Quirebook can't write next to “%1”. Choose another place with -o.")
+                          .arg(files.first().fileName()));
+        return std::nullopt;
+    }
+    return PDFOps::uniqueURL(*folder, suggested, QStringLiteral("pdf"));
+}
+
+int merge(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    Cli::Sources sources;
+    sources.addOptionsTo(parser);
+    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
+                                    tr("Write the merged PDF here (a file or a folder)."),
+                                    tr("OUT"));
+    const QCommandLineOption quiet = Cli::quietOption();
+    parser.addOptions({output, quiet});
+    if (auto status = Cli::parse(parser, QStringLiteral("merge"),
+                                 tr("Combine PDFs and pictures into one file, in the order given. "
+                                    "Each PDF's bookmarks are kept, one after another.\n"
+                                    "--password may be repeated: the first goes to the first "
+                                    "locked PDF, the second to the second, and so on."),
+                                 tr("PDFs and pictures (JPG, PNG, HEIC) to merge."), arguments))
+        return *status;
+    const QStringList paths = parser.positionalArguments();
+    if (paths.size() < 2) {
+        Cli::complain(tr("Name at least two files to merge. Try “quirebook-cli merge --help”."));
+        return Cli::Usage;
+    }
+    if (!sources.readPasswords(parser))
+        return Cli::Failed;
+
+    QList<PDFFile> files;
+    for (const QString &path : paths) {
+        const auto file = sources.open(path);
+        if (!file)
+            return Cli::Failed;
+        files.append(*file);
+    }
+    const auto target = destination(parser.value(output), files);
+    if (!target)
+        return Cli::Failed;
+
+    const auto result = Cli::execute(
+        tr("Merging"),
+        [&](const Progress &progress, const IsCancelled &isCancelled) {
+            return Tasks::merge(files, *target, progress, isCancelled);
+        },
+        parser.isSet(quiet));
+    if (const int *status = std::get_if<int>(&result))
+        return *status;
+    const Outcome &outcome = std::get<Outcome>(result);
+    if (!parser.isSet(quiet))
+        Cli::err(outcome.title + QStringLiteral(" · ") + outcome.detail);
+    Cli::out(*target);
+    return Cli::Done;
+}
+
+const Cli::Registration registration{
+    {QStringLiteral("merge"),
+     QCoreApplication::translate("VerbMerge", "Combine PDFs and pictures into one file."), merge}};
+
+} // namespace

@@ -1,0 +1,75 @@
+#include "Merge.h"
+
+#include "Format.h"
+#include "PDFError.h"
+#include "PDFOps.h"
+#include "SafeWrite.h"
+#include "Workspace.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+namespace Tasks {
+
+namespace {
+QString tr(const char *text) { return QCoreApplication::translate("Merge", text); }
+
+// The document a file contributes, checked the way every rewriting tool checks.
+std::shared_ptr<const PDFDocument> openForCopying(const PDFFile &file)
+{
+    auto doc = file.fresh();
+    if (!doc)
+        throw PDFError::unreadable(file.fileName());
+    if (doc->isLocked())
+        throw PDFError::failed(PDFError::lockedText());
+    if (PDFOps::isRestricted(*doc))
+        throw PDFError::restricted();
+    return doc;
+}
+} // namespace
+
+QString suggestedMergeName(const QList<PDFFile> &files)
+{
+    if (files.size() == 2 || files.isEmpty() || files.first().kind == PDFFile::Kind::Image)
+        return tr("Merged");
+    return tr("%1 merged").arg(files.first().name());
+}
+
+Outcome merge(const QList<PDFFile> &files, const QString &destination, const Progress &progress,
+              const IsCancelled &isCancelled)
+{
+    QList<std::shared_ptr<const PDFDocument>> docs;
+    for (const PDFFile &file : files) {
+        if (isCancelled && isCancelled())
+            throw PDFError::cancelled();
+        docs.append(openForCopying(file));
+    }
+    auto merged = PDFOps::merge(docs, progress, isCancelled);
+
+    if (!docs.isEmpty()) {
+        const QString title = docs.first()->info().title;
+        if (!title.isEmpty())
+            merged->setInfo(DocumentInfo{title, {}, {}, {}, {}, {}});
+    }
+    if (isCancelled && isCancelled())
+        throw PDFError::cancelled();
+
+    const QString failure = tr("Couldn't write the merged file.");
+    SafeWrite::write(
+        destination,
+        [&](const QString &temporary) {
+            try {
+                merged->write(temporary);
+            } catch (...) {
+                throw PDFError::failed(failure);
+            }
+        },
+        failure);
+
+    return Outcome{tr("Merged %1 pages").arg(merged->pageCount()),
+                   QStringLiteral("%1 · %2").arg(QFileInfo(destination).fileName(),
+                                                 Format::bytes(Workspace::bytes(destination))),
+                   {destination}};
+}
+
+} // namespace Tasks

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Job.h"
+#include "PDFFile.h"
+
+#include <QList>
+#include <QString>
+
+namespace Tasks {
+
+// The name the merged file is offered under: "Merged" for two files or a
+// picture first, else "<first name> merged".
+QString suggestedMergeName(const QList<PDFFile> &files);
+
+// Joins the files (PDFs and pictures) in order into one PDF at
+// destination, each document's bookmarks after the one before, with the
+// first document's title. Throws PDFError.
+Outcome merge(const QList<PDFFile> &files, const QString &destination, const Progress &progress,
+              const IsCancelled &isCancelled);
+
+} // namespace Tasks
