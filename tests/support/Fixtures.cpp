@@ -101,13 +101,15 @@ QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
                     auto item = q.makeIndirectObject(QPDFObjectHandle::newDictionary());
                     item.replaceKey("/Title", text(items[i].title));
                     item.replaceKey("/Parent", parent);
-                    auto dest = QPDFObjectHandle::newArray();
-                    dest.appendItem(all.at(size_t(items[i].page)).getObjectHandle());
-                    dest.appendItem(name("/XYZ"));
-                    dest.appendItem(QPDFObjectHandle::newNull());
-                    dest.appendItem(QPDFObjectHandle::newNull());
-                    dest.appendItem(QPDFObjectHandle::newNull());
-                    item.replaceKey("/Dest", dest);
+                    if (items[i].page >= 0) { // a negative page makes a label-only entry
+                        auto dest = QPDFObjectHandle::newArray();
+                        dest.appendItem(all.at(size_t(items[i].page)).getObjectHandle());
+                        dest.appendItem(name("/XYZ"));
+                        dest.appendItem(QPDFObjectHandle::newInteger(0));
+                        dest.appendItem(QPDFObjectHandle::newInteger(700));
+                        dest.appendItem(QPDFObjectHandle::newReal(2.0, 1));
+                        item.replaceKey("/Dest", dest);
+                    }
                     if (i == 0)
                         parent.replaceKey("/First", item);
                     else {

@@ -1,0 +1,255 @@
+#include "Fixtures.h"
+#include "PDFError.h"
+#include "PDFOps.h"
+#include "PopplerCheck.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+
+using namespace Fixtures;
+
+namespace {
+// "Title@page" per bookmark, children in brackets: "A@0[B@-1]".
+QString shape(const QList<OutlineItem> &items)
+{
+    QStringList parts;
+    for (const auto &item : items) {
+        QString part = item.title + u'@' + QString::number(item.pageIndex);
+        if (!item.children.isEmpty())
+            part += u'[' + shape(item.children) + u']';
+        parts << part;
+    }
+    return parts.join(u',');
+}
+
+std::shared_ptr<const PDFDocument> reopened(const std::shared_ptr<PDFDocument> &doc)
+{
+    return PDFDocument::fromBytes(doc->toBytes(), QStringLiteral("copy.pdf"));
+}
+} // namespace
+
+using Outline = QList<OutlineSpec>;
+Q_DECLARE_METATYPE(Outline)
+
+class TestCopy : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+
+private Q_SLOTS:
+    void outlineFollowsPages_data()
+    {
+        QTest::addColumn<Outline>("outline");
+        QTest::addColumn<QList<int>>("pages");
+        QTest::addColumn<QString>("expected");
+        const Outline third{{QStringLiteral("Third"), 2, {}}};
+        QTest::newRow("moved") << third << QList<int>{2, 0} << QStringLiteral("Third@0");
+        QTest::newRow("left out") << third << QList<int>{0, 1} << QString();
+        QTest::newRow("first copy") << QList<OutlineSpec>{{QStringLiteral("One"), 0, {}}}
+                                    << QList<int>{1, 0, 0} << QStringLiteral("One@1");
+        const Outline group{{QStringLiteral("Group"), -1, {{QStringLiteral("Third"), 2, {}}}}};
+        QTest::newRow("container kept") << group << QList<int>{2} << QStringLiteral("Group@-1[Third@0]");
+        QTest::newRow("container dropped") << group << QList<int>{0, 1} << QString();
+        const Outline nested{{QStringLiteral("One"), 0, {}},
+                             {QStringLiteral("Two"), 1, {{QStringLiteral("Three"), 2, {}}}}};
+        QTest::newRow("nested") << nested << QList<int>{2, 1} << QStringLiteral("Two@1[Three@0]");
+        QTest::newRow("parent gone, child stays")
+            << nested << QList<int>{2} << QStringLiteral("Two@-1[Three@0]");
+        QTest::newRow("out of range skipped") << third << QList<int>{7, 2, -1} << QStringLiteral("Third@0");
+    }
+    void outlineFollowsPages()
+    {
+        QFETCH(Outline, outline);
+        QFETCH(QList<int>, pages);
+        QFETCH(QString, expected);
+        DocSpec spec = numberedPages(3);
+        spec.outline = outline;
+        spec.info.title = QStringLiteral("Report");
+        spec.info.author = QStringLiteral("Ines");
+        spec.info.creator = QStringLiteral("Some Writer");
+        auto source = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("s.pdf"));
+        auto copy = reopened(PDFOps::copyDocument(source, pages));
+        QCOMPARE(shape(copy->outline()), expected);
+        QCOMPARE(copy->info().title, QStringLiteral("Report"));
+        QCOMPARE(copy->info().author, QStringLiteral("Ines"));
+        QCOMPARE(copy->info().creator, QString()); // only the four keys travel
+        QCOMPARE(source->pageCount(), 3);          // the source is untouched
+    }
+
+    void pagesInTheRightOrder()
+    {
+        auto source = PDFDocument::fromBytes(textPDF(3), QStringLiteral("s.pdf"));
+        auto copy = PDFOps::extract(source, {2, 0});
+        QCOMPARE(popplerPageTexts(copy->toBytes()), (QStringList{"Page 3", "Page 1"}));
+        auto twice = PDFOps::copyDocument(source, {1, 1});
+        QCOMPARE(popplerPageTexts(twice->toBytes()), (QStringList{"Page 2", "Page 2"}));
+        QCOMPARE(PDFOps::copyDocument(source, {})->pageCount(), 0);
+    }
+
+    void linksFollowPages()
+    {
+        DocSpec spec = numberedPages(4);
+        spec.links = {{0, 3}, {1, 2}, {3, 0}};
+        auto source = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("l.pdf"));
+        // Pages 4, 1, 2: page 4's link to page 1 now leads to page 2 of the
+        // copy; page 2's link to page 3 (left out) is gone; page 1's to page 4 leads to 1.
+        auto copy = PDFOps::copyDocument(source, {3, 0, 1});
+        const QString path = writeFile(m_dir.filePath(QStringLiteral("links.pdf")), copy->toBytes());
+        QCOMPARE(PopplerCheck::linkTargets(path), (QList<QList<int>>{{2}, {1}, {}}));
+        QCOMPARE(runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), path}).exitCode, 0);
+    }
+
+    void sharedResourcesOnce()
+    {
+        auto source = PDFDocument::fromBytes(textPDF(30), QStringLiteral("s.pdf"));
+        auto copy = PDFOps::copyDocument(source, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+        WriteOptions plain;
+        plain.compact = false;
+        QCOMPARE(copy->toBytes(plain).count("/BaseFont /Helvetica"), 1);
+    }
+
+    void mergeKeepsEveryonesBookmarks()
+    {
+        DocSpec a = numberedPages(3, QStringLiteral("Alpha"));
+        a.outline = {{QStringLiteral("A three"), 2, {}}};
+        a.links = {{0, 2}};
+        DocSpec b = numberedPages(2, QStringLiteral("Beta"));
+        b.outline = {{QStringLiteral("B one"), 0, {{QStringLiteral("B two"), 1, {}}}}};
+        b.links = {{1, 0}};
+        auto first = PDFDocument::fromBytes(makePDF(a), QStringLiteral("a.pdf"));
+        auto second = PDFDocument::fromBytes(makePDF(b), QStringLiteral("b.pdf"));
+        QList<QPair<int, int>> reports;
+        auto merged = PDFOps::merge({first, second}, [&](int done, int total) { reports << qMakePair(done, total); });
+        QCOMPARE(merged->pageCount(), 5);
+        QCOMPARE(reports.size(), 5);
+        QCOMPARE(reports.last(), qMakePair(5, 5));
+        const QString path = writeFile(m_dir.filePath(QStringLiteral("merged.pdf")), merged->toBytes());
+        QCOMPARE(popplerPageTexts(merged->toBytes()),
+                 (QStringList{"Alpha 1", "Alpha 2", "Alpha 3", "Beta 1", "Beta 2"}));
+        QCOMPARE(PopplerCheck::bookmarks(path),
+                 (QStringList{QStringLiteral("A three→3"), QStringLiteral("B one→4"),
+                              QStringLiteral("  B two→5")}));
+        QCOMPARE(PopplerCheck::linkTargets(path), (QList<QList<int>>{{3}, {}, {}, {}, {4}}));
+        QVERIFY(merged->info().title.isEmpty());
+    }
+
+    void mergeCancels()
+    {
+        auto doc = PDFDocument::fromBytes(textPDF(2), QStringLiteral("a.pdf"));
+        int asked = 0;
+        const auto cancelSecond = [&] { return ++asked > 1; };
+        bool cancelled = false;
+        try {
+            PDFOps::merge({doc, doc}, {}, cancelSecond);
+        } catch (const PDFError &e) {
+            cancelled = e.isCancelled();
+        }
+        QVERIFY(cancelled);
+        QCOMPARE(asked, 2);
+    }
+
+    void assembleTurnsPages_data()
+    {
+        QTest::addColumn<int>("own");
+        QTest::addColumn<int>("extra");
+        QTest::addColumn<int>("result");
+        QTest::newRow("270 + 180") << 270 << 180 << 90;
+        QTest::newRow("0 - 90") << 0 << -90 << 270;
+        QTest::newRow("90 + 270") << 90 << 270 << 0;
+        QTest::newRow("0 + 0") << 0 << 0 << 0;
+        QTest::newRow("180 - 540") << 180 << -540 << 0;
+    }
+    void assembleTurnsPages()
+    {
+        QFETCH(int, own);
+        QFETCH(int, extra);
+        QFETCH(int, result);
+        DocSpec spec = numberedPages(2);
+        spec.pages[0].rotate = own;
+        spec.info.title = QStringLiteral("Kept");
+        auto source = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("r.pdf"));
+        auto assembled = reopened(PDFOps::assemble({{source, 0, extra}, {source, 0, 0}, {source, 1, 90}}, source));
+        QCOMPARE(assembled->pageCount(), 3);
+        QCOMPARE(assembled->page(0)->rotation, result);
+        QCOMPARE(assembled->page(1)->rotation, own);
+        QCOMPARE(assembled->page(2)->rotation, 90);
+        QCOMPARE(source->page(0)->rotation, own);
+        QCOMPARE(assembled->info().title, QStringLiteral("Kept"));
+        QVERIFY(assembled->outline().isEmpty());
+        auto untitled = reopened(PDFOps::assemble({{source, 1, 0}}));
+        QVERIFY(untitled->info().title.isEmpty());
+    }
+
+    void chunks_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("every");
+        QTest::addColumn<QList<QList<int>>>("runs");
+        QTest::newRow("none") << 0 << 3 << QList<QList<int>>{};
+        QTest::newRow("zero size") << 5 << 0 << QList<QList<int>>{};
+        QTest::newRow("pairs") << 5 << 2 << QList<QList<int>>{{0, 1}, {2, 3}, {4}};
+        QTest::newRow("threes") << 7 << 3 << QList<QList<int>>{{0, 1, 2}, {3, 4, 5}, {6}};
+        QTest::newRow("all in one") << 4 << 9 << QList<QList<int>>{{0, 1, 2, 3}};
+        QTest::newRow("each") << 3 << 1 << QList<QList<int>>{{0}, {1}, {2}};
+    }
+    void chunks()
+    {
+        QFETCH(int, count);
+        QFETCH(int, every);
+        QFETCH(QList<QList<int>>, runs);
+        QCOMPARE(PDFOps::chunks(count, every), runs);
+    }
+
+    void copyInfoOnlyWhenThereIsSome()
+    {
+        DocSpec titled = numberedPages(1);
+        titled.info.title = QStringLiteral("Mine");
+        auto target = PDFDocument::fromBytes(makePDF(titled), QStringLiteral("t.pdf"));
+        auto bare = PDFDocument::fromBytes(textPDF(1), QStringLiteral("b.pdf"));
+        PDFOps::copyInfo(*bare, *target);
+        QCOMPARE(target->info().title, QStringLiteral("Mine"));
+        DocSpec other = numberedPages(1);
+        other.info.subject = QStringLiteral("Theirs");
+        PDFOps::copyInfo(*PDFDocument::fromBytes(makePDF(other), QStringLiteral("o.pdf")), *target);
+        QCOMPARE(target->info().title, QString());
+        QCOMPARE(target->info().subject, QStringLiteral("Theirs"));
+    }
+
+    // Real files: every page copied, the outline count kept, a valid file.
+    void corpusCopies_data()
+    {
+        QTest::addColumn<QString>("name");
+        if (corpusDir().isEmpty())
+            QSKIP("QUIREBOOK_CORPUS is not set");
+        for (const char *name : {"outline-pdflatex.pdf", "links-internal-okular.pdf", "manual-mupdf-285pages.pdf",
+                                 "outline-invalid-destinations.pdf", "outline-circular.pdf",
+                                 "form-acroform-libreoffice.pdf", "book-freeculture-352pages.pdf"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+    void corpusCopies()
+    {
+        QFETCH(QString, name);
+        auto source = PDFDocument::open(corpusDir() + u'/' + name);
+        QVERIFY(source);
+        QList<int> all;
+        for (int i = 0; i < source->pageCount(); ++i)
+            all << i;
+        const QString path = m_dir.filePath(name);
+        PDFOps::copyDocument(source, all)->write(path);
+        const auto check = runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), path});
+        QVERIFY2(check.exitCode == 0 || check.exitCode == 3, qPrintable(check.out));
+        auto copy = PDFDocument::open(path);
+        QCOMPARE(copy->pageCount(), source->pageCount());
+        // Entries without a usable destination and without children go.
+        QVERIFY(copy->outlineCount() <= source->outlineCount());
+        QCOMPARE(popplerPageCount(path), source->pageCount());
+        const auto links = PopplerCheck::linkTargets(path);
+        for (const auto &page : links)
+            for (int target : page)
+                QVERIFY(target >= 1 && target <= source->pageCount());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCopy)
+#include "tst_copy.moc"

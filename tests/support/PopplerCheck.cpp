@@ -1,0 +1,55 @@
+#include "PopplerCheck.h"
+
+#include <poppler-qt6.h>
+
+#include <functional>
+
+namespace PopplerCheck {
+
+QStringList bookmarks(const QString &path)
+{
+    QStringList lines;
+    auto doc = Poppler::Document::load(path);
+    if (!doc || doc->isLocked())
+        return lines;
+    std::function<void(const QVector<Poppler::OutlineItem> &, int)> walk =
+        [&](const QVector<Poppler::OutlineItem> &items, int depth) {
+            for (const auto &item : items) {
+                const auto dest = item.destination();
+                const int page = dest ? dest->pageNumber() : 0;
+                lines << QString(depth * 2, u' ') + item.name() + QStringLiteral("→")
+                             + QString::number(page);
+                walk(item.children(), depth + 1);
+            }
+        };
+    walk(doc->outline(), 0);
+    return lines;
+}
+
+QList<QList<int>> linkTargets(const QString &path)
+{
+    QList<QList<int>> result;
+    auto doc = Poppler::Document::load(path);
+    if (!doc || doc->isLocked())
+        return result;
+    for (int i = 0; i < doc->numPages(); ++i) {
+        QList<int> targets;
+        auto page = doc->page(i);
+        if (page)
+            for (const auto &link : page->links())
+                if (link->linkType() == Poppler::Link::Goto)
+                    targets << static_cast<const Poppler::LinkGoto *>(link.get())
+                                   ->destination()
+                                   .pageNumber();
+        result << targets;
+    }
+    return result;
+}
+
+QString title(const QString &path)
+{
+    auto doc = Poppler::Document::load(path);
+    return doc ? doc->info(QStringLiteral("Title")) : QString();
+}
+
+} // namespace PopplerCheck
