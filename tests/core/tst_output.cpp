@@ -1,0 +1,188 @@
+#include "Fixtures.h"
+#include "Output.h"
+#include "PDFError.h"
+#include "PDFOps.h"
+#include "SafeWrite.h"
+#include "Workspace.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+using namespace Fixtures;
+
+namespace {
+QStringList hiddenLeftovers(const QString &folder)
+{
+    return QDir(folder).entryList({QStringLiteral(".quirebook-*")}, QDir::Files | QDir::Hidden);
+}
+} // namespace
+
+class TestOutput : public QObject {
+    Q_OBJECT
+
+    PDFFile fileIn(const QString &folder, const QString &name)
+    {
+        PDFFile file;
+        file.path = writeFile(folder + u'/' + name, textPDF(1));
+        return file;
+    }
+
+private Q_SLOTS:
+    void numbering_data()
+    {
+        QTest::addColumn<QStringList>("present");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("ext");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("free") << QStringList{} << "new" << "pdf" << "new.pdf";
+        QTest::newRow("taken once") << QStringList{"same.pdf"} << "same" << "pdf" << "same 2.pdf";
+        QTest::newRow("taken twice") << QStringList{"same.pdf", "same 2.pdf"} << "same" << "pdf" << "same 3.pdf";
+        QTest::newRow("gap is not filled backwards") << QStringList{"same.pdf", "same 3.pdf"} << "same" << "pdf"
+                                                    << "same 2.pdf";
+        QTest::newRow("other name free") << QStringList{"same.pdf"} << "new" << "pdf" << "new.pdf";
+        QTest::newRow("folder") << QStringList{"a split/"} << "a split" << "" << "a split 2";
+        QTest::newRow("a folder blocks a file") << QStringList{"x.pdf/"} << "x" << "pdf" << "x 2.pdf";
+        QTest::newRow("number in the name") << QStringList{"scan 2 compressed.pdf"} << "scan 2 compressed"
+                                            << "pdf" << "scan 2 compressed 2.pdf";
+    }
+    void numbering()
+    {
+        QFETCH(QStringList, present);
+        QFETCH(QString, name);
+        QFETCH(QString, ext);
+        QFETCH(QString, expected);
+        QTemporaryDir dir;
+        for (const QString &entry : present) {
+            if (entry.endsWith(u'/'))
+                QDir(dir.path()).mkdir(entry.chopped(1));
+            else
+                writeFile(dir.filePath(entry), "x");
+        }
+        QCOMPARE(PDFOps::uniqueURL(dir.path(), name, ext), dir.filePath(expected));
+    }
+
+    void pdfNextToTheSource()
+    {
+        QTemporaryDir dir;
+        const PDFFile a = fileIn(dir.path(), QStringLiteral("a.pdf"));
+        QCOMPARE(Output::pdfURL(a, QStringLiteral("compressed"), nullptr),
+                 std::optional<QString>(dir.filePath(QStringLiteral("a compressed.pdf"))));
+        writeFile(dir.filePath(QStringLiteral("a compressed.pdf")), "x");
+        QCOMPARE(Output::pdfURL(a, QStringLiteral("compressed"), nullptr),
+                 std::optional<QString>(dir.filePath(QStringLiteral("a compressed 2.pdf"))));
+        const PDFFile scan = fileIn(dir.path(), QStringLiteral("scan 2.pdf"));
+        QCOMPARE(Output::pdfURL(scan, QStringLiteral("compressed"), nullptr),
+                 std::optional<QString>(dir.filePath(QStringLiteral("scan 2 compressed.pdf"))));
+    }
+
+    void unwritableFolder()
+    {
+        // /proc can't be written, even by root.
+        PDFFile file;
+        file.path = QStringLiteral("/proc/a.pdf");
+        QVERIFY(!Output::folder(file));
+        ScriptedDialogs dialogs;
+        dialogs.saveAnswers = {QStringLiteral("/tmp/chosen.pdf")};
+        QCOMPARE(Output::pdfURL(file, QStringLiteral("compressed"), &dialogs),
+                 std::optional<QString>(QStringLiteral("/tmp/chosen.pdf")));
+        QCOMPARE(dialogs.saveProposals, QStringList{QStringLiteral("|a compressed.pdf")});
+        QVERIFY(!Output::pdfURL(file, QStringLiteral("compressed"), &dialogs)); // cancelled
+        try {
+            Output::newFolder(file, QStringLiteral("split"));
+            QFAIL("no folder expected");
+        } catch (const PDFError &e) {
+            QCOMPARE(e.description(), QStringLiteral("Quirebook can't write next to “a.pdf”. Copy the file to "
+                                                     "your Desktop or Documents first."));
+        }
+    }
+
+    void newFoldersAreNeverReused()
+    {
+        QTemporaryDir dir;
+        const PDFFile a = fileIn(dir.path(), QStringLiteral("a.pdf"));
+        QCOMPARE(Output::newFolder(a, QStringLiteral("split")), dir.filePath(QStringLiteral("a split")));
+        QCOMPARE(Output::newFolder(a, QStringLiteral("split")), dir.filePath(QStringLiteral("a split 2")));
+        QVERIFY(QFileInfo(dir.filePath(QStringLiteral("a split 2"))).isDir());
+    }
+
+    void safeWriteReplacesAtomically()
+    {
+        QTemporaryDir dir;
+        const QString target = writeFile(dir.filePath(QStringLiteral("out.pdf")), "old");
+        SafeWrite::write(target, [](const QString &temporary) {
+            QVERIFY(QFileInfo(temporary).fileName().startsWith(QLatin1String(".quirebook-")));
+            QVERIFY(temporary.endsWith(QLatin1String(".pdf")));
+            writeFile(temporary, "new");
+        }, QStringLiteral("Couldn't write."));
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("new"));
+        QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
+    }
+
+    void safeWriteFailureKeepsTheOldFile_data()
+    {
+        QTest::addColumn<bool>("pdfError");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("own message") << true << QStringLiteral("The write said no.");
+        QTest::newRow("any other failure") << false << QStringLiteral("Couldn't write the merged file.");
+    }
+    void safeWriteFailureKeepsTheOldFile()
+    {
+        QFETCH(bool, pdfError);
+        QFETCH(QString, message);
+        QTemporaryDir dir;
+        const QString target = writeFile(dir.filePath(QStringLiteral("out.pdf")), "old");
+        try {
+            SafeWrite::write(target, [&](const QString &temporary) {
+                writeFile(temporary, "half");
+                if (pdfError)
+                    throw PDFError::failed(QStringLiteral("The write said no."));
+                throw std::runtime_error("disk full");
+            }, QStringLiteral("Couldn't write the merged file."));
+            QFAIL("expected a failure");
+        } catch (const PDFError &e) {
+            QCOMPARE(e.description(), message);
+        }
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("old"));
+        QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
+    }
+
+    void missingFolderFailsWithTheOperationsMessage()
+    {
+        try {
+            SafeWrite::write(QStringLiteral("/nonexistent-folder/out.pdf"), [](const QString &) {},
+                             QStringLiteral("Couldn't write the merged file."));
+            QFAIL("expected a failure");
+        } catch (const PDFError &e) {
+            QCOMPARE(e.description(), QStringLiteral("Couldn't write the merged file."));
+        }
+    }
+
+    void staleTemporariesGoHeldOnesStay()
+    {
+        QTemporaryDir dir;
+        const QString stale = writeFile(dir.filePath(QStringLiteral(".quirebook-DEAD.pdf")), "x");
+        const QString held = writeFile(dir.filePath(QStringLiteral(".quirebook-LIVE.pdf")), "x");
+        const QString other = writeFile(dir.filePath(QStringLiteral(".hidden.pdf")), "x");
+        const int fd = ::open(QFile::encodeName(held).constData(), O_RDONLY);
+        QVERIFY(fd >= 0);
+        QCOMPARE(::flock(fd, LOCK_EX), 0);
+        SafeWrite::removeStale(dir.path());
+        QVERIFY(!QFile::exists(stale));
+        QVERIFY(QFile::exists(held));
+        QVERIFY(QFile::exists(other));
+        ::close(fd);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestOutput)
+#include "tst_output.moc"
