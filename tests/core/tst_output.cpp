@@ -83,9 +83,9 @@ private Q_SLOTS:
 
     void unwritableFolder()
     {
-        // /proc can't be written, even by root.
+        // A process folder under /proc takes no new files, even from root.
         PDFFile file;
-        file.path = QStringLiteral("/proc/a.pdf");
+        file.path = QStringLiteral("/proc/1/a.pdf");
         QVERIFY(!Output::folder(file));
         ScriptedDialogs dialogs;
         dialogs.saveAnswers = {QStringLiteral("/tmp/chosen.pdf")};
