@@ -1,0 +1,72 @@
+#include "PDFOpsRender.h"
+
+#include "PDFError.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QImageWriter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace PDFOps {
+
+QString rawValue(ImageFormat format)
+{
+    switch (format) {
+    case ImageFormat::Png: return QStringLiteral("PNG");
+    case ImageFormat::Jpeg: return QStringLiteral("JPEG");
+    }
+    return {};
+}
+
+std::optional<ImageFormat> imageFormat(const QString &raw)
+{
+    for (const ImageFormat format : kImageFormats)
+        if (rawValue(format) == raw)
+            return format;
+    return std::nullopt;
+}
+
+QSize pixelSize(QSizeF points, double dpi)
+{
+    const double scale = dpi / 72.0;
+    auto side = [scale](double length) {
+        const double scaled = scale * length;
+        if (!std::isfinite(scaled) || scaled < 1.0)
+            return 1;
+        if (scaled > double(std::numeric_limits<int>::max()))
+            return std::numeric_limits<int>::max();
+        return std::max(1, int(std::lround(scaled)));
+    };
+    return {side(points.width()), side(points.height())};
+}
+
+void writeImage(const QImage &image, const QString &path, ImageFormat format, double dpi,
+                double quality, const QString &nameInMessages)
+{
+    const QString name = nameInMessages.isEmpty() ? QFileInfo(path).fileName() : nameInMessages;
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        throw PDFError::failed(
+            QCoreApplication::translate("PDFOps", "Couldn't create %1.").arg(name));
+
+    QImage stamped = image;
+    const int dotsPerMeter = int(std::lround(dpi / 0.0254));
+    if (stamped.dotsPerMeterX() != dotsPerMeter || stamped.dotsPerMeterY() != dotsPerMeter) {
+        stamped.setDotsPerMeterX(dotsPerMeter);
+        stamped.setDotsPerMeterY(dotsPerMeter);
+    }
+    QImageWriter writer(&file, format == ImageFormat::Png ? "png" : "jpeg");
+    if (format == ImageFormat::Jpeg)
+        writer.setQuality(std::clamp(int(std::lround(quality * 100.0)), 0, 100));
+    const bool written = writer.write(stamped);
+    const bool flushed = written && file.flush();
+    file.close();
+    if (!written || !flushed || file.error() != QFileDevice::NoError)
+        throw PDFError::failed(
+            QCoreApplication::translate("PDFOps", "Couldn't write %1.").arg(name));
+}
+
+} // namespace PDFOps

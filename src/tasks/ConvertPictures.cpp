@@ -1,0 +1,94 @@
+#include "Convert.h"
+
+#include "DrawingDocument.h"
+#include "PDFError.h"
+#include "PDFOps.h"
+#include "PageWorkers.h"
+#include "SafeWrite.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <memory>
+
+namespace {
+
+QString tr(const char *text) { return QCoreApplication::translate("Convert", text); }
+
+QString cannotDraw(int pageNumber)
+{
+    return tr("Couldn't draw page %1.").arg(pageNumber);
+}
+
+} // namespace
+
+namespace Convert {
+
+Outcome pictures(const PDFFile &file, const QString &folder, const PictureOptions &options,
+                 const Progress &progress, const IsCancelled &isCancelled)
+{
+    std::optional<DrawingDocument::Source> source;
+    {
+        const auto doc = file.fresh();
+        if (!doc)
+            throw PDFError::unreadable(file.fileName());
+        if (doc->isLocked())
+            throw PDFError::failed(PDFError::lockedText());
+        if (PDFOps::isRestricted(*doc))
+            throw PDFError::restricted();
+        source = DrawingDocument::sourceFor(*doc);
+    }
+    const auto drawing = source ? DrawingDocument::open(*source) : nullptr;
+    if (!drawing)
+        throw PDFError::unreadable(file.fileName());
+    const int pageCount = drawing->pageCount();
+
+    QList<int> pages;
+    if (options.pages.isEmpty()) {
+        for (int i = 0; i < pageCount; ++i)
+            pages.append(i);
+    } else {
+        for (const int index : options.pages)
+            if (index >= 0 && index < pageCount)
+                pages.append(index);
+        if (pages.isEmpty())
+            throw PDFError::failed(cannotDraw(options.pages.first() + 1));
+    }
+
+    const QDir dir(folder);
+    const QString base = file.name();
+    const PictureOptions chosen = options;
+    const auto makeWorker = [&]() -> std::function<int(int)> {
+        std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
+        if (!own)
+            throw PDFError::unreadable(file.fileName());
+        return [own, &pages, &dir, &base, chosen, pageCount](int position) {
+            const int index = pages[position];
+            const auto image = own->render(index, chosen.dpi);
+            if (!image)
+                throw PDFError::failed(cannotDraw(index + 1));
+            const QString name = pictureName(base, index + 1, pageCount, chosen.format);
+            // Written under a hidden name and renamed when complete, so a
+            // cancel or a crash never leaves half a picture under this name.
+            SafeWrite::write(
+                dir.filePath(name),
+                [&](const QString &temporary) {
+                    PDFOps::writeImage(*image, temporary, chosen.format, chosen.dpi,
+                                       chosen.quality, name);
+                },
+                tr("Couldn't create %1.").arg(name));
+            return index;
+        };
+    };
+    PageWorkers::run<int>(
+        int(pages.size()), PageWorkers::defaultCount(), makeWorker,
+        [&](int position, int &&) { progress(position + 1, int(pages.size())); }, isCancelled);
+
+    const auto count = pages.size();
+    return Outcome{count == 1 ? tr("Saved 1 picture") : tr("Saved %1 pictures").arg(count),
+                   tr("In the folder “%1”.").arg(QFileInfo(folder).fileName()),
+                   {folder}};
+}
+
+} // namespace Convert

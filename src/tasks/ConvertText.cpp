@@ -1,0 +1,176 @@
+#include "Convert.h"
+
+#include "DrawingDocument.h"
+#include "PDFError.h"
+#include "PDFOps.h"
+#include "PageWorkers.h"
+#include "SafeWrite.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QTextBoundaryFinder>
+
+#include <memory>
+
+namespace {
+
+QString tr(const char *text) { return QCoreApplication::translate("Convert", text); }
+
+// Writes text as UTF-8 while trimming white space from both ends of the
+// whole, counting its words and enough of its characters to tell a real
+// text from a few stray marks, without holding it all in memory.
+class TrimmedWriter {
+public:
+    TrimmedWriter(QFile &file, QString name) : m_file(file), m_name(std::move(name)) {}
+
+    void append(const QString &chunk)
+    {
+        for (const QChar c : chunk) {
+            if (c.isSpace()) {
+                if (m_started)
+                    m_pending += c;
+                m_inWord = false;
+                continue;
+            }
+            m_started = true;
+            if (!m_pending.isEmpty()) {
+                put(m_pending);
+                m_pending.clear();
+            }
+            m_buffer += c;
+            ++m_written;
+            if (m_prefix.size() < kPrefix)
+                m_prefix += c;
+            if (!m_inWord) {
+                ++m_words;
+                m_inWord = true;
+            }
+        }
+        if (m_buffer.size() >= kFlushAt)
+            flush();
+    }
+
+    // Writes what is buffered; trailing white space is dropped.
+    void finish() { flush(); }
+
+    qint64 words() const { return m_words; }
+
+    // The number of characters as a person counts them, exact for short
+    // texts (the only ones where it matters).
+    qint64 characters() const
+    {
+        if (m_written >= kPrefix)
+            return m_written;
+        qint64 count = 0;
+        QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, m_prefix);
+        while (finder.toNextBoundary() >= 0)
+            ++count;
+        return count;
+    }
+
+private:
+    static constexpr qsizetype kPrefix = 256;
+    static constexpr qsizetype kFlushAt = 1 << 16;
+
+    void put(const QString &text)
+    {
+        m_buffer += text;
+        m_written += text.size();
+        if (m_prefix.size() < kPrefix)
+            m_prefix += text.left(kPrefix - m_prefix.size());
+    }
+
+    void flush()
+    {
+        if (m_buffer.isEmpty())
+            return;
+        const QByteArray utf8 = m_buffer.toUtf8();
+        if (m_file.write(utf8) != utf8.size())
+            throw PDFError::failed(
+                tr("Couldn't save “%1”: %2.").arg(m_name, m_file.errorString()));
+        m_buffer.clear();
+    }
+
+    QFile &m_file;
+    QString m_name;
+    QString m_buffer;
+    QString m_pending;
+    QString m_prefix;
+    bool m_started = false;
+    bool m_inWord = false;
+    qint64 m_written = 0;
+    qint64 m_words = 0;
+};
+
+} // namespace
+
+namespace Convert {
+
+Outcome text(const PDFFile &file, const QString &destination, const Progress &progress,
+             const IsCancelled &isCancelled)
+{
+    std::optional<DrawingDocument::Source> source;
+    {
+        const auto doc = file.fresh();
+        if (!doc)
+            throw PDFError::unreadable(file.fileName());
+        if (doc->isLocked())
+            throw PDFError::failed(PDFError::lockedText());
+        if (PDFOps::isRestricted(*doc))
+            throw PDFError::restricted();
+        source = DrawingDocument::sourceFor(*doc);
+    }
+    const auto drawing = source ? DrawingDocument::open(*source) : nullptr;
+    if (!drawing)
+        throw PDFError::unreadable(file.fileName());
+    const int pageCount = drawing->pageCount();
+
+    // Something may have taken the name since it was chosen: never overwrite.
+    QString target = destination;
+    if (QFileInfo::exists(target) || QFileInfo(target).isSymLink()) {
+        const QFileInfo info(destination);
+        target = PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), info.suffix());
+    }
+    const QString name = QFileInfo(target).fileName();
+
+    qint64 words = 0;
+    SafeWrite::write(
+        target,
+        [&](const QString &temporary) {
+            QFile out(temporary);
+            if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate))
+                throw PDFError::failed(
+                    tr("Couldn't save “%1”: %2.").arg(name, out.errorString()));
+            TrimmedWriter writer(out, name);
+            const auto makeWorker = [&]() -> std::function<QString(int)> {
+                std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
+                if (!own)
+                    throw PDFError::unreadable(file.fileName());
+                return [own](int index) { return own->text(index); };
+            };
+            PageWorkers::run<QString>(
+                pageCount, PageWorkers::defaultCount(), makeWorker,
+                [&](int index, QString &&page) {
+                    // A form feed between pages, as plain-text tools expect.
+                    if (index > 0)
+                        writer.append(QStringLiteral("\n\f"));
+                    writer.append(page);
+                    progress(index + 1, pageCount);
+                },
+                isCancelled);
+            writer.finish();
+            if (writer.characters() < 4)
+                throw PDFError::failed(noTextText());
+            if (!out.flush())
+                throw PDFError::failed(
+                    tr("Couldn't save “%1”: %2.").arg(name, out.errorString()));
+            out.close();
+            words = writer.words();
+        },
+        tr("Couldn't save “%1”.").arg(name));
+
+    return Outcome{tr("Saved “%1”").arg(name), tr("%1 words.").arg(words), {target}};
+}
+
+} // namespace Convert
