@@ -1,0 +1,184 @@
+#include "ProtectChecks.h"
+
+#include "Fixtures.h"
+
+#include <qpdf/Buffer.hh>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFWriter.hh>
+
+#include <poppler-form.h>
+#include <poppler-qt6.h>
+
+#include <QDir>
+#include <QStandardPaths>
+
+#include <functional>
+
+namespace ProtectChecks {
+
+QByteArray attachmentBytes() { return QByteArrayLiteral("Meeting notes: bring the signed lease.\n"); }
+
+QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &options)
+{
+    QPDF q;
+    q.processMemoryFile("fixture", pdf.constData(), size_t(pdf.size()));
+    auto page = QPDFPageDocumentHelper(q).getAllPages().at(0).getObjectHandle();
+
+    auto font = q.makeIndirectObject(QPDFObjectHandle::parse(
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"));
+    auto field = q.makeIndirectObject(QPDFObjectHandle::parse(
+        "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /V (Ana Lima) /F 4"
+        " /Rect [72 480 320 510] /DA (/Helv 12 Tf 0 g) >>"));
+    field.replaceKey("/P", page);
+    if (!page.hasKey("/Annots"))
+        page.replaceKey("/Annots", QPDFObjectHandle::newArray());
+    page.getKey("/Annots").appendItem(field);
+    auto form = QPDFObjectHandle::parse("<< /NeedAppearances true /DA (/Helv 0 Tf 0 g) >>");
+    form.replaceKey("/Fields", QPDFObjectHandle::newArray({field}));
+    auto fonts = QPDFObjectHandle::newDictionary();
+    fonts.replaceKey("/Helv", font);
+    auto resources = QPDFObjectHandle::newDictionary();
+    resources.replaceKey("/Font", fonts);
+    form.replaceKey("/DR", resources);
+    q.getRoot().replaceKey("/AcroForm", q.makeIndirectObject(form));
+
+    const QByteArray bytes = attachmentBytes();
+    auto embedded = QPDFObjectHandle::newStream(&q, bytes.toStdString());
+    embedded.getDict().replaceKey("/Type", QPDFObjectHandle::newName("/EmbeddedFile"));
+    auto spec = q.makeIndirectObject(
+        QPDFObjectHandle::parse("<< /Type /Filespec /F (notes.txt) /UF (notes.txt) >>"));
+    auto ef = QPDFObjectHandle::newDictionary();
+    ef.replaceKey("/F", embedded);
+    spec.replaceKey("/EF", ef);
+    auto names = QPDFObjectHandle::newDictionary();
+    auto files = QPDFObjectHandle::newDictionary();
+    files.replaceKey("/Names", QPDFObjectHandle::newArray(
+                                   {QPDFObjectHandle::newString("notes.txt"), spec}));
+    names.replaceKey("/EmbeddedFiles", files);
+    q.getRoot().replaceKey("/Names", names);
+
+    QPDFWriter writer(q);
+    writer.setOutputMemory();
+    writer.setStaticID(true);
+    if (options.encrypt) {
+        const std::string user = options.userPassword.toStdString();
+        const std::string owner = options.ownerPassword.toStdString();
+        writer.setR6EncryptionParameters(user.c_str(), owner.c_str(), true, options.allowCopying,
+                                         options.allowChanges, options.allowChanges,
+                                         options.allowChanges, options.allowChanges,
+                                         options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none,
+                                         true);
+    }
+    writer.write();
+    auto buffer = writer.getBufferSharedPointer();
+    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
+                      qsizetype(buffer->getSize()));
+}
+
+PopplerView poppler(const QString &path, const QString &password)
+{
+    PopplerView view;
+    const QByteArray pw = password.toUtf8();
+    auto doc = Poppler::Document::load(path, pw, pw);
+    if (!doc)
+        return view;
+    view.locked = doc->isLocked();
+    if (view.locked) // numPages() on a locked document must not be called
+        return view;
+    view.encrypted = doc->isEncrypted();
+    view.opened = true;
+    view.pages = doc->numPages();
+    view.print = doc->okToPrint();
+    view.printHighRes = doc->okToPrintHighRes();
+    view.copy = doc->okToCopy();
+    view.change = doc->okToChange();
+    view.addNotes = doc->okToAddNotes();
+    view.fillForm = doc->okToFillForm();
+    view.assemble = doc->okToAssemble();
+    view.accessibility = doc->okToExtractForAccessibility();
+    view.title = doc->info(QStringLiteral("Title"));
+    view.author = doc->info(QStringLiteral("Author"));
+    for (Poppler::EmbeddedFile *file : doc->embeddedFiles())
+        view.attachments.insert(file->name(), file->data());
+    std::function<void(const QVector<Poppler::OutlineItem> &)> walk =
+        [&](const QVector<Poppler::OutlineItem> &items) {
+            for (const auto &item : items) {
+                view.outline.append(item.name());
+                walk(item.children());
+            }
+        };
+    walk(doc->outline());
+    for (int i = 0; i < view.pages; ++i) {
+        auto page = doc->page(i);
+        if (!page) {
+            view.texts.append(QString());
+            continue;
+        }
+        view.texts.append(page->text(QRectF()).trimmed());
+        view.links += int(page->links().size());
+        for (const auto &field : page->formFields())
+            if (field->type() == Poppler::FormField::FormText)
+                view.textFields.insert(field->fullyQualifiedName(),
+                                       static_cast<Poppler::FormFieldText *>(field.get())->text());
+    }
+    return view;
+}
+
+QMap<QString, QString> qpdfEncryption(const QString &path, const QString &password)
+{
+    QMap<QString, QString> result;
+    QStringList arguments{QStringLiteral("--show-encryption")};
+    if (!password.isEmpty())
+        arguments << QStringLiteral("--password=") + password;
+    arguments << path;
+    const auto run = Fixtures::runProgram(QStringLiteral("qpdf"), arguments);
+    result.insert(QStringLiteral("status"), QString::number(run.exitCode));
+    for (const QString &line : run.out.split(u'\n')) {
+        const QString separator = line.contains(QLatin1String(" = ")) ? QStringLiteral(" = ")
+                                                                        : QStringLiteral(": ");
+        const auto at = line.indexOf(separator);
+        if (at > 0)
+            result.insert(line.left(at).trimmed(), line.mid(at + separator.size()).trimmed());
+        else if (!line.trimmed().isEmpty()) // "Supplied password is owner password"
+            result.insert(line.trimmed(), QString());
+    }
+    return result;
+}
+
+int qpdfRequiresPassword(const QString &path)
+{
+    return Fixtures::runProgram(QStringLiteral("qpdf"), {QStringLiteral("--requires-password"), path})
+        .exitCode;
+}
+
+int qpdfPages(const QString &path, const QString &password)
+{
+    QStringList arguments{QStringLiteral("--show-npages")};
+    if (!password.isEmpty())
+        arguments << QStringLiteral("--password=") + password;
+    arguments << path;
+    const auto run = Fixtures::runProgram(QStringLiteral("qpdf"), arguments);
+    bool ok = false;
+    const int pages = run.out.trimmed().toInt(&ok);
+    return run.exitCode == 0 && ok ? pages : -1;
+}
+
+int qpdfCheck(const QString &path, const QString &password)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("qpdf")).isEmpty())
+        return -1;
+    QStringList arguments{QStringLiteral("--check")};
+    if (!password.isEmpty())
+        arguments << QStringLiteral("--password=") + password;
+    arguments << path;
+    return Fixtures::runProgram(QStringLiteral("qpdf"), arguments).exitCode;
+}
+
+QStringList leftoverTemporaries(const QString &folder)
+{
+    return QDir(folder).entryList({QStringLiteral(".quirebook-*")},
+                                  QDir::Files | QDir::Hidden | QDir::System);
+}
+
+} // namespace ProtectChecks
