@@ -1,0 +1,339 @@
+#include "DrawingDocument.h"
+#include "Fixtures.h"
+#include "PDFError.h"
+#include "PDFOpsRender.h"
+
+#include <QColorSpace>
+#include <QDir>
+#include <QFile>
+#include <QImageReader>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Fixtures;
+
+namespace {
+
+std::unique_ptr<DrawingDocument> drawingOf(const DocSpec &spec)
+{
+    const auto doc = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("fixture.pdf"));
+    if (!doc)
+        return nullptr;
+    const auto source = DrawingDocument::sourceFor(*doc);
+    return source ? DrawingDocument::open(*source) : nullptr;
+}
+
+DocSpec onePage(QSizeF size, int rotate = 0, std::optional<QRectF> crop = std::nullopt)
+{
+    DocSpec spec;
+    spec.pages = {{QStringLiteral("Hello"), size, rotate, crop}};
+    return spec;
+}
+
+// Share of pixels that are clearly not white.
+double ink(const QImage &image)
+{
+    qint64 dark = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *row = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x)
+            dark += qGray(row[x]) < 128;
+    }
+    return double(dark) / (qint64(image.width()) * image.height());
+}
+
+double dpiOf(const QString &path)
+{
+    QImageReader reader(path);
+    const QImage image = reader.read();
+    return image.dotsPerMeterX() * 0.0254;
+}
+
+} // namespace
+
+class TestRender : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+
+private Q_SLOTS:
+    void imageFormats()
+    {
+        QCOMPARE(PDFOps::rawValue(PDFOps::ImageFormat::Png), QStringLiteral("PNG"));
+        QCOMPARE(PDFOps::rawValue(PDFOps::ImageFormat::Jpeg), QStringLiteral("JPEG"));
+        QCOMPARE(PDFOps::kImageFormats.front(), PDFOps::ImageFormat::Png);
+        for (const auto format : PDFOps::kImageFormats)
+            QCOMPARE(PDFOps::imageFormat(PDFOps::rawValue(format)), format);
+        QVERIFY(!PDFOps::imageFormat(QStringLiteral("png")));
+        QVERIFY(!PDFOps::imageFormat(QStringLiteral("GIF")));
+    }
+
+    void pixelSizes_data()
+    {
+        QTest::addColumn<QSizeF>("size");
+        QTest::addColumn<int>("rotate");
+        QTest::addColumn<QRectF>("crop"); // empty: none
+        QTest::addColumn<double>("dpi");
+        QTest::addColumn<QSize>("pixels");
+        QTest::newRow("letter at 144 dpi") << QSizeF(612, 792) << 0 << QRectF() << 144.0
+                                           << QSize(1224, 1584);
+        QTest::newRow("fractions at 72 dpi") << QSizeF(100.4, 50.5) << 0 << QRectF() << 72.0
+                                             << QSize(100, 51);
+        QTest::newRow("letter at 150 dpi") << QSizeF(612, 792) << 0 << QRectF() << 150.0
+                                           << QSize(1275, 1650);
+        QTest::newRow("rotated 90 is landscape") << QSizeF(612, 792) << 90 << QRectF() << 72.0
+                                                 << QSize(792, 612);
+        QTest::newRow("rotated 270") << QSizeF(595, 842) << 270 << QRectF() << 36.0
+                                     << QSize(421, 298);
+        QTest::newRow("rotated 180 stays") << QSizeF(595, 842) << 180 << QRectF() << 72.0
+                                           << QSize(595, 842);
+        QTest::newRow("crop box") << QSizeF(612, 792) << 0 << QRectF(100, 200, 300, 150)
+                                  << 72.0 << QSize(300, 150);
+        QTest::newRow("crop box rotated") << QSizeF(612, 792) << 90 << QRectF(100, 200, 300, 150)
+                                          << 144.0 << QSize(300, 600);
+        QTest::newRow("tiny page is one pixel") << QSizeF(0.2, 0.2) << 0 << QRectF() << 72.0
+                                                << QSize(1, 1);
+    }
+    void pixelSizes()
+    {
+        QFETCH(QSizeF, size);
+        QFETCH(int, rotate);
+        QFETCH(QRectF, crop);
+        QFETCH(double, dpi);
+        QFETCH(QSize, pixels);
+        const auto drawing =
+            drawingOf(onePage(size, rotate, crop.isEmpty() ? std::nullopt : std::optional(crop)));
+        QVERIFY(drawing);
+        const auto image = PDFOps::render(*drawing, 0, dpi);
+        QVERIFY(image);
+        QCOMPARE(image->size(), pixels);
+        QCOMPARE(PDFOps::pixelSize(*drawing->uprightSize(0), dpi), pixels);
+        QCOMPARE(image->format(), QImage::Format_RGB32);
+        QVERIFY(image->colorSpace() == QColorSpace(QColorSpace::SRgb));
+    }
+
+    // The paper is opaque white where nothing is drawn, and the page's own
+    // text shows up where it was put.
+    void whitePaperAndContent()
+    {
+        const auto drawing = drawingOf(onePage({612, 792}));
+        QVERIFY(drawing);
+        const auto image = PDFOps::render(*drawing, 0, 72);
+        QVERIFY(image);
+        QCOMPARE(image->pixel(0, 0), qRgb(255, 255, 255));
+        QCOMPARE(image->pixel(611, 791), qRgb(255, 255, 255));
+        QCOMPARE(qAlpha(image->pixel(300, 400)), 255);
+        // "Hello" in 24 pt at (72, 720) in PDF space: near the top left.
+        const QImage text = image->copy(60, 40, 120, 40);
+        QVERIFY2(ink(text) > 0.02, qPrintable(QString::number(ink(text))));
+        QCOMPARE(ink(image->copy(300, 300, 300, 400)), 0.0);
+    }
+
+    // Turned by 90 degrees clockwise, the text near the top left of the
+    // unturned page ends up near the top right.
+    void rotationMovesTheContent()
+    {
+        const auto drawing = drawingOf(onePage({612, 792}, 90));
+        QVERIFY(drawing);
+        const auto image = PDFOps::render(*drawing, 0, 72);
+        QVERIFY(image);
+        QVERIFY(ink(image->copy(792 - 80, 40, 60, 160)) > 0.02);
+        QCOMPARE(ink(image->copy(0, 0, 300, 612)), 0.0);
+    }
+
+    void nothingForImpossibleRequests()
+    {
+        const auto drawing = drawingOf(onePage({612, 792}));
+        QVERIFY(drawing);
+        QVERIFY(!PDFOps::render(*drawing, 1, 72));
+        QVERIFY(!PDFOps::render(*drawing, -1, 72));
+        QVERIFY(!PDFOps::render(*drawing, 0, 0));
+        QVERIFY(!PDFOps::render(*drawing, 0, 1e9)); // far too many pixels
+    }
+
+    void lockedDocumentsAreNotDrawn()
+    {
+        WriteOptions locked;
+        locked.encrypt = true;
+        locked.userPassword = QStringLiteral("tea");
+        locked.ownerPassword = QStringLiteral("boss");
+        const QString path =
+            writeFile(m_dir.filePath(QStringLiteral("locked.pdf")), makePDF(numberedPages(2), locked));
+        const auto doc = PDFDocument::open(path);
+        QVERIFY(doc && doc->isLocked());
+        QVERIFY(!DrawingDocument::sourceFor(*doc));
+        QVERIFY(doc->unlock(QStringLiteral("tea")));
+        const auto source = DrawingDocument::sourceFor(*doc);
+        QVERIFY(source);
+        const auto drawing = DrawingDocument::open(*source);
+        QVERIFY(drawing);
+        QCOMPARE(drawing->pageCount(), 2);
+        QCOMPARE(drawing->text(1), QStringLiteral("Page 2"));
+    }
+
+    void writesResolutionAndQuality_data()
+    {
+        QTest::addColumn<PDFOps::ImageFormat>("format");
+        QTest::addColumn<double>("dpi");
+        QTest::newRow("PNG 72") << PDFOps::ImageFormat::Png << 72.0;
+        QTest::newRow("PNG 150") << PDFOps::ImageFormat::Png << 150.0;
+        QTest::newRow("PNG 300") << PDFOps::ImageFormat::Png << 300.0;
+        QTest::newRow("JPEG 72") << PDFOps::ImageFormat::Jpeg << 72.0;
+        QTest::newRow("JPEG 150") << PDFOps::ImageFormat::Jpeg << 150.0;
+        QTest::newRow("JPEG 300") << PDFOps::ImageFormat::Jpeg << 300.0;
+    }
+    void writesResolutionAndQuality()
+    {
+        QFETCH(PDFOps::ImageFormat, format);
+        QFETCH(double, dpi);
+        const auto drawing = drawingOf(onePage({200, 100}));
+        QVERIFY(drawing);
+        const auto image = PDFOps::render(*drawing, 0, dpi);
+        QVERIFY(image);
+        const QString tag = QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-');
+        const QString low = m_dir.filePath(tag + QStringLiteral("-low"));
+        const QString high = m_dir.filePath(tag + QStringLiteral("-high"));
+        PDFOps::writeImage(*image, low, format, dpi, 0.1);
+        PDFOps::writeImage(*image, high, format, dpi, 0.95);
+
+        QImageReader reader(high);
+        QCOMPARE(reader.format(), format == PDFOps::ImageFormat::Png ? QByteArray("png")
+                                                                      : QByteArray("jpeg"));
+        QCOMPARE(reader.size(), image->size());
+        QVERIFY2(qAbs(dpiOf(high) - dpi) < 0.5, qPrintable(QString::number(dpiOf(high))));
+        QVERIFY(qAbs(dpiOf(low) - dpi) < 0.5);
+        const qint64 lowSize = QFileInfo(low).size();
+        const qint64 highSize = QFileInfo(high).size();
+        if (format == PDFOps::ImageFormat::Png)
+            QCOMPARE(lowSize, highSize); // quality means nothing to PNG
+        else
+            QVERIFY2(lowSize < highSize, qPrintable(QStringLiteral("%1 %2").arg(lowSize).arg(highSize)));
+    }
+
+    void writeFailuresNameTheFile_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("nameInMessages");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("missing folder") << QStringLiteral("/nonexistent-folder/a.png") << QString()
+                                        << QStringLiteral("Couldn't create a.png.");
+        QTest::newRow("final name") << QStringLiteral("/nonexistent-folder/.quirebook-x.pdf")
+                                    << QStringLiteral("Report page 3.png")
+                                    << QStringLiteral("Couldn't create Report page 3.png.");
+        QTest::newRow("full disk") << QStringLiteral("/dev/full") << QStringLiteral("b.png")
+                                   << QStringLiteral("Couldn't write b.png.");
+    }
+    void writeFailuresNameTheFile()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, nameInMessages);
+        QFETCH(QString, message);
+        if (path == QLatin1String("/dev/full") && !QFile::exists(path))
+            QSKIP("no /dev/full here");
+        QImage image(300, 300, QImage::Format_RGB32);
+        image.fill(Qt::darkCyan);
+        try {
+            PDFOps::writeImage(image, path, PDFOps::ImageFormat::Png, 72, 1, nameInMessages);
+            QFAIL("no error");
+        } catch (const PDFError &e) {
+            QCOMPARE(e.description(), message);
+        }
+    }
+
+    void assemblesText_data()
+    {
+        QTest::addColumn<QList<PDFOps::TextWord>>("words");
+        QTest::addColumn<QString>("text");
+        using W = PDFOps::TextWord;
+        auto at = [](double y, double x = 72, double h = 12) { return QRectF(x, y, 40, h); };
+        QTest::newRow("one line") << QList<W>{{"Hello", at(100), true, false},
+                                              {"world", at(100, 120), false, true}}
+                                  << QStringLiteral("Hello world");
+        QTest::newRow("lines") << QList<W>{{"one", at(100), false, true}, {"two", at(114), false, true}}
+                               << QStringLiteral("one\ntwo");
+        QTest::newRow("blocks") << QList<W>{{"one", at(100), false, true}, {"two", at(140), false, true}}
+                                << QStringLiteral("one\n\ntwo");
+        QTest::newRow("next column") << QList<W>{{"left", at(300), false, true},
+                                                 {"right", at(100, 300), false, true}}
+                                     << QStringLiteral("left\n\nright");
+        QTest::newRow("hyphenated") << QList<W>{{"Docu-", at(100), false, true},
+                                                {"mentation", at(114), false, true}}
+                                    << QStringLiteral("Documentation");
+        QTest::newRow("soft hyphen") << QList<W>{{QStringLiteral("soft\u00AD"), at(100), false, true},
+                                                 {"ware", at(114), false, true}}
+                                     << QStringLiteral("software");
+        QTest::newRow("names keep the hyphen") << QList<W>{{"Jean-", at(100), false, true},
+                                                           {"Paul", at(114), false, true}}
+                                               << QStringLiteral("Jean-\nPaul");
+        QTest::newRow("a dash alone") << QList<W>{{"-", at(100), false, true}, {"b", at(114), false, true}}
+                                      << QStringLiteral("-\nb");
+        // Drawn left to right as seen: "مرحبا بالعالم" reads right to left.
+        QTest::newRow("right to left")
+            << QList<W>{{QStringLiteral("ملاعلاب"), at(100), true, false},
+                        {QStringLiteral("ابحرم"), at(100, 120), false, true}}
+            << QStringLiteral("مرحبا بالعالم");
+        QTest::newRow("numbers keep their digits")
+            << QList<W>{{QStringLiteral("ماع"), at(100), true, false},
+                        {QStringLiteral("2024"), at(100, 120), true, false},
+                        {QStringLiteral("ةنس"), at(100, 170), false, true}}
+            << QStringLiteral("سنة 2024 عام");
+        QTest::newRow("left to right around")
+            << QList<W>{{"Hello", at(100), true, false}, {QStringLiteral("ابحرم"), at(100, 120), true, false},
+                        {"world", at(100, 170), false, true}}
+            << QStringLiteral("Hello مرحبا world");
+        QTest::newRow("nothing") << QList<W>{} << QString();
+    }
+    void assemblesText()
+    {
+        QFETCH(QList<PDFOps::TextWord>, words);
+        QFETCH(QString, text);
+        QCOMPARE(PDFOps::assembleText(words), text);
+    }
+
+    void readsPageTextInOrder()
+    {
+        DocSpec spec = numberedPages(3, QStringLiteral("Chapter"));
+        spec.pages[1].rotate = 90;
+        const auto drawing = drawingOf(spec);
+        QVERIFY(drawing);
+        QCOMPARE(drawing->pageCount(), 3);
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(drawing->text(i), QStringLiteral("Chapter %1").arg(i + 1));
+    }
+
+    // What a reader sees: pdftoppm, an independent program over the same
+    // drawing library, gives the same bitmap size and nearly the same pixels.
+    void matchesPdftoppm()
+    {
+        const QString pdftoppm = QStandardPaths::findExecutable(QStringLiteral("pdftoppm"));
+        if (pdftoppm.isEmpty() || corpusDir().isEmpty())
+            QSKIP("needs pdftoppm and QUIREBOOK_CORPUS");
+        for (const QString &name : {QStringLiteral("paper-tracemonkey-14pages.pdf"),
+                                   QStringLiteral("rotated-hello-world-5pages.pdf")}) {
+            const QString path = corpusDir() + u'/' + name;
+            const auto doc = PDFDocument::open(path);
+            QVERIFY(doc);
+            const auto drawing = DrawingDocument::open(*DrawingDocument::sourceFor(*doc));
+            QVERIFY(drawing);
+            const auto ours = drawing->render(0, 150);
+            QVERIFY(ours);
+            const QString prefix = m_dir.filePath(QStringLiteral("peer-") + name);
+            const auto peer = runProgram(pdftoppm, {QStringLiteral("-r"), QStringLiteral("150"),
+                                                    QStringLiteral("-png"), QStringLiteral("-singlefile"),
+                                                    QStringLiteral("-f"), QStringLiteral("1"),
+                                                    QStringLiteral("-l"), QStringLiteral("1"), path, prefix});
+            QCOMPARE(peer.exitCode, 0);
+            const QImage theirs = QImage(prefix + QStringLiteral(".png")).convertToFormat(QImage::Format_RGB32);
+            QCOMPARE(ours->size(), theirs.size());
+            qint64 difference = 0;
+            for (int y = 0; y < theirs.height(); ++y)
+                for (int x = 0; x < theirs.width(); ++x)
+                    difference += qAbs(qGray(ours->pixel(x, y)) - qGray(theirs.pixel(x, y)));
+            const double mean = double(difference) / (qint64(theirs.width()) * theirs.height());
+            QVERIFY2(mean < 2.0, qPrintable(QStringLiteral("%1: %2").arg(name).arg(mean)));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRender)
+#include "tst_render.moc"
