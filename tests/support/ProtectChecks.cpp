@@ -7,6 +7,7 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
+#include <poppler-annotation.h>
 #include <poppler-form.h>
 #include <poppler-qt6.h>
 
@@ -117,6 +118,11 @@ PopplerView poppler(const QString &path, const QString &password)
         }
         view.texts.append(page->text(QRectF()).trimmed());
         view.links += int(page->links().size());
+        for (const auto &annotation : page->annotations({Poppler::Annotation::AFileAttachment})) {
+            auto *attached = static_cast<Poppler::FileAttachmentAnnotation *>(annotation.get());
+            if (Poppler::EmbeddedFile *file = attached->embeddedFile())
+                view.attachments.insert(file->name(), file->data());
+        }
         for (const auto &field : page->formFields())
             if (field->type() == Poppler::FormField::FormText)
                 view.textFields.insert(field->fullyQualifiedName(),

@@ -28,7 +28,8 @@ struct PopplerView {
     QStringList texts;
     bool print = false, printHighRes = false, copy = false, change = false, addNotes = false,
          fillForm = false, assemble = false, accessibility = false;
-    QMap<QString, QByteArray> attachments; // name → bytes
+    QMap<QString, QByteArray> attachments; // name → bytes, the document's and the pages'
+
     QMap<QString, QString> textFields;     // fully qualified name → value
     QStringList outline;                   // titles, depth first
     int links = 0;
