@@ -25,6 +25,17 @@ int rotationOf(const Poppler::Page &page)
     return 0;
 }
 
+// poppler reports every oddity of a file on stderr; the program's own
+// messages are the only ones a person should see.
+void silencePoppler()
+{
+    static const bool silenced = [] {
+        Poppler::setDebugErrorFunction([](const QString &, const QVariant &) {}, QVariant());
+        return true;
+    }();
+    (void)silenced;
+}
+
 } // namespace
 
 DrawingDocument::DrawingDocument(std::unique_ptr<Poppler::Document> doc) : m_doc(std::move(doc)) {}
@@ -33,6 +44,7 @@ DrawingDocument::~DrawingDocument() = default;
 
 std::unique_ptr<DrawingDocument> DrawingDocument::open(const Source &source)
 {
+    silencePoppler();
     std::unique_ptr<Poppler::Document> doc =
         source.path.isEmpty()
             ? Poppler::Document::loadFromData(source.bytes, source.password, source.password)
