@@ -34,7 +34,7 @@ std::optional<QString> newPassword(const QCommandLineParser &parser,
         status = Cli::Usage;
         return std::nullopt;
     }
-    const auto first = Terminal::readSecret(ProtectForm::passwordLabel() + QStringLiteral(": "));
+    const auto first = Terminal::readSecret(tr("New password: "));
     const auto again =
         first ? Terminal::readSecret(ProtectForm::repeatLabel() + QStringLiteral(": ")) : first;
     if (!first || !again) {
@@ -148,10 +148,11 @@ int protect(const QStringList &arguments)
             continue;
         }
         const QString destination = *to;
+        // Intake's document is this job's alone here: no second reading.
         const int done = ProtectCli::runAndReport(
             ProtectForm::protectTitle(),
-            [&](const Progress &progress, const IsCancelled &isCancelled) {
-                return Tasks::protect(file, choices, destination, progress, isCancelled);
+            [&](const Progress &, const IsCancelled &) {
+                return Tasks::protect(*file.doc, choices, destination);
             },
             parser.isSet(quiet));
         if (done != Cli::Done)

@@ -59,8 +59,9 @@ int unlock(const QStringList &arguments)
         const QString destination = *to;
         const int done = ProtectCli::runAndReport(
             ProtectForm::removeTitle(),
-            [&](const Progress &progress, const IsCancelled &isCancelled) {
-                return Tasks::removePassword(source, destination, progress, isCancelled);
+            [&](const Progress &, const IsCancelled &) {
+                // Intake's document is this job's alone here: no second reading.
+                return Tasks::removePassword(*source.doc, destination);
             },
             parser.isSet(quiet));
         if (done != Cli::Done)

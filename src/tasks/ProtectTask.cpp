@@ -28,22 +28,25 @@ std::shared_ptr<PDFDocument> freshDocument(const PDFFile &file)
 
 } // namespace
 
-Outcome protect(const PDFFile &file, const ProtectChoices &choices, const QString &destination,
-                const Progress &, const IsCancelled &)
+Outcome protect(const PDFDocument &doc, const ProtectChoices &choices,
+                const QString &destination)
 {
-    // Neither progress nor cancellation: one write, done in one go.
-    const auto doc = freshDocument(file);
-    PDFOps::protect(*doc, choices.password, choices.ownerPassword, choices.allowPrinting,
+    PDFOps::protect(doc, choices.password, choices.ownerPassword, choices.allowPrinting,
                     choices.allowCopying, destination);
     return {savedTitle(destination), tr("It now asks for the password when opened."),
             {destination}};
 }
 
-Outcome removePassword(const PDFFile &file, const QString &destination, const Progress &,
-                       const IsCancelled &)
+Outcome protect(const PDFFile &file, const ProtectChoices &choices, const QString &destination,
+                const Progress &, const IsCancelled &)
 {
-    const auto doc = freshDocument(file);
-    const auto copy = PDFOps::unprotected(*doc);
+    // Neither progress nor cancellation: one write, done in one go.
+    return protect(*freshDocument(file), choices, destination);
+}
+
+Outcome removePassword(const PDFDocument &doc, const QString &destination)
+{
+    const auto copy = PDFOps::unprotected(doc);
     const QString failure = tr("Couldn't write the new file.");
     WriteOptions options;
     options.compact = false; // as it was: only the encryption goes
@@ -58,6 +61,12 @@ Outcome removePassword(const PDFFile &file, const QString &destination, const Pr
         },
         failure);
     return {savedTitle(destination), tr("This copy opens without a password."), {destination}};
+}
+
+Outcome removePassword(const PDFFile &file, const QString &destination, const Progress &,
+                       const IsCancelled &)
+{
+    return removePassword(*freshDocument(file), destination);
 }
 
 } // namespace Tasks

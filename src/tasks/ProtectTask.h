@@ -29,4 +29,11 @@ Outcome protect(const PDFFile &file, const ProtectChoices &choices, const QStrin
 Outcome removePassword(const PDFFile &file, const QString &destination,
                        const Progress &progress, const IsCancelled &isCancelled);
 
+// The same two jobs on a document the caller holds for this job alone.
+// quirebook-cli hands over its intake document, which nothing else uses,
+// rather than reading the file a second time.
+Outcome protect(const PDFDocument &doc, const ProtectChoices &choices,
+                const QString &destination);
+Outcome removePassword(const PDFDocument &doc, const QString &destination);
+
 } // namespace Tasks
