@@ -4,8 +4,11 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <csignal>
 
 using namespace Fixtures;
 using namespace ProtectChecks;
@@ -394,6 +397,35 @@ private Q_SLOTS:
         QCOMPARE(copy.textFields, original.textFields);
         QCOMPARE(copy.attachments, original.attachments);
         QVERIFY(!copy.textFields.isEmpty() || !copy.attachments.isEmpty());
+    }
+
+    // Ctrl-C while the copy is being written: status 130, no result, and no
+    // hidden temporary file left behind.
+    void interrupted()
+    {
+        const QString source = report(textPDF(6000, QStringLiteral("Long page")));
+        const QString dir = QFileInfo(source).absolutePath();
+        QProcess process;
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QUIREBOOK_NEW_PASSWORD"), QStringLiteral("pw"));
+        process.setProcessEnvironment(environment);
+        process.start(qEnvironmentVariable("QUIREBOOK_CLI"), {QStringLiteral("protect"), source});
+        QVERIFY(process.waitForStarted());
+        const bool writing = QTest::qWaitFor(
+            [&] {
+                return !leftoverTemporaries(dir).isEmpty()
+                    || process.state() == QProcess::NotRunning;
+            },
+            60000);
+        QVERIFY(writing);
+        if (process.state() == QProcess::NotRunning)
+            QSKIP("the copy was written before it could be interrupted");
+        ::kill(pid_t(process.processId()), SIGINT);
+        QVERIFY(process.waitForFinished(60000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 130);
+        QVERIFY(leftoverTemporaries(dir).isEmpty());
+        QVERIFY(!QFile::exists(dir + QStringLiteral("/Report protected.pdf")));
     }
 
     // Every encrypted corpus file with a known password gives a copy that

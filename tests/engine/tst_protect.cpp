@@ -74,30 +74,6 @@ private Q_SLOTS:
         QCOMPARE(PDFOps::standardPermissionBits(flags), p);
     }
 
-    void standardBitsOneByOne_data()
-    {
-        QTest::addColumn<int>("flag");
-        QTest::addColumn<int>("bit"); // 1-based /P bit
-        QTest::newRow("low-quality printing") << 1 << 3;
-        QTest::newRow("high-quality printing") << 2 << 12;
-        QTest::newRow("changes") << 4 << 4;
-        QTest::newRow("assembly") << 8 << 11;
-        QTest::newRow("copying") << 16 << 5;
-        QTest::newRow("accessibility") << 32 << 10;
-        QTest::newRow("commenting") << 64 << 6;
-        QTest::newRow("form filling") << 128 << 9;
-    }
-    void standardBitsOneByOne()
-    {
-        QFETCH(int, flag);
-        QFETCH(int, bit);
-        const quint32 only = quint32(PDFOps::standardPermissionBits(flag));
-        const quint32 none = quint32(PDFOps::standardPermissionBits(0));
-        QCOMPARE(only ^ none, 1u << (bit - 1));
-        QCOMPARE(none & 3u, 0u);                 // bits 1 and 2 are always clear
-        QCOMPARE(none & 0xFFFFF0C0u, 0xFFFFF0C0u); // reserved bits always set
-    }
-
     // Each combination, written with a separate owner password so the
     // permissions bind, read back by this program, by qpdf and by poppler.
     void protectedCopy_data() { permissionNumbers_data(); }
