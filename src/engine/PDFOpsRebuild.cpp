@@ -1,0 +1,28 @@
+#include "PDFOpsRebuild.h"
+
+#include "Rebuilder.h"
+#include "SafeWrite.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+namespace PDFOps {
+
+void rebuild(PDFDocument &doc, const QString &destination,
+             const std::function<void(int, int)> &progress,
+             const std::function<bool()> &isCancelled, const PageHook &hook)
+{
+    // Refused before any file is made.
+    rebuilding::check(doc, QFileInfo(destination).fileName());
+    rebuilding::Settings settings;
+    settings.hook = hook;
+    SafeWrite::write(
+        destination,
+        [&](const QString &temporary) {
+            rebuilding::buildAndWrite(doc, temporary, settings, progress, isCancelled);
+        },
+        QCoreApplication::translate(
+            "PDFOps", "Couldn't create the file here. Check that you can write to that folder."));
+}
+
+} // namespace PDFOps

@@ -1,0 +1,72 @@
+#pragma once
+
+// Engine-internal machinery behind PDFOps::rebuild and PDFOps::compress.
+
+#include "PDFOpsCompress.h"
+#include "PDFOpsRebuild.h"
+
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFObjectHandle.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
+
+#include <QTransform>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace rebuilding {
+
+using Progress = std::function<void(int done, int total)>;
+using Cancelled = std::function<bool()>;
+
+// The transform that takes a page's user space into its upright frame:
+// the crop box's lower left corner to (0, 0), the rotation drawn in.
+QTransform uprightTransform(const PageGeometry &geometry);
+
+// Copies objects of the source document into the new one. Indirect objects
+// are copied once (qpdf remembers them); direct containers are rebuilt so
+// that what they point at is copied too.
+class Carrier {
+public:
+    Carrier(QPDF &source, QPDF &target) : m_source(source), m_target(target) {}
+    QPDFObjectHandle operator()(QPDFObjectHandle object, int depth = 0);
+
+private:
+    QPDF &m_source;
+    QPDF &m_target;
+};
+
+struct Settings {
+    std::optional<ImageFilter> filter; // compress pictures
+    PDFOps::PageHook hook;
+    bool bestCompression = false; // recompress every stream at the best Flate level
+};
+
+// What the picture work did, for the curious (benchmarks, tests).
+struct ImageStats {
+    int looked = 0;   // pictures considered
+    int replaced = 0; // pictures re-encoded
+    qint64 bytesBefore = 0;
+    qint64 bytesAfter = 0;
+};
+
+// Refuses what can't be rebuilt, before any file is made: locked,
+// restricted, no pages (named after `destinationName`).
+void check(const PDFDocument &doc, const QString &destinationName);
+
+// Builds the new document and writes it to `path` (which exists and is
+// ours). Throws PDFError.
+ImageStats buildAndWrite(PDFDocument &doc, const QString &path, const Settings &settings,
+                         const Progress &progress, const Cancelled &isCancelled);
+
+// Carries bookmarks, links and the document info over onto the new pages.
+// `toFrame[i]` maps source page i's user space into new page i.
+void restoreStructure(QPDF &source, QPDF &target,
+                      const std::vector<QPDFPageObjectHelper> &sourcePages,
+                      const std::vector<QPDFObjectHandle> &newPages,
+                      const std::vector<QTransform> &toFrame, Carrier &carry);
+
+} // namespace rebuilding

@@ -1,0 +1,122 @@
+#pragma once
+
+// Fixture documents full of pictures (natural-looking photos, graphics and
+// the special kinds compression must leave alone), annotated pages, and
+// independent ways to look at what the program wrote.
+
+#include <QByteArray>
+#include <QImage>
+#include <QList>
+#include <QRectF>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+namespace Fixtures {
+
+// A photo-like picture: soft colour fields, ripples, a gradient sky and
+// sensor noise, different for every seed. Not flat colour: it compresses
+// like a camera picture does.
+QImage naturalPhoto(QSize size, quint32 seed);
+// A chart-like picture: a few flat colours and lines on white.
+QImage chart(QSize size);
+
+struct Picture {
+    enum class Kind {
+        Jpeg,      // DCTDecode, RGB
+        JpegGray,  // DCTDecode, grey
+        Rgb,       // Flate, 8-bit RGB
+        Gray,      // Flate, 8-bit grey
+        Chart,     // Flate, 8-bit RGB, flat colours
+        Indexed,   // Flate, 8-bit indexes into a palette
+        Gray16,    // Flate, 16-bit grey
+        ImageMask, // Flate, 1-bit stencil mask
+        OneBit,    // Flate, 1-bit grey (a bilevel scan)
+        Cmyk,      // Flate, 8-bit CMYK
+        Decode,    // Flate, 8-bit grey with an inverting /Decode array
+    };
+    Kind kind = Kind::Jpeg;
+    QSize pixels{800, 600};
+    quint32 seed = 1;
+    int quality = 90;
+    bool softMask = false; // an 8-bit /SMask of the same size
+    bool inlineImage = false; // drawn inline (BI ... ID ... EI) instead of as an XObject
+};
+
+struct Placement {
+    int picture = 0;
+    int page = 0;
+    QRectF rect;              // points, in the page's default user space
+    bool throughForm = false; // drawn by a form XObject with a matrix of its own
+};
+
+struct PictureDoc {
+    QList<Picture> pictures;
+    QList<Placement> placements;
+    int pages = 1;
+    QSizeF pageSize{612, 792};
+    int rotate = 0;     // /Rotate of every page
+    QString textPrefix = QStringLiteral("Page"); // "Page 1", "Page 2", ...
+    QString title;
+};
+
+QByteArray picturePDF(const PictureDoc &spec);
+// `pages` pages, each filled by its own photo of that many pixels.
+QByteArray photoPDF(int pages, QSize pixels, int quality = 90);
+
+// One page with annotations: a filled text field that has its appearance,
+// one whose appearance the reader must make (NeedAppearances), a green
+// square, a hidden red square and a link to page 2 (of two pages).
+struct AnnotatedTexts {
+    static QString filled() { return QStringLiteral("Filled by hand"); }
+    static QString generated() { return QStringLiteral("Made by reader"); }
+};
+QByteArray annotatedPDF();
+// Where annotatedPDF's squares are (default user space, page 1).
+QRectF greenSquare();
+QRectF hiddenRedSquare();
+
+// What a picture in a written PDF looks like, read with qpdf.
+struct ImageInfo {
+    int width = 0;
+    int height = 0;
+    int bitsPerComponent = 0;
+    QString filter;      // "/DCTDecode", "/FlateDecode", "" ...
+    qint64 storedBytes = 0;
+    QByteArray storedHash; // of the stream data as stored
+    int maskWidth = 0;   // its /SMask, 0 when none
+    int maskHeight = 0;
+};
+// Every image XObject reachable from the pages, in page order.
+QList<ImageInfo> imagesOf(const QByteArray &pdf);
+
+// poppler: page 1-based index → picture of the page at `dpi`.
+QImage popplerRender(const QByteArray &pdf, int page, double dpi);
+// poppler: the links of a page: their area (0..1, top-left origin, as the
+// page is shown) and the 1-based page they lead to (0 for other links).
+struct LinkInfo {
+    QRectF area;
+    int targetPage = 0;
+    QString url;
+};
+QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page);
+// poppler: the outline, depth first: "title|page|open" with two spaces per level.
+QStringList popplerOutline(const QByteArray &pdf);
+// poppler: rotation (0/90/180/270) and size in points of a page as shown.
+struct PageView {
+    int rotation = 0;
+    QSizeF size;
+};
+PageView popplerPage(const QByteArray &pdf, int page);
+
+// Mean absolute difference per channel (0..255) of two pictures of one size;
+// -1 when their sizes differ.
+double meanDifference(const QImage &a, const QImage &b);
+
+// Files in a folder whose name starts with ".quirebook-".
+QStringList temporaryFiles(const QString &folder);
+
+// Runs `qpdf --check`; true when qpdf says the file is fine (or qpdf isn't installed).
+bool qpdfCheck(const QString &path, QString *output = nullptr);
+
+} // namespace Fixtures
