@@ -456,7 +456,8 @@ QList<ImageInfo> imagesOf(const QByteArray &pdf)
     q.processMemoryFile("images", pdf.constData(), size_t(pdf.size()));
     std::set<QPDFObjGen> seen;
     for (auto &page : QPDFPageDocumentHelper(q).getAllPages()) {
-        page.forEachImage(true, [&](QPDFObjectHandle &image, QPDFObjectHandle &, const std::string &) {
+        // Stencil masks count as pictures here too.
+        page.forEachXObject(true, [&](QPDFObjectHandle &image, QPDFObjectHandle &, const std::string &) {
             if (!seen.insert(image.getObjGen()).second)
                 return;
             auto dict = image.getDict();
@@ -492,7 +493,7 @@ QList<ImageInfo> imagesOf(const QByteArray &pdf)
                 info.maskHeight = int(mask.getDict().getKey("/Height").getIntValue());
             }
             result.append(info);
-        });
+        }, [](QPDFObjectHandle x) { return x.isImage(false); });
     }
     return result;
 }
