@@ -71,7 +71,10 @@ int merge(const QStringList &arguments)
     const auto result = Cli::execute(
         tr("Merging"),
         [&](const Progress &progress, const IsCancelled &isCancelled) {
-            return Tasks::merge(files, *target, progress, isCancelled);
+            QList<std::shared_ptr<const PDFDocument>> docs;
+            for (const PDFFile &file : files)
+                docs.append(file.kind == PDFFile::Kind::Pdf ? file.doc : file.fresh());
+            return Tasks::mergeDocuments(docs, *target, progress, isCancelled);
         },
         parser.isSet(quiet));
     if (const int *status = std::get_if<int>(&result))

@@ -3,6 +3,7 @@
 #include "PDFError.h"
 #include "QpdfSupport.h"
 
+#include <qpdf/QPDFNameTreeObjectHelper.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
@@ -31,11 +32,49 @@ struct Target {
     std::vector<Handle> view;
 };
 
-std::optional<Target> resolve(QPDFOutlineDocumentHelper &outlines, Handle dest)
+// Named destinations of one document, read once: looking each one up in
+// the name tree costs too much on a manual with thousands of links.
+class NamedDestinations {
+public:
+    explicit NamedDestinations(QPDF &q)
+    {
+        try {
+            auto root = q.getRoot();
+            auto names = root.getKey("/Names");
+            if (names.isDictionary() && names.getKey("/Dests").isDictionary()) {
+                QPDFNameTreeObjectHelper tree(names.getKey("/Dests"), q);
+                for (auto it = tree.begin(); it != tree.end(); ++it)
+                    m_map.emplace(it->first, it->second);
+            }
+            auto dests = root.getKey("/Dests");
+            if (dests.isDictionary())
+                for (auto &key : dests.getKeys())
+                    m_map.emplace(key.substr(1), dests.getKey(key));
+        } catch (...) {
+        }
+    }
+    Handle find(Handle name) const
+    {
+        std::string key;
+        if (name.isName())
+            key = name.getName().substr(1);
+        else if (name.isString())
+            key = name.getUTF8Value();
+        auto found = m_map.find(key);
+        if (found == m_map.end() && name.isString())
+            found = m_map.find(name.getStringValue());
+        return found == m_map.end() ? Handle::newNull() : found->second;
+    }
+
+private:
+    std::map<std::string, Handle> m_map;
+};
+
+std::optional<Target> resolve(const NamedDestinations &named, Handle dest)
 {
     try {
         if (dest.isName() || dest.isString())
-            dest = outlines.resolveNamedDest(dest);
+            dest = named.find(dest);
         if (dest.isDictionary() && dest.hasKey("/D"))
             dest = dest.getKey("/D");
         if (!dest.isArray() || dest.getArrayNItems() < 1)
@@ -53,6 +92,18 @@ std::optional<Target> resolve(QPDFOutlineDocumentHelper &outlines, Handle dest)
     } catch (...) {
         return std::nullopt;
     }
+}
+
+// An outline item's or link's own destination, before any name is looked up.
+Handle rawDestination(Handle item)
+{
+    Handle dest = item.getKey("/Dest");
+    if (!dest.isNull())
+        return dest;
+    Handle action = item.getKey("/A");
+    if (action.isDictionary() && action.getKey("/S").isNameAndEquals("/GoTo"))
+        return action.getKey("/D");
+    return Handle::newNull();
 }
 
 bool present(Handle h) { return h.isInitialized() && !h.isNull(); }
@@ -80,19 +131,25 @@ public:
         QPDF &q = *src.qpdf();
         auto pages = QPDFPageDocumentHelper(q).getAllPages();
         const auto index = qpdfsupport::pageIndexMap(q);
-        QPDFOutlineDocumentHelper outlines(q);
+        const NamedDestinations named(q);
         std::map<int, Handle> first;
         std::vector<std::pair<Handle, int>> copies; // new page, source index
         for (int i : indexes) {
             if (i < 0 || i >= int(pages.size()))
                 continue;
             const bool again = first.count(i) != 0;
-            QPDFPageObjectHelper copy = again ? QPDFPageObjectHelper(first[i]).shallowCopyPage()
-                                              : pages[size_t(i)];
-            if (again)
-                separateAnnotations(copy.getObjectHandle());
-            m_target.addPage(copy, false);
-            Handle added = m_target.getAllPages().back().getObjectHandle();
+            // Copy the page here rather than in addPage, to know the new object
+            // without asking for the whole page list each time.
+            Handle added = again ? first[i]
+                                 : m_dst.qpdf()->copyForeignObject(pages[size_t(i)].getObjectHandle());
+            // qpdf copies a foreign object once; a page that is already in
+            // the new document gets a shallow copy with annotations of its own.
+            if (m_placed.count(added.getObjGen())) {
+                added = QPDFPageObjectHelper(added).shallowCopyPage().getObjectHandle();
+                separateAnnotations(added);
+            }
+            m_placed.insert(added.getObjGen());
+            m_target.addPage(QPDFPageObjectHelper(added), false);
             if (!again)
                 first[i] = added;
             QPDFPageObjectHelper helper(added);
@@ -103,7 +160,7 @@ public:
                 afterEach();
         }
         for (auto &[page, i] : copies)
-            mendAnnotations(page, pages[size_t(i)].getObjectHandle(), outlines, index, first);
+            mendAnnotations(page, pages[size_t(i)].getObjectHandle(), named, index, first);
         return first;
     }
 
@@ -114,6 +171,7 @@ public:
         QPDF &q = *src.qpdf();
         const auto index = qpdfsupport::pageIndexMap(q);
         QPDFOutlineDocumentHelper outlines(q);
+        const NamedDestinations named(q);
         std::set<QPDFObjGen> seen;
         int budget = 100000;
         std::function<std::vector<Bookmark>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
@@ -134,7 +192,7 @@ public:
                     } catch (...) {
                     }
                     mark.children = walk(item.getKids(), depth + 1);
-                    if (auto target = resolve(outlines, item.getDest())) {
+                    if (auto target = resolve(named, rawDestination(item.getObjectHandle()))) {
                         auto found = index.find(target->page.getObjGen());
                         if (found != index.end() && first.count(found->second)) {
                             mark.page = first.at(found->second);
@@ -218,7 +276,7 @@ private:
     // Points the copy's links at the copies of their pages (removing those
     // that lead to pages left out) and drops ties to document-wide
     // structures that didn't come along.
-    void mendAnnotations(Handle page, Handle sourcePage, QPDFOutlineDocumentHelper &outlines,
+    void mendAnnotations(Handle page, Handle sourcePage, const NamedDestinations &named,
                          const std::map<QPDFObjGen, int> &index, const std::map<int, Handle> &first)
     {
         page.removeKey("/StructParents");
@@ -239,15 +297,9 @@ private:
             if (annot.getKey("/Subtype").isNameAndEquals("/Widget"))
                 annot.removeKey("/Parent"); // the form's field tree stays behind
             if (annot.getKey("/Subtype").isNameAndEquals("/Link") && i < originals.size()) {
-                Handle original = originals[i];
-                Handle dest = original.getKey("/Dest");
-                Handle action = original.getKey("/A");
-                const bool goTo = action.isDictionary()
-                               && action.getKey("/S").isNameAndEquals("/GoTo");
-                if (goTo)
-                    dest = action.getKey("/D");
+                Handle dest = rawDestination(originals[i]);
                 if (!dest.isNull()) {
-                    auto target = resolve(outlines, dest);
+                    auto target = resolve(named, dest);
                     std::optional<int> at;
                     if (target) {
                         auto found = index.find(target->page.getObjGen());
@@ -270,6 +322,7 @@ private:
 
     PDFDocument &m_dst;
     QPDFPageDocumentHelper m_target;
+    std::set<QPDFObjGen> m_placed;
 };
 
 QList<int> allPages(const PDFDocument &doc)

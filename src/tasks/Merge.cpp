@@ -14,17 +14,13 @@ namespace Tasks {
 namespace {
 QString tr(const char *text) { return QCoreApplication::translate("Merge", text); }
 
-// The document a file contributes, checked the way every rewriting tool checks.
-std::shared_ptr<const PDFDocument> openForCopying(const PDFFile &file)
+// A document may be copied from only when unlocked and unrestricted.
+void checkCopyable(const PDFDocument &doc)
 {
-    auto doc = file.fresh();
-    if (!doc)
-        throw PDFError::unreadable(file.fileName());
-    if (doc->isLocked())
+    if (doc.isLocked())
         throw PDFError::failed(PDFError::lockedText());
-    if (PDFOps::isRestricted(*doc))
+    if (PDFOps::isRestricted(doc))
         throw PDFError::restricted();
-    return doc;
 }
 } // namespace
 
@@ -42,8 +38,20 @@ Outcome merge(const QList<PDFFile> &files, const QString &destination, const Pro
     for (const PDFFile &file : files) {
         if (isCancelled && isCancelled())
             throw PDFError::cancelled();
-        docs.append(openForCopying(file));
+        auto doc = file.fresh();
+        if (!doc)
+            throw PDFError::unreadable(file.fileName());
+        docs.append(doc);
     }
+    return mergeDocuments(docs, destination, progress, isCancelled);
+}
+
+Outcome mergeDocuments(const QList<std::shared_ptr<const PDFDocument>> &docs,
+                       const QString &destination, const Progress &progress,
+                       const IsCancelled &isCancelled)
+{
+    for (const auto &doc : docs)
+        checkCopyable(*doc);
     auto merged = PDFOps::merge(docs, progress, isCancelled);
 
     if (!docs.isEmpty()) {

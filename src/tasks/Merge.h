@@ -18,4 +18,11 @@ QString suggestedMergeName(const QList<PDFFile> &files);
 Outcome merge(const QList<PDFFile> &files, const QString &destination, const Progress &progress,
               const IsCancelled &isCancelled);
 
+// The same for documents already opened by their caller for this job alone
+// (the command line hands over its intake documents instead of reading
+// every file twice).
+Outcome mergeDocuments(const QList<std::shared_ptr<const PDFDocument>> &docs,
+                       const QString &destination, const Progress &progress,
+                       const IsCancelled &isCancelled);
+
 } // namespace Tasks
