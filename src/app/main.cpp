@@ -1,9 +1,12 @@
+#include "AppController.h"
+#include "AppIcon.h"
 #include "SelfTest.h"
+#include "SingleInstance.h"
+#include "Symbols.h"
 
+#include <QApplication>
 #include <QCoreApplication>
-#include <QGuiApplication>
-
-#include <cstdio>
+#include <QFileInfo>
 
 int main(int argc, char *argv[])
 {
@@ -15,8 +18,42 @@ int main(int argc, char *argv[])
         QCoreApplication app(argc, argv);
         return SelfTest::run();
     }
-    std::fputs("The Quirebook window is not part of this build yet.\n"
-               "Run “quirebook --selftest” to check the program, or use quirebook-cli.\n",
-               stderr);
-    return 1;
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Quirebook"));
+    QApplication::setOrganizationName(QStringLiteral("Quirebook"));
+    QApplication::setApplicationVersion(QStringLiteral(QUIREBOOK_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("quirebook"));
+    QApplication::setWindowIcon(AppIcon::make());
+    Symbols::installTheme();
+
+    // Every argument that isn't an option is a file to open.
+    QStringList files;
+    bool optionsEnded = false;
+    const QStringList arguments = QCoreApplication::arguments();
+    for (int i = 1; i < arguments.size(); ++i) {
+        const QString &argument = arguments[i];
+        if (!optionsEnded && argument == QLatin1String("--")) {
+            optionsEnded = true;
+            continue;
+        }
+        if (!optionsEnded && argument.startsWith(u'-'))
+            continue;
+        files << QFileInfo(argument).absoluteFilePath();
+    }
+
+    // The snapshot mode runs on its own, beside any window the person has open.
+    const bool snapshots = qEnvironmentVariableIsSet("QUIREBOOK_SNAPSHOTS");
+    if (!snapshots && SingleInstance::handOver(files))
+        return 0;
+
+    AppController controller;
+    SingleInstance instance;
+    if (!snapshots) {
+        instance.listen();
+        QObject::connect(&instance, &SingleInstance::filesReceived, &controller,
+                         [&controller](const QStringList &paths) { controller.open(paths); });
+    }
+    controller.launch(files);
+    return QApplication::exec();
 }

@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 QString tr(const char *text) { return QCoreApplication::translate("Workspace", text); }
 
@@ -174,6 +176,39 @@ void Workspace::remove(const QUuid &id)
         m_selectedID = list.isEmpty() ? std::nullopt : std::optional<QUuid>(list.first().id);
         Q_EMIT selectionChanged();
     }
+}
+
+void Workspace::move(const QList<qsizetype> &offsets, qsizetype destination)
+{
+    QList<qsizetype> sorted;
+    for (qsizetype offset : offsets)
+        if (offset >= 0 && offset < m_files.size() && !sorted.contains(offset))
+            sorted.append(offset);
+    if (sorted.isEmpty())
+        return;
+    std::sort(sorted.begin(), sorted.end());
+    destination = std::clamp<qsizetype>(destination, 0, m_files.size());
+    QList<PDFFile> moving, staying;
+    qsizetype before = 0; // staying entries that end up ahead of the moved ones
+    for (qsizetype i = 0; i < m_files.size(); ++i) {
+        if (sorted.contains(i)) {
+            moving.append(m_files[i]);
+        } else {
+            staying.append(m_files[i]);
+            if (i < destination)
+                ++before;
+        }
+    }
+    QList<PDFFile> result = staying.mid(0, before);
+    result += moving;
+    result += staying.mid(before);
+    bool same = true;
+    for (qsizetype i = 0; i < result.size(); ++i)
+        same = same && result[i].id == m_files[i].id;
+    if (same)
+        return;
+    m_files = result;
+    Q_EMIT filesChanged();
 }
 
 void Workspace::unlockOwner(const QUuid &id)

@@ -34,6 +34,9 @@ public:
 
     void add(const QStringList &paths);
     void remove(const QUuid &id);
+    // Moves the entries at `offsets` to stand before the entry that was at
+    // `destination` (files().size() for the end), keeping their order.
+    void move(const QList<qsizetype> &offsets, qsizetype destination);
     void unlockOwner(const QUuid &id);
     void select(const QUuid &id);
     void setTool(Tool tool);

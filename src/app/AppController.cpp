@@ -1,0 +1,265 @@
+#include "AppController.h"
+
+#include "QtDialogs.h"
+#include "RootView.h"
+#include "Thumbnails.h"
+#include "Tool.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QScreen>
+#include <QSettings>
+#include <QTimer>
+
+namespace {
+
+// Remembers its frame when it closes.
+class MainWindow : public QMainWindow {
+public:
+    using QMainWindow::QMainWindow;
+
+protected:
+    void closeEvent(QCloseEvent *event) override
+    {
+        QSettings().setValue(QLatin1String(AppController::kFrameKey), saveGeometry());
+        QMainWindow::closeEvent(event);
+    }
+};
+
+// The steps of the snapshot mode, one after another on the event loop.
+class SnapshotRun : public QObject {
+public:
+    SnapshotRun(AppController &app, const QString &folder)
+        : QObject(&app)
+        , m_app(app)
+        , m_folder(folder)
+    {
+    }
+
+    void start()
+    {
+        QDir().mkpath(m_folder); // a failure shows later as missing pictures, nothing more
+        QStringList files;
+        for (const QString &piece : qEnvironmentVariable("QUIREBOOK_FILES").split(u':'))
+            if (!piece.isEmpty())
+                files << QFileInfo(piece).absoluteFilePath();
+        m_steps.append([this] { shot(QStringLiteral("0-empty")); });
+        m_steps.append([this, files] {
+            m_app.workspace().add(files);
+            next();
+        });
+        for (Tool tool : Tools::all)
+            m_steps.append([this, tool] {
+                m_app.workspace().setTool(tool);
+                shot(QStringLiteral("1-") + Tools::rawValue(tool));
+            });
+        m_steps.append([this] {
+            Q_EMIT m_app.snapshotsFinished();
+            QCoreApplication::exit(0);
+        });
+        next();
+    }
+
+private:
+    void next()
+    {
+        if (m_steps.isEmpty())
+            return;
+        auto step = m_steps.takeFirst();
+        step();
+    }
+
+    // Waits 0.9 s (and for thumbnails still being drawn, a few seconds at
+    // most), then saves the window as a PNG.
+    void shot(const QString &name)
+    {
+        QTimer::singleShot(900, this, [this, name] {
+            QElapsedTimer waited;
+            waited.start();
+            auto *poll = new QTimer(this);
+            poll->setInterval(50);
+            connect(poll, &QTimer::timeout, this, [this, poll, name, waited] {
+                if (Thumbnails::instance().pending() > 0 && waited.elapsed() < 5000)
+                    return;
+                poll->stop();
+                poll->deleteLater();
+                if (QMainWindow *window = m_app.window())
+                    window->grab().save(QDir(m_folder).filePath(name + QStringLiteral(".png")),
+                                        "PNG");
+                next();
+            });
+            poll->start();
+        });
+    }
+
+    AppController &m_app;
+    QString m_folder;
+    QList<std::function<void()>> m_steps;
+};
+
+} // namespace
+
+AppController::AppController(QObject *parent)
+    : QObject(parent)
+    , m_dialogs(std::make_unique<QtDialogs>())
+{
+    m_workspace.setDialogs(m_dialogs.get());
+}
+
+AppController::~AppController()
+{
+    delete m_window;
+}
+
+RootView *AppController::rootView() const
+{
+    return m_window ? qobject_cast<RootView *>(m_window->centralWidget()) : nullptr;
+}
+
+void AppController::launch(const QStringList &files)
+{
+    showWindow();
+    buildMenu();
+    if (!files.isEmpty())
+        open(files);
+    const QByteArray snapshots = qgetenv("QUIREBOOK_SNAPSHOTS");
+    if (qEnvironmentVariableIsSet("QUIREBOOK_SNAPSHOTS"))
+        startSnapshots(QString::fromLocal8Bit(snapshots));
+}
+
+void AppController::showWindow()
+{
+    if (m_window) {
+        if (m_window->isMinimized())
+            m_window->showNormal();
+        m_window->show();
+        m_window->raise();
+        m_window->activateWindow();
+        return;
+    }
+    auto *window = new MainWindow;
+    window->setObjectName(QStringLiteral("mainWindow"));
+    window->setWindowTitle(tr("Quirebook"));
+    window->setCentralWidget(new RootView(m_workspace, window));
+    window->resize(1060, 720);
+    if (QScreen *screen = QGuiApplication::primaryScreen()) {
+        QRect frame = window->frameGeometry();
+        frame.moveCenter(screen->availableGeometry().center());
+        window->move(frame.topLeft());
+    }
+    const QByteArray frame = QSettings().value(QLatin1String(kFrameKey)).toByteArray();
+    if (!frame.isEmpty())
+        window->restoreGeometry(frame);
+    m_dialogs->setWindow(window);
+    m_window = window;
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+void AppController::open(const QStringList &paths)
+{
+    showWindow();
+    m_workspace.add(paths);
+}
+
+void AppController::openDocument() { m_workspace.add(m_dialogs->openFiles(true)); }
+
+void AppController::forwardToFocus(const char *method)
+{
+    // The edit commands go to whatever has the keyboard focus (a text
+    // field), as the standard ones would.
+    QWidget *focus = QApplication::focusWidget();
+    if (!focus)
+        return;
+    const QByteArray signature = QByteArray(method) + "()";
+    if (focus->metaObject()->indexOfMethod(signature.constData()) >= 0)
+        QMetaObject::invokeMethod(focus, method);
+}
+
+void AppController::buildMenu()
+{
+    if (m_menuBuilt || !m_window)
+        return;
+    m_menuBuilt = true;
+    QMenuBar *bar = m_window->menuBar();
+
+    QMenu *file = bar->addMenu(tr("&File"));
+    QAction *openAction = file->addAction(tr("Open…"), this, &AppController::openDocument);
+    openAction->setShortcut(QKeySequence::Open);
+    openAction->setObjectName(QStringLiteral("actionOpen"));
+    QAction *close = file->addAction(tr("Close Window"), m_window.data(), &QWidget::close);
+    close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
+    close->setObjectName(QStringLiteral("actionClose"));
+    file->addSeparator();
+    QAction *quit = file->addAction(tr("Quit"), this, [] {
+        for (QWidget *w : QApplication::topLevelWidgets())
+            if (qobject_cast<QMainWindow *>(w))
+                w->close();
+        QApplication::quit();
+    });
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    quit->setObjectName(QStringLiteral("actionQuit"));
+
+    QMenu *edit = bar->addMenu(tr("&Edit"));
+    struct EditItem {
+        QString title;
+        const char *method;
+        QKeySequence key;
+    };
+    const QList<EditItem> items{
+        {tr("Undo"), "undo", QKeySequence(Qt::CTRL | Qt::Key_Z)},
+        {tr("Redo"), "redo", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)},
+        {{}, nullptr, {}},
+        {tr("Cut"), "cut", QKeySequence(Qt::CTRL | Qt::Key_X)},
+        {tr("Copy"), "copy", QKeySequence(Qt::CTRL | Qt::Key_C)},
+        {tr("Paste"), "paste", QKeySequence(Qt::CTRL | Qt::Key_V)},
+        {tr("Select All"), "selectAll", QKeySequence(Qt::CTRL | Qt::Key_A)},
+    };
+    for (const EditItem &item : items) {
+        if (!item.method) {
+            edit->addSeparator();
+            continue;
+        }
+        const char *method = item.method;
+        QAction *action = edit->addAction(item.title, this, [this, method] { forwardToFocus(method); });
+        action->setShortcut(item.key);
+        // A focused text field answers these keys itself first.
+        action->setShortcutContext(Qt::WindowShortcut);
+        action->setObjectName(QStringLiteral("action_") + QLatin1String(method));
+    }
+
+    QMenu *windowMenu = bar->addMenu(tr("&Window"));
+    QAction *minimize = windowMenu->addAction(tr("Minimize"), m_window.data(), &QWidget::showMinimized);
+    minimize->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
+    minimize->setObjectName(QStringLiteral("actionMinimize"));
+
+    QMenu *help = bar->addMenu(tr("&Help"));
+    QAction *aboutAction = help->addAction(tr("About Quirebook"), this, &AppController::about);
+    aboutAction->setObjectName(QStringLiteral("actionAbout"));
+}
+
+void AppController::about()
+{
+    QMessageBox::about(
+        m_window, tr("About Quirebook"),
+        tr("<h3>Quirebook %1</h3>"
+           "<p>Everyday work on PDF files and pictures: merge, reorder, split, compress, sign, "
+           "make searchable, protect and convert.</p>"
+           "<p>Everything happens on your computer. Files are never uploaded.</p>"
+           "<p>Free software under the GNU General Public License, version 3 or later.</p>")
+            .arg(QStringLiteral(QUIREBOOK_VERSION)));
+}
+
+void AppController::startSnapshots(const QString &folder)
+{
+    auto *run = new SnapshotRun(*this, folder);
+    run->start();
+}

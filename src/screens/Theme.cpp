@@ -1,0 +1,81 @@
+#include "Theme.h"
+
+#include <QLabel>
+#include <QPalette>
+#include <QPushButton>
+
+namespace Theme {
+
+QColor accent() { return QColor::fromRgbF(0.93f, 0.36f, 0.2f, 1.0f); }
+
+QColor withAlpha(const QColor &color, double alpha)
+{
+    QColor c = color;
+    c.setAlphaF(static_cast<float>(alpha));
+    return c;
+}
+
+QColor secondary() { return QColor(0x6e, 0x6e, 0x73); }
+QColor orange() { return QColor(0xe6, 0x7e, 0x00); }
+QColor green() { return QColor(0x2e, 0xa0, 0x43); }
+QColor red() { return QColor(0xd7, 0x2c, 0x2c); }
+
+QFont font(Type type, const QFont &base, bool semibold)
+{
+    QFont f = base;
+    const double size = base.pointSizeF() > 0 ? base.pointSizeF() : 10.0;
+    double factor = 1.0;
+    switch (type) {
+    case Type::Body: factor = 1.0; break;
+    case Type::Caption: factor = 0.85; break;
+    case Type::Callout: factor = 0.95; break;
+    case Type::Headline: factor = 1.0; f.setWeight(QFont::Bold); break;
+    case Type::Title: factor = 1.9; break;
+    case Type::Title2: factor = 1.6; break;
+    case Type::Title3: factor = 1.4; break;
+    }
+    f.setPointSizeF(size * factor);
+    if (semibold)
+        f.setWeight(QFont::DemiBold);
+    return f;
+}
+
+void setTextColor(QWidget *widget, const QColor &color)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::WindowText, color);
+    palette.setColor(QPalette::Text, color);
+    widget->setPalette(palette);
+}
+
+QLabel *label(const QString &text, Type type, QWidget *parent, bool semibold)
+{
+    auto *l = new QLabel(text, parent);
+    l->setFont(font(type, parent ? parent->font() : QFont(), semibold));
+    l->setTextFormat(Qt::PlainText);
+    return l;
+}
+
+void makeProminent(QPushButton *button, bool large)
+{
+    const QColor base = accent();
+    const QString padding = large ? QStringLiteral("9px 22px") : QStringLiteral("5px 14px");
+    button->setStyleSheet(
+        QStringLiteral("QPushButton { background: %1; color: white; border: none; border-radius: 6px;"
+                       " padding: %2; font-weight: 600; }"
+                       "QPushButton:hover { background: %3; }"
+                       "QPushButton:pressed { background: %4; }"
+                       "QPushButton:disabled { background: %5; color: %6; }")
+            .arg(base.name(), padding, base.lighter(110).name(), base.darker(115).name(),
+                 withAlpha(base, 0.35).name(QColor::HexArgb),
+                 withAlpha(QColor(Qt::white), 0.85).name(QColor::HexArgb)));
+    if (large) {
+        QFont f = button->font();
+        f.setPointSizeF((f.pointSizeF() > 0 ? f.pointSizeF() : 10.0) * 1.1);
+        button->setFont(f);
+    }
+    button->setDefault(false);
+    button->setAutoDefault(false);
+}
+
+} // namespace Theme

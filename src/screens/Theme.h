@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QString>
+
+class QLabel;
+class QPushButton;
+class QWidget;
+
+// The program's colours and type, shared by every screen.
+namespace Theme {
+
+// The accent: an orange red that marks the chosen tool, the chosen file,
+// the drop highlight and the large prompt icons.
+QColor accent();
+// The same colour at an opacity between 0 and 1.
+QColor withAlpha(const QColor &color, double alpha);
+
+QColor secondary(); // secondary text and muted symbols
+QColor orange();    // restrictions and warnings
+QColor green();     // a finished job
+QColor red();       // a failed job
+
+// Type sizes, relative to the widget's own font.
+enum class Type { Body, Caption, Callout, Headline, Title, Title2, Title3 };
+QFont font(Type type, const QFont &base, bool semibold = false);
+
+// A label in the given type and colour.
+QLabel *label(const QString &text, Type type, QWidget *parent, bool semibold = false);
+void setTextColor(QWidget *widget, const QColor &color);
+
+// The filled accent button that marks a screen's main action.
+void makeProminent(QPushButton *button, bool large = false);
+
+} // namespace Theme
