@@ -67,6 +67,13 @@ struct AssemblyItem {
 std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
                                       const std::shared_ptr<const PDFDocument> &info = {});
 
+// One new document per group, as copyDocument makes them, each handed to
+// writePart(index, part) before the next is made, so memory stays flat.
+// The cancel test is asked before each part (throws PDFError::cancelled).
+void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
+           const std::function<void(int, PDFDocument &)> &writePart,
+           const CancelTest &isCancelled = {});
+
 // 0..pageCount-1 cut into runs of `every`; empty when either is below 1.
 QList<QList<int>> chunks(int pageCount, int every);
 

@@ -117,6 +117,110 @@ Handle destination(const Handle &page, const std::vector<Handle> &view)
     return array;
 }
 
+// A bookmark of the source: the page it leads to (-1 for none) and the view.
+struct SourceMark {
+    std::string title;
+    int page = -1;
+    std::vector<Handle> view;
+    bool open = false;
+    std::vector<SourceMark> children;
+};
+
+std::vector<SourceMark> readOutline(QPDF &q, const std::map<QPDFObjGen, int> &index,
+                                    const NamedDestinations &named)
+{
+    QPDFOutlineDocumentHelper outlines(q);
+    std::set<QPDFObjGen> seen;
+    int budget = 100000; // a hostile outline can't make us walk forever
+    std::function<std::vector<SourceMark>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
+        [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
+            std::vector<SourceMark> out;
+            if (depth > 64)
+                return out;
+            for (auto &item : level) {
+                if (--budget < 0)
+                    break;
+                const auto og = item.getObjectHandle().getObjGen();
+                if (og.isIndirect() && !seen.insert(og).second)
+                    continue;
+                SourceMark mark;
+                try {
+                    mark.title = item.getTitle();
+                    mark.open = item.getCount() > 0;
+                } catch (...) {
+                }
+                mark.children = walk(item.getKids(), depth + 1);
+                if (auto target = resolve(named, rawDestination(item.getObjectHandle()))) {
+                    auto found = index.find(target->page.getObjGen());
+                    if (found != index.end()) {
+                        mark.page = found->second;
+                        mark.view = target->view;
+                    }
+                }
+                out.push_back(std::move(mark));
+            }
+            return out;
+        };
+    try {
+        return walk(outlines.getTopLevelOutlines(), 0);
+    } catch (...) {
+        return {};
+    }
+}
+
+// What copying needs to know of a source document, gathered once (a split
+// into a thousand parts reads it a thousand times).
+struct Source {
+    explicit Source(const PDFDocument &d)
+        : doc(d), pages(QPDFPageDocumentHelper(*d.qpdf()).getAllPages()),
+          index(qpdfsupport::pageIndexMap(*d.qpdf())), named(*d.qpdf()),
+          outline(readOutline(*d.qpdf(), index, named))
+    {
+    }
+    const PDFDocument &doc;
+    std::vector<QPDFPageObjectHelper> pages;
+    std::map<QPDFObjGen, int> index;
+    NamedDestinations named;
+    std::vector<SourceMark> outline;
+
+    // True when the page's fonts or pictures are listed in a dictionary
+    // that other pages use too.
+    bool sharesResources(int page) const
+    {
+        if (!m_sharing) {
+            std::map<QPDFObjGen, int> uses;
+            auto count = [&](QPDFObjectHandle h) {
+                if (h.isIndirect())
+                    ++uses[h.getObjGen()];
+            };
+            for (auto p : pages) {
+                auto resources = p.getAttribute("/Resources", false);
+                count(resources);
+                if (resources.isDictionary()) {
+                    count(resources.getKey("/Font"));
+                    count(resources.getKey("/XObject"));
+                }
+            }
+            m_sharing = std::set<QPDFObjGen>();
+            for (auto &[og, n] : uses)
+                if (n > 1)
+                    m_sharing->insert(og);
+        }
+        if (page < 0 || page >= int(pages.size()))
+            return false;
+        auto resources = QPDFPageObjectHelper(pages[size_t(page)]).getAttribute("/Resources", false);
+        if (!resources.isDictionary())
+            return false;
+        for (auto h : {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
+            if (h.isIndirect() && m_sharing->count(h.getObjGen()))
+                return true;
+        return false;
+    }
+
+private:
+    mutable std::optional<std::set<QPDFObjGen>> m_sharing;
+};
+
 // Copies pages of one source into a destination document, and carries the
 // source's links and bookmarks over to the copies.
 class Copier {
@@ -124,14 +228,13 @@ public:
     explicit Copier(PDFDocument &dst) : m_dst(dst), m_target(*dst.qpdf()) {}
 
     // Appends copies of the source pages; returns source index → first copy.
-    std::map<int, Handle> copy(const PDFDocument &src, const QList<int> &indexes,
+    std::map<int, Handle> copy(const Source &src, const QList<int> &indexes,
                                const std::function<void(QPDFPageObjectHelper &, int)> &adjust,
                                const std::function<void()> &afterEach)
     {
-        QPDF &q = *src.qpdf();
-        auto pages = QPDFPageDocumentHelper(q).getAllPages();
-        const auto index = qpdfsupport::pageIndexMap(q);
-        const NamedDestinations named(q);
+        const auto &pages = src.pages;
+        const auto &index = src.index;
+        const auto &named = src.named;
         std::map<int, Handle> first;
         std::vector<std::pair<Handle, int>> copies; // new page, source index
         for (int i : indexes) {
@@ -166,53 +269,27 @@ public:
 
     // The source's bookmarks, pointed at the copies (left out when their
     // page wasn't copied and nothing below them survives).
-    std::vector<Bookmark> bookmarks(const PDFDocument &src, const std::map<int, Handle> &first)
+    std::vector<Bookmark> bookmarks(const Source &src, const std::map<int, Handle> &first)
     {
-        QPDF &q = *src.qpdf();
-        const auto index = qpdfsupport::pageIndexMap(q);
-        QPDFOutlineDocumentHelper outlines(q);
-        const NamedDestinations named(q);
-        std::set<QPDFObjGen> seen;
-        int budget = 100000;
-        std::function<std::vector<Bookmark>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
-            [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
+        std::function<std::vector<Bookmark>(const std::vector<SourceMark> &)> place =
+            [&](const std::vector<SourceMark> &level) {
                 std::vector<Bookmark> out;
-                if (depth > 64)
-                    return out;
-                for (auto &item : level) {
-                    if (--budget < 0)
-                        break;
-                    const auto og = item.getObjectHandle().getObjGen();
-                    if (og.isIndirect() && !seen.insert(og).second)
-                        continue;
-                    Bookmark mark;
-                    try {
-                        mark.title = item.getTitle();
-                        mark.open = item.getCount() > 0;
-                    } catch (...) {
-                    }
-                    mark.children = walk(item.getKids(), depth + 1);
-                    if (auto target = resolve(named, rawDestination(item.getObjectHandle()))) {
-                        auto found = index.find(target->page.getObjGen());
-                        if (found != index.end() && first.count(found->second)) {
-                            mark.page = first.at(found->second);
-                            mark.view = target->view;
-                        }
-                    }
-                    if (present(mark.page))
-                        out.push_back(std::move(mark));
-                    else if (!mark.children.empty()) {
-                        mark.page = Handle();
-                        out.push_back(std::move(mark));
+                for (const auto &mark : level) {
+                    Bookmark placed;
+                    placed.title = mark.title;
+                    placed.open = mark.open;
+                    placed.children = place(mark.children);
+                    if (mark.page >= 0 && first.count(mark.page)) {
+                        placed.page = first.at(mark.page);
+                        placed.view = mark.view;
+                        out.push_back(std::move(placed));
+                    } else if (!placed.children.empty()) {
+                        out.push_back(std::move(placed));
                     }
                 }
                 return out;
             };
-        try {
-            return walk(outlines.getTopLevelOutlines(), 0);
-        } catch (...) {
-            return {};
-        }
+        return place(src.outline);
     }
 
     void writeOutline(const std::vector<Bookmark> &marks)
@@ -346,8 +423,9 @@ std::shared_ptr<PDFDocument> copyDocument(const std::shared_ptr<const PDFDocumen
     try {
         result->retain(doc);
         Copier copier(*result);
-        const auto first = copier.copy(*doc, pages, {}, {});
-        copier.writeOutline(copier.bookmarks(*doc, first));
+        const Source source(*doc);
+        const auto first = copier.copy(source, pages, {}, {});
+        copier.writeOutline(copier.bookmarks(source, first));
         copyInfo(*doc, *result);
     } catch (...) {
     }
@@ -378,8 +456,10 @@ std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument
             continue;
         result->retain(doc);
         std::map<int, Handle> first;
+        std::unique_ptr<Source> source;
         try {
-            first = copier.copy(*doc, allPages(*doc), {}, [&] {
+            source = std::make_unique<Source>(*doc);
+            first = copier.copy(*source, allPages(*doc), {}, [&] {
                 ++done;
                 if (done % 32 == 0 && isCancelled && isCancelled())
                     throw PDFError::cancelled();
@@ -390,7 +470,9 @@ std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument
             throw;
         } catch (...) {
         }
-        auto more = copier.bookmarks(*doc, first);
+        if (!source)
+            continue;
+        auto more = copier.bookmarks(*source, first);
         std::move(more.begin(), more.end(), std::back_inserter(marks));
     }
     copier.writeOutline(marks);
@@ -403,18 +485,20 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
 {
     auto result = PDFDocument::createEmpty();
     Copier copier(*result);
+    std::map<const PDFDocument *, std::unique_ptr<Source>> sources;
     for (const auto &item : items) {
         if (!item.doc || !item.doc->qpdf())
             continue;
         result->retain(item.doc);
         try {
             // Each item is a copy of its own, even when a page comes twice.
-            QPDFPageDocumentHelper target(*result->qpdf());
-            auto pages = QPDFPageDocumentHelper(*item.doc->qpdf()).getAllPages();
-            if (item.page < 0 || item.page >= int(pages.size()))
+            auto &source = sources[item.doc.get()];
+            if (!source)
+                source = std::make_unique<Source>(*item.doc);
+            if (item.page < 0 || item.page >= int(source->pages.size()))
                 continue;
-            const int turned = qpdfsupport::normalisedRotation(pages[size_t(item.page)]);
-            copier.copy(*item.doc, {item.page},
+            const int turned = qpdfsupport::normalisedRotation(source->pages[size_t(item.page)]);
+            copier.copy(*source, {item.page},
                         [&](QPDFPageObjectHelper &page, int) {
                             int degrees = (turned + item.extraRotation) % 360;
                             if (degrees < 0)
@@ -429,6 +513,37 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
         copyInfo(*info, *result);
     result->pagesChanged();
     return result;
+}
+
+void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
+           const std::function<void(int, PDFDocument &)> &writePart, const CancelTest &isCancelled)
+{
+    if (!doc || !doc->qpdf())
+        return;
+    const Source source(*doc);
+    for (int i = 0; i < groups.size(); ++i) {
+        if (isCancelled && isCancelled())
+            throw PDFError::cancelled();
+        auto part = PDFDocument::createEmpty();
+        part->retain(doc);
+        {
+            Copier copier(*part);
+            const auto first = copier.copy(source, groups[i], {}, {});
+            copier.writeOutline(copier.bookmarks(source, first));
+            // Some writers give every page one dictionary naming every font
+            // and picture of the document; a part keeps only what its pages draw.
+            for (const auto &[index, page] : first)
+                if (source.sharesResources(index)) {
+                    try {
+                        QPDFPageObjectHelper(page).removeUnreferencedResources();
+                    } catch (...) {
+                    }
+                }
+        }
+        copyInfo(*doc, *part);
+        part->pagesChanged();
+        writePart(i, *part);
+    }
 }
 
 QList<QList<int>> chunks(int pageCount, int every)

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QUuid>
 
 #include <array>
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -91,7 +93,17 @@ void write(const QString &destination, const std::function<void(const QString &)
            const QString &failureMessage)
 {
     const QString folder = QFileInfo(destination).absolutePath();
-    removeStale(folder);
+    // Once per folder and run: a split writes thousands of parts into one.
+    static std::mutex swept;
+    static QSet<QString> sweptFolders;
+    bool sweep = false;
+    {
+        std::lock_guard lock(swept);
+        sweep = !sweptFolders.contains(folder);
+        sweptFolders.insert(folder);
+    }
+    if (sweep)
+        removeStale(folder);
     const QString temporary = temporaryPath(destination);
     TemporaryFile guard(temporary);
     if (!guard.created())

@@ -162,6 +162,27 @@ QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
 
 QByteArray textPDF(int pages, const QString &prefix) { return makePDF(numberedPages(pages, prefix)); }
 
+QByteArray sharedResourcesPDF()
+{
+    QPDF q;
+    q.emptyPDF();
+    auto resources = q.makeIndirectObject(QPDFObjectHandle::parse(
+        "<< /Font << /F1 << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> "
+        "/F2 << /Type /Font /Subtype /Type1 /BaseFont /Courier >> >> >>"));
+    QPDFPageDocumentHelper pages(q);
+    for (const char *content : {"BT /F1 24 Tf 72 700 Td (Sans page) Tj ET", "BT /F2 24 Tf 72 700 Td (Mono page) Tj ET"}) {
+        auto page = QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] >>");
+        page.replaceKey("/Resources", resources);
+        page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
+        pages.addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
+    }
+    QPDFWriter writer(q);
+    writer.setOutputMemory();
+    writer.write();
+    auto buffer = writer.getBufferSharedPointer();
+    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()), qsizetype(buffer->getSize()));
+}
+
 QString writeFile(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);

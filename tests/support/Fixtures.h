@@ -46,6 +46,9 @@ struct DocSpec {
 DocSpec numberedPages(int count, const QString &prefix = QStringLiteral("Page"));
 QByteArray makePDF(const DocSpec &spec, const WriteOptions &options = {});
 QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
+// Two pages sharing one resource dictionary that names Helvetica and
+// Courier; the first page draws with Helvetica only, the second with Courier.
+QByteArray sharedResourcesPDF();
 // Writes bytes to a file; fails the test on error.
 QString writeFile(const QString &path, const QByteArray &bytes);
 
