@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config
   qt6-base-dev qt6-base-dev-tools libgl-dev
-  libqpdf-dev libpoppler-qt6-dev
+  libqpdf-dev libpoppler-qt6-dev poppler-data qt6-image-formats-plugins
   libtesseract-dev libleptonica-dev tesseract-ocr-eng tesseract-ocr-osd
   libheif-dev
   adwaita-icon-theme
