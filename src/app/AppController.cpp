@@ -170,7 +170,16 @@ void AppController::open(const QStringList &paths)
     m_workspace.add(paths);
 }
 
-void AppController::openDocument() { m_workspace.add(m_dialogs->openFiles(true)); }
+void AppController::setDialogs(Dialogs *dialogs)
+{
+    m_workspace.setDialogs(dialogs ? dialogs : m_dialogs.get());
+}
+
+void AppController::openDocument()
+{
+    if (Dialogs *dialogs = m_workspace.dialogs())
+        m_workspace.add(dialogs->openFiles(true));
+}
 
 void AppController::forwardToFocus(const char *method)
 {

@@ -23,6 +23,8 @@ public:
     ~AppController() override;
 
     Workspace &workspace() { return m_workspace; }
+    // Other answers to the program's questions than the Qt dialogs (tests).
+    void setDialogs(Dialogs *dialogs);
     QMainWindow *window() const { return m_window; }
     RootView *rootView() const;
 

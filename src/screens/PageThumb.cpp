@@ -37,6 +37,7 @@ PageThumb::PageThumb(std::shared_ptr<const PDFDocument> doc, int page, int extra
             [this](const QString &key, const QImage &image) {
                 if (key == m_key && !key.isEmpty()) {
                     m_image = image;
+                    m_settled = true;
                     update();
                 }
             });
@@ -51,8 +52,10 @@ void PageThumb::request()
     const int pixels = qRound(m_height * 2 * std::max<qreal>(1.0, devicePixelRatioF() / 2));
     const Thumbnails::Request request{m_doc, m_page, m_extraRotation, pixels};
     m_key = Thumbnails::instance().key(request);
-    if (const auto ready = Thumbnails::instance().image(request))
+    if (const auto ready = Thumbnails::instance().image(request)) {
         m_image = *ready;
+        m_settled = true;
+    }
 }
 
 void PageThumb::paintEvent(QPaintEvent *)

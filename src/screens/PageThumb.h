@@ -19,6 +19,9 @@ public:
               QWidget *parent = nullptr);
 
     bool hasImage() const { return !m_image.isNull(); }
+    // The drawing has been asked for and has come back (with a picture, or
+    // without one when the page couldn't be drawn).
+    bool isSettled() const { return m_settled; }
     const QImage &image() const { return m_image; }
     // The size the page takes on screen, shadow excluded.
     QSize pageSize() const { return m_pageSize; }
@@ -39,4 +42,5 @@ private:
     QString m_key;
     QImage m_image;
     bool m_requested = false;
+    bool m_settled = false;
 };

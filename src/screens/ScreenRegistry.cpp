@@ -18,6 +18,14 @@ void add(Tool tool, Factory factory) { factories()[tool] = std::move(factory); }
 
 bool has(Tool tool) { return factories().count(tool) > 0; }
 
+Factory factory(Tool tool)
+{
+    const auto it = factories().find(tool);
+    return it == factories().end() ? Factory() : it->second;
+}
+
+void remove(Tool tool) { factories().erase(tool); }
+
 QWidget *make(Tool tool, Workspace &workspace, QWidget *parent)
 {
     const auto it = factories().find(tool);

@@ -20,6 +20,9 @@ using Factory = std::function<QWidget *(Workspace &workspace, QWidget *parent)>;
 
 void add(Tool tool, Factory factory);
 bool has(Tool tool);
+// The registered factory (empty when none); remove() takes it away again.
+Factory factory(Tool tool);
+void remove(Tool tool);
 // A new screen for the tool, or null when none is registered.
 QWidget *make(Tool tool, Workspace &workspace, QWidget *parent);
 

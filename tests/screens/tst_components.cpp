@@ -1,0 +1,521 @@
+// The window's shared parts: the sidebar, the notice alert, drops on the
+// tool area, the tool page frame and its file bar, the job bar and the
+// thumbnails.
+#include "Dialogs.h"
+#include "EmptyDrop.h"
+#include "FileBar.h"
+#include "FirstPageThumb.h"
+#include "Format.h"
+#include "Fixtures.h"
+#include "Job.h"
+#include "JobBar.h"
+#include "PDFError.h"
+#include "PageThumb.h"
+#include "Reveal.h"
+#include "RootView.h"
+#include "ScreenRegistry.h"
+#include "Sidebar.h"
+#include "Symbols.h"
+#include "Thumbnails.h"
+#include "ToolArea.h"
+#include "ToolPage.h"
+#include "Workspace.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QThread>
+#include <QLabel>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QToolButton>
+#include <QUrl>
+#include <QVBoxLayout>
+
+using namespace Fixtures;
+
+namespace {
+
+QString labelText(QWidget *parent, const char *name)
+{
+    auto *label = parent->findChild<QLabel *>(QLatin1String(name));
+    return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
+}
+
+// The share of dark pixels in the top half of a picture.
+double darkTopShare(const QImage &image)
+{
+    qint64 top = 0, all = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (qGray(image.pixel(x, y)) < 128) {
+                ++all;
+                if (y < image.height() / 2)
+                    ++top;
+            }
+    return all ? double(top) / double(all) : 0.0;
+}
+
+// A stand-in screen for a tool, so rows can be chosen in this test.
+QWidget *standIn(Workspace &, QWidget *parent)
+{
+    auto *w = new QLabel(QStringLiteral("stand-in"), parent);
+    w->setObjectName(QStringLiteral("standIn"));
+    return w;
+}
+
+} // namespace
+
+class TestComponents : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QString m_a, m_b, m_photo, m_text, m_restricted;
+
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        Symbols::installTheme();
+        m_a = writeFile(path(QStringLiteral("a.pdf")), textPDF(3, QStringLiteral("A")));
+        m_b = writeFile(path(QStringLiteral("b.pdf")), textPDF(1, QStringLiteral("B")));
+        m_photo = writeFile(path(QStringLiteral("photo.jpg")), encode(marker(300, 200), "JPEG"));
+        m_text = writeFile(path(QStringLiteral("notes.txt")), "hello");
+        WriteOptions limited;
+        limited.encrypt = true;
+        limited.ownerPassword = QStringLiteral("boss");
+        limited.allowCopying = false;
+        m_restricted = writeFile(path(QStringLiteral("limited.pdf")), makePDF(numberedPages(2), limited));
+    }
+
+    void sidebarListsTheToolsWithTheFooter()
+    {
+        Workspace ws;
+        Sidebar sidebar(ws);
+        QCOMPARE(sidebar.width(), 190);
+        QStringList titles;
+        for (Tool tool : Tools::all) {
+            auto *row = sidebar.findChild<QAbstractButton *>(QStringLiteral("toolRow_") + Tools::rawValue(tool));
+            QVERIFY(row);
+            titles << row->text();
+        }
+        QCOMPARE(titles, (QStringList{"Merge", "Pages", "Split", "Compress", "Sign & Stamp",
+                                      "Make Searchable", "Password", "Convert"}));
+        QCOMPARE(labelText(&sidebar, "sidebarFooter"),
+                 QStringLiteral("Everything happens on your computer. Files are never uploaded."));
+        QCOMPARE(labelText(&sidebar, "sidebarName"), QStringLiteral("Quirebook"));
+    }
+
+    void sidebarChoosesToolsWithScreensOnly()
+    {
+        // Convert gets a stand-in screen, Split none: Split's row is greyed
+        // and a click on it changes nothing.
+        const auto convert = ScreenRegistry::factory(Tool::Convert);
+        const auto split = ScreenRegistry::factory(Tool::Split);
+        ScreenRegistry::add(Tool::Convert, standIn);
+        ScreenRegistry::remove(Tool::Split);
+        Workspace ws;
+        ws.add({m_a, m_b});
+        ws.select(ws.files()[1].id);
+        {
+            RootView root(ws);
+            root.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&root));
+            QCOMPARE(root.screen()->objectName(), QStringLiteral("mergeScreen"));
+
+            auto *splitRow = root.findChild<QAbstractButton *>(QStringLiteral("toolRow_split"));
+            auto *convertRow = root.findChild<QAbstractButton *>(QStringLiteral("toolRow_convert"));
+            QVERIFY(!splitRow->isEnabled());
+            QVERIFY(convertRow->isEnabled());
+            QTest::mouseClick(splitRow, Qt::LeftButton);
+            QCOMPARE(ws.tool(), Tool::Merge);
+
+            QTest::mouseClick(convertRow, Qt::LeftButton);
+            QCOMPARE(ws.tool(), Tool::Convert);
+            QCOMPARE(root.screen()->objectName(), QStringLiteral("standIn"));
+            // The file chosen before is still the chosen one.
+            QCOMPARE(ws.current()->id, ws.files()[1].id);
+
+            QTest::mouseClick(root.findChild<QAbstractButton *>(QStringLiteral("toolRow_merge")),
+                              Qt::LeftButton);
+            QCOMPARE(ws.tool(), Tool::Merge);
+            QCOMPARE(root.screen()->objectName(), QStringLiteral("mergeScreen"));
+            QCOMPARE(ws.current()->id, ws.files()[1].id);
+        }
+        convert ? ScreenRegistry::add(Tool::Convert, convert) : ScreenRegistry::remove(Tool::Convert);
+        if (split)
+            ScreenRegistry::add(Tool::Split, split);
+    }
+
+    void noticeAlertShowsTheNoticeAndClearsIt()
+    {
+        Workspace ws;
+        RootView root(ws);
+        root.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&root));
+        ws.add({m_text, m_a});
+        auto *box = root.findChild<QMessageBox *>(QStringLiteral("noticeAlert"));
+        QVERIFY(box);
+        QTRY_VERIFY(box->isVisible());
+        QCOMPARE(box->windowTitle(), QStringLiteral("Quirebook"));
+        QCOMPARE(box->text(), QStringLiteral("“notes.txt” isn't a PDF or a picture."));
+        QCOMPARE(box->buttons().size(), 1);
+        QCOMPARE(box->buttons().first()->text(), QStringLiteral("OK"));
+        QTest::mouseClick(box->buttons().first(), Qt::LeftButton);
+        QCOMPARE(ws.notice(), std::nullopt);
+        QTRY_VERIFY(!root.findChild<QMessageBox *>(QStringLiteral("noticeAlert")));
+        // The PDF that came with it was taken.
+        QCOMPARE(ws.files().size(), 1);
+    }
+
+    void dropsGoToTheWorkspaceWhateverTheTool_data()
+    {
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QStringList>("added");
+        QTest::addColumn<QString>("notice");
+        QTest::newRow("a PDF and a text file")
+            << QStringList{"a.pdf", "notes.txt"} << QStringList{"a.pdf"}
+            << QStringLiteral("“notes.txt” isn't a PDF or a picture.");
+        QTest::newRow("a picture and two PDFs")
+            << QStringList{"photo.jpg", "b.pdf", "a.pdf"} << QStringList{"photo.jpg", "b.pdf", "a.pdf"}
+            << QString();
+    }
+    void dropsGoToTheWorkspaceWhateverTheTool()
+    {
+        QFETCH(QStringList, names);
+        QFETCH(QStringList, added);
+        QFETCH(QString, notice);
+        Workspace ws;
+        ScriptedDialogs dialogs;
+        ws.setDialogs(&dialogs);
+        RootView root(ws);
+        root.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&root));
+        ToolArea *area = root.toolArea();
+
+        QList<QUrl> urls;
+        for (const QString &name : names)
+            urls << QUrl::fromLocalFile(path(name));
+        QMimeData mime;
+        mime.setUrls(urls);
+        const QPoint at = area->rect().center();
+        QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(area, &enter);
+        QVERIFY(enter.isAccepted());
+        QVERIFY(area->targeted());
+        QVERIFY(area->findChild<QWidget *>(QStringLiteral("dropHighlight"))->isVisible());
+        QDropEvent drop(QPointF(at), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(area, &drop);
+        QVERIFY(drop.isAccepted());
+        QVERIFY(!area->targeted());
+
+        QStringList taken;
+        for (const PDFFile &file : ws.files())
+            taken << file.fileName();
+        QCOMPARE(taken, added);
+        QCOMPARE(ws.notice().value_or(QString()), notice);
+        if (auto *box = root.findChild<QMessageBox *>(QStringLiteral("noticeAlert")))
+            box->done(0);
+    }
+
+    void dropWithoutFilesIsRefused()
+    {
+        Workspace ws;
+        ToolArea area(ws);
+        QMimeData mime;
+        mime.setText(QStringLiteral("just words"));
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&area, &enter);
+        QVERIFY(!enter.isAccepted());
+        QVERIFY(!area.targeted());
+    }
+
+    void toolPageFollowsTheChosenFile()
+    {
+        Workspace ws;
+        ScriptedDialogs dialogs({QStringLiteral("boss")});
+        ws.setDialogs(&dialogs);
+        int made = 0;
+        ToolPage page(ws, Tool::Compress, [&made](const PDFFile &file, QWidget *parent) {
+            ++made;
+            auto *content = new QLabel(file.fileName(), parent);
+            content->setObjectName(QStringLiteral("content"));
+            return content;
+        });
+        page.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&page));
+        QCOMPARE(labelText(&page, "pageTitle"), QStringLiteral("Compress"));
+        QCOMPARE(labelText(&page, "pageSubtitle"), QStringLiteral("Make big PDFs small enough to email."));
+
+        // No file: the prompt, and no file bar.
+        QCOMPARE(labelText(&page, "emptyDropText"), QStringLiteral("Drop PDFs here"));
+        QCOMPARE(labelText(&page, "emptyDropHint"), QStringLiteral("or choose a file from your computer"));
+        QVERIFY(!page.findChild<FileBar *>()->isVisible());
+
+        // Only a picture: still the prompt, pictures aren't PDFs here.
+        ws.add({m_photo});
+        QVERIFY(page.findChild<EmptyDrop *>());
+        QVERIFY(!page.findChild<FileBar *>()->isVisible());
+        QCOMPARE(made, 0);
+
+        ws.add({m_a, m_b});
+        QCOMPARE(made, 1);
+        QVERIFY(page.findChild<FileBar *>()->isVisible());
+        QCOMPARE(qobject_cast<QLabel *>(page.content())->text(), QStringLiteral("a.pdf"));
+        QCOMPARE(page.findChildren<QWidget *>(QStringLiteral("fileChip")).size(), 2);
+
+        // Adding another file keeps the content (and its state).
+        QWidget *before = page.content();
+        ws.add({m_restricted});
+        QCOMPARE(page.content(), before);
+        QCOMPARE(made, 1);
+
+        // A click on a chip chooses that file, and the content is made anew.
+        QWidget *chipB = nullptr;
+        for (QWidget *chip : page.findChildren<QWidget *>(QStringLiteral("fileChip")))
+            if (chip->property("fileId").toString() == ws.files()[2].id.toString())
+                chipB = chip;
+        QVERIFY(chipB);
+        QTest::mouseClick(chipB, Qt::LeftButton, {}, QPoint(4, 4));
+        QCOMPARE(ws.current()->fileName(), QStringLiteral("b.pdf"));
+        QCOMPARE(made, 2);
+        QCOMPARE(qobject_cast<QLabel *>(page.content())->text(), QStringLiteral("b.pdf"));
+
+        // A restricted file: the panel instead of the tool, until unlocked.
+        ws.select(ws.files()[3].id);
+        QVERIFY(!page.content());
+        auto *panel = page.findChild<QWidget *>(QStringLiteral("restrictedPanel"));
+        QVERIFY(panel);
+        QCOMPARE(labelText(panel, "restrictedHeadline"), QStringLiteral("This file has restrictions"));
+        QCOMPARE(labelText(panel, "restrictedText"), PDFError::restricted().description());
+        auto *unlock = panel->findChild<QPushButton *>(QStringLiteral("enterOwnerPassword"));
+        QCOMPARE(unlock->text(), QStringLiteral("Enter Owner Password…"));
+        QTest::mouseClick(unlock, Qt::LeftButton);
+        QCOMPARE(dialogs.asked.size(), 1);
+        QVERIFY(!ws.current()->restricted());
+        QVERIFY(page.content());
+        QCOMPARE(qobject_cast<QLabel *>(page.content())->text(), QStringLiteral("limited.pdf"));
+    }
+
+    void fileBarChipsAndRemoving()
+    {
+        Workspace ws;
+        ws.add({m_a, m_photo, m_restricted});
+        FileBar bar(ws);
+        bar.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&bar));
+        const auto chips = bar.findChildren<QWidget *>(QStringLiteral("fileChip"));
+        QCOMPARE(chips.size(), 2); // the picture has no chip
+        QCOMPARE(labelText(chips[0], "chipName"), QStringLiteral("a"));
+        QCOMPARE(labelText(chips[0], "chipCaption"),
+                 QStringLiteral("3 p · ") + Format::bytes(QFileInfo(m_a).size()));
+        QVERIFY(chips[0]->property("chosen").toBool());
+        QVERIFY(!chips[1]->property("chosen").toBool());
+        QCOMPARE(chips[0]->findChild<QLabel *>(QStringLiteral("chipSymbol"))->property("symbol").toString(),
+                 QStringLiteral("doc.richtext"));
+        QCOMPARE(chips[1]->findChild<QLabel *>(QStringLiteral("chipSymbol"))->property("symbol").toString(),
+                 QStringLiteral("lock.doc"));
+        auto *remove = chips[0]->findChild<QToolButton *>(QStringLiteral("chipRemove"));
+        QCOMPARE(remove->toolTip(), QStringLiteral("Remove from Quirebook (the file on disk is untouched)"));
+        QTest::mouseClick(remove, Qt::LeftButton);
+        QCOMPARE(ws.files().size(), 2);
+        QVERIFY(QFileInfo::exists(m_a));
+        // The first remaining PDF is chosen and marked.
+        QCOMPARE(ws.current()->fileName(), QStringLiteral("limited.pdf"));
+        QTRY_COMPARE(bar.findChildren<QWidget *>(QStringLiteral("fileChip")).size(), 1);
+        QVERIFY(bar.findChildren<QWidget *>(QStringLiteral("fileChip")).first()->property("chosen").toBool());
+    }
+
+    void jobBarShowsEachState()
+    {
+        Job job;
+        QWidget host;
+        auto *layout = new QVBoxLayout(&host);
+        JobBar &bar = *new JobBar(&job, &host);
+        layout->addWidget(&bar);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        QVERIFY(!bar.isVisible()); // idle: nothing
+
+        QSemaphore step, finish;
+        job.run(QStringLiteral("Compressing"), [&](const Progress &progress, const IsCancelled &) {
+            step.acquire();
+            progress(3, 10);
+            finish.acquire();
+            return Outcome{QStringLiteral("Done it"), QString(), {}};
+        });
+        auto *text = bar.findChild<QLabel *>(QStringLiteral("jobText"));
+        auto *progressBar = bar.findChild<QProgressBar *>(QStringLiteral("jobProgress"));
+        QVERIFY(bar.isVisible());
+        QCOMPARE(text->text(), QStringLiteral("Compressing…"));
+        QCOMPARE(progressBar->maximum(), 0); // a spinner
+        QVERIFY(bar.findChild<QPushButton *>(QStringLiteral("jobCancel"))->isVisible());
+        step.release();
+        QTRY_COMPARE(text->text(), QStringLiteral("Compressing page 3 of 10…"));
+        QCOMPARE(progressBar->maximum(), 10);
+        QCOMPARE(progressBar->value(), 3);
+        finish.release();
+
+        // Done without files: no detail line and no Show in Folder.
+        QTRY_COMPARE(labelText(&bar, "jobTitle"), QStringLiteral("Done it"));
+        QVERIFY(!bar.findChild<QLabel *>(QStringLiteral("jobDetail"))->isVisible());
+        QVERIFY(!bar.findChild<QPushButton *>(QStringLiteral("jobShow"))->isVisible());
+        QVERIFY(!text->isVisible());
+
+        // A failure shows its message; the close button returns to nothing.
+        job.run(QStringLiteral("Merging"), [](const Progress &, const IsCancelled &) -> Outcome {
+            throw PDFError::failed(QStringLiteral("Couldn't write the merged file."));
+        });
+        QTRY_COMPARE(labelText(&bar, "jobTitle"), QStringLiteral("Couldn't write the merged file."));
+        QVERIFY(!bar.findChild<QPushButton *>(QStringLiteral("jobShow"))->isVisible());
+        QTest::mouseClick(bar.findChild<QToolButton *>(QStringLiteral("jobClose")), Qt::LeftButton);
+        QVERIFY(std::holds_alternative<Job::Idle>(job.state()));
+        QVERIFY(!bar.isVisible());
+
+        // Done with files: the detail and Show in Folder, which reveals them.
+        QStringList revealed;
+        Reveal::setHandler([&revealed](const QStringList &paths) { revealed = paths; });
+        job.run(QStringLiteral("Merging"), [](const Progress &, const IsCancelled &) {
+            return Outcome{QStringLiteral("Merged 4 pages"), QStringLiteral("x.pdf · 1 kB"), {QStringLiteral("/tmp/x.pdf")}};
+        });
+        QTRY_COMPARE(labelText(&bar, "jobDetail"), QStringLiteral("x.pdf · 1 kB"));
+        auto *show = bar.findChild<QPushButton *>(QStringLiteral("jobShow"));
+        QVERIFY(show->isVisible());
+        QCOMPARE(show->text(), QStringLiteral("Show in Folder"));
+        QTest::mouseClick(show, Qt::LeftButton);
+        QCOMPARE(revealed, QStringList{QStringLiteral("/tmp/x.pdf")});
+        Reveal::setHandler({});
+    }
+
+    void cancelReturnsTheBarToNothing()
+    {
+        Job job;
+        QWidget host;
+        auto *layout = new QVBoxLayout(&host);
+        JobBar &bar = *new JobBar(&job, &host);
+        layout->addWidget(&bar);
+        host.show();
+        job.run(QStringLiteral("Merging"), [](const Progress &, const IsCancelled &isCancelled) -> Outcome {
+            while (!isCancelled())
+                QThread::msleep(5);
+            throw PDFError::cancelled();
+        });
+        QTest::mouseClick(bar.findChild<QPushButton *>(QStringLiteral("jobCancel")), Qt::LeftButton);
+        QTRY_VERIFY(std::holds_alternative<Job::Idle>(job.state()));
+        QVERIFY(!bar.isVisible());
+    }
+
+    void runningText_data()
+    {
+        QTest::addColumn<int>("done");
+        QTest::addColumn<int>("total");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("no total") << 0 << 0 << QStringLiteral("Merging…");
+        QTest::newRow("first page") << 0 << 12 << QStringLiteral("Merging page 0 of 12…");
+        QTest::newRow("last page") << 12 << 12 << QStringLiteral("Merging page 12 of 12…");
+    }
+    void runningText()
+    {
+        QFETCH(int, done);
+        QFETCH(int, total);
+        QFETCH(QString, text);
+        QCOMPARE(JobBar::runningText(QStringLiteral("Merging"), done, total), text);
+    }
+
+    void pageThumbTurnsOnlyThePicture()
+    {
+        // A page turned 270 degrees, shown turned 90 more: drawn upright,
+        // the document's own page keeps its rotation.
+        DocSpec spec;
+        PageSpec turned;
+        turned.text = QStringLiteral("Heading at the top");
+        turned.rotate = 270;
+        spec.pages = {turned};
+        std::shared_ptr<const PDFDocument> doc =
+            PDFDocument::fromBytes(makePDF(spec), QStringLiteral("turned.pdf"));
+        PageThumb upright(doc, 0, 90, 80);
+        PageThumb asStored(doc, 0, 0, 80);
+        upright.show();
+        asStored.show();
+        QTRY_VERIFY(upright.hasImage() && asStored.hasImage());
+        QVERIFY(upright.image().height() > upright.image().width());
+        QVERIFY(asStored.image().width() > asStored.image().height());
+        QVERIFY(upright.pageSize().height() > upright.pageSize().width());
+        QCOMPARE(upright.pageSize().height(), 80);
+        // The text near the top of the upright page is in the top half.
+        QVERIFY2(darkTopShare(upright.image()) > 0.9, qPrintable(QString::number(darkTopShare(upright.image()))));
+        QCOMPARE(doc->page(0)->rotation, 270);
+    }
+
+    void firstPageThumbOfNothing()
+    {
+        FirstPageThumb none(PDFDocument::createEmpty(), 52);
+        QVERIFY(!none.pageThumb());
+        QCOMPARE(none.size(), QSize(39, 52));
+        FirstPageThumb one(PDFDocument::open(m_b), 52);
+        QVERIFY(one.pageThumb());
+        one.show();
+        QTRY_VERIFY(one.pageThumb()->hasImage());
+        // Twice the shown height, for sharp pictures.
+        QCOMPARE(one.pageThumb()->image().height(), 104);
+    }
+
+    void thumbnailsAreDrawnOnceAndShared()
+    {
+        auto doc = PDFDocument::open(m_a);
+        const Thumbnails::Request request{doc, 1, 0, 60};
+        auto &thumbnails = Thumbnails::instance();
+        QVERIFY(!thumbnails.image(request).has_value());
+        QCOMPARE(thumbnails.pending(), 1);
+        QVERIFY(!thumbnails.image(request).has_value());
+        QCOMPARE(thumbnails.pending(), 1); // asked twice, drawn once
+        QTRY_COMPARE(thumbnails.pending(), 0);
+        const auto image = thumbnails.image(request);
+        QVERIFY(image.has_value());
+        QCOMPARE(image->height(), 60);
+        // Another document object for the same file shares the picture.
+        const Thumbnails::Request again{PDFDocument::open(m_a), 1, 0, 60};
+        QVERIFY(thumbnails.image(again).has_value());
+        QCOMPARE(thumbnails.pending(), 0);
+    }
+
+    void thumbnailsOverTheCorpus()
+    {
+        const QString dir = corpusDir();
+        if (dir.isEmpty())
+            QSKIP("QUIREBOOK_CORPUS is not set");
+        const auto passwords = corpusPasswords();
+        int drawn = 0;
+        for (const QString &name : QDir(dir).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name)) {
+            QList<std::optional<QString>> answers;
+            if (passwords.contains(name) && passwords[name].contains(QStringLiteral("user")))
+                answers << passwords[name][QStringLiteral("user")];
+            ScriptedDialogs dialogs(answers);
+            Workspace ws;
+            ws.setDialogs(&dialogs);
+            ws.add({QDir(dir).filePath(name)});
+            if (ws.files().isEmpty()) {
+                // Refused at intake, with a sentence naming the file.
+                QVERIFY2(ws.notice().value_or(QString()).contains(QChar(0x201C) + name + QChar(0x201D)),
+                         qPrintable(name));
+                continue;
+            }
+            FirstPageThumb thumb(ws.files().first().doc, 52);
+            QVERIFY2(thumb.pageThumb(), qPrintable(name));
+            thumb.show();
+            QTRY_VERIFY2_WITH_TIMEOUT(thumb.pageThumb()->isSettled(), qPrintable(name), 60000);
+            QVERIFY2(thumb.pageThumb()->hasImage(), qPrintable(name));
+            ++drawn;
+        }
+        QVERIFY(drawn > 30);
+    }
+};
+
+QTEST_MAIN(TestComponents)
+#include "tst_components.moc"
