@@ -63,3 +63,9 @@ void Job::reset()
     if (!isRunning())
         setState(Idle{});
 }
+
+void Job::fail(const QString &message)
+{
+    if (!isRunning())
+        setState(Failed{message});
+}

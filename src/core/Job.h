@@ -76,6 +76,9 @@ public:
     void cancel();
     // Back to idle unless running. Interface thread.
     void reset();
+    // Shows a failure found before any work could start (say, the result
+    // folder can't be made); ignored while running. Interface thread.
+    void fail(const QString &message);
 
 Q_SIGNALS:
     void stateChanged();
