@@ -128,7 +128,7 @@ void FileBar::rebuild()
     const auto current = m_ws.current();
     for (const PDFFile &file : m_ws.pdfs())
         layout->addWidget(new FileChip(m_ws, file, current && current->id == file.id, row));
-    auto *add = new QPushButton(Symbols::icon(QStringLiteral("plus"), palette().color(QPalette::ButtonText)),
+    auto *add = new QPushButton(Symbols::icon(QStringLiteral("plus"), Theme::secondary()),
                                 tr("Add"), row);
     add->setObjectName(QStringLiteral("fileBarAdd"));
     connect(add, &QPushButton::clicked, this, [this] {

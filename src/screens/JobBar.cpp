@@ -37,10 +37,11 @@ JobBar::JobBar(Job *job, QWidget *parent)
     m_runningText = Theme::label({}, Theme::Type::Body, m_running);
     m_runningText->setObjectName(QStringLiteral("jobText"));
     Theme::setTextColor(m_runningText, Theme::secondary());
-    running->addWidget(m_runningText, 1);
+    running->addWidget(m_runningText);
     m_cancel = new QPushButton(tr("Cancel"), m_running);
     m_cancel->setObjectName(QStringLiteral("jobCancel"));
     running->addWidget(m_cancel);
+    running->addStretch(1);
     outer->addWidget(m_running);
 
     // Finished or failed: symbol, title and detail, Show in Folder, close.

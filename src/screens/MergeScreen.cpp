@@ -70,7 +70,7 @@ MergeScreen::MergeScreen(Workspace &workspace, QWidget *parent)
     Theme::setTextColor(m_summary, Theme::secondary());
     footer->addWidget(m_summary);
     footer->addStretch(1);
-    auto *add = new QPushButton(Symbols::icon(QStringLiteral("plus"), palette().color(QPalette::ButtonText)),
+    auto *add = new QPushButton(Symbols::icon(QStringLiteral("plus"), Theme::secondary()),
                                 tr("Add Files"), m_filled);
     add->setObjectName(QStringLiteral("mergeAddFiles"));
     footer->addWidget(add);

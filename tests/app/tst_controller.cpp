@@ -7,9 +7,14 @@
 #include "RootView.h"
 #include "SingleInstance.h"
 #include "Symbols.h"
+#include "Thumbnails.h"
 
 #include <QAction>
+#include <QElapsedTimer>
 #include <QImage>
+#include <QProgressBar>
+#include <QLabel>
+#include <QPushButton>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
@@ -178,6 +183,64 @@ private Q_SLOTS:
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 0);
         qunsetenv("XDG_RUNTIME_DIR");
+    }
+
+    // Pictures of the Merge screen in each state, for the documentation:
+    // written only when QUIREBOOK_SCREENSHOTS names a folder.
+    void mergeScreenshots()
+    {
+        const QString folder = qEnvironmentVariable("QUIREBOOK_SCREENSHOTS");
+        const QString corpus = corpusDir();
+        if (folder.isEmpty() || corpus.isEmpty())
+            QSKIP("QUIREBOOK_SCREENSHOTS or QUIREBOOK_CORPUS is not set");
+        QDir().mkpath(folder);
+        QTemporaryDir work;
+        QStringList files;
+        for (const QString &name : {QStringLiteral("book-freeculture-352pages.pdf"),
+                                    QStringLiteral("manual-mupdf-285pages.pdf"),
+                                    QStringLiteral("paper-tracemonkey-14pages.pdf")})
+            files << QDir(corpus).filePath(name);
+        files << writeFile(work.filePath(QStringLiteral("Receipt.jpg")),
+                           encode(marker(900, 1200), "JPEG"));
+        WriteOptions limited;
+        limited.encrypt = true;
+        limited.ownerPassword = QStringLiteral("boss");
+        limited.allowCopying = false;
+        const QString restricted =
+            writeFile(work.filePath(QStringLiteral("Contract.pdf")), makePDF(numberedPages(3), limited));
+
+        AppController app;
+        ScriptedDialogs dialogs;
+        dialogs.saveAnswers = {work.filePath(QStringLiteral("Everything.pdf"))};
+        app.setDialogs(&dialogs);
+        app.launch({});
+        QMainWindow *window = app.window();
+        auto shot = [&](const QString &name) {
+            QTest::qWait(300);
+            QTRY_VERIFY_WITH_TIMEOUT(Thumbnails::instance().pending() == 0, 20000);
+            QVERIFY(window->grab().save(QDir(folder).filePath(name), "PNG"));
+        };
+        shot(QStringLiteral("merge-empty.png"));
+        app.workspace().add(files);
+        shot(QStringLiteral("merge-files.png"));
+        app.workspace().add({restricted});
+        shot(QStringLiteral("merge-restricted.png"));
+        app.workspace().remove(app.workspace().files().last().id);
+
+        auto *merge = window->findChild<QPushButton *>(QStringLiteral("mergeButton"));
+        auto *text = window->findChild<QLabel *>(QStringLiteral("jobText"));
+        QTest::mouseClick(merge, Qt::LeftButton);
+        // Caught about a third of the way, while the bar shows something.
+        auto *bar = window->findChild<QProgressBar *>(QStringLiteral("jobProgress"));
+        QElapsedTimer waited;
+        waited.start();
+        while (!(bar->maximum() > 0 && bar->value() * 3 >= bar->maximum()) && waited.elapsed() < 30000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QVERIFY(text->isVisible());
+        QVERIFY(window->grab().save(QDir(folder).filePath(QStringLiteral("merge-running.png")), "PNG"));
+        auto *title = window->findChild<QLabel *>(QStringLiteral("jobTitle"));
+        QTRY_VERIFY_WITH_TIMEOUT(title->isVisible(), 60000);
+        shot(QStringLiteral("merge-done.png"));
     }
 
     void snapshotModeWritesOnePicturePerTool()

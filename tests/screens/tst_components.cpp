@@ -11,6 +11,7 @@
 #include "JobBar.h"
 #include "PDFError.h"
 #include "PageThumb.h"
+#include "QtDialogs.h"
 #include "Reveal.h"
 #include "RootView.h"
 #include "ScreenRegistry.h"
@@ -27,6 +28,8 @@
 #include <QFileInfo>
 #include <QThread>
 #include <QLabel>
+#include <QLineEdit>
+#include <QTimer>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
@@ -426,6 +429,48 @@ private Q_SLOTS:
         QFETCH(int, total);
         QFETCH(QString, text);
         QCOMPARE(JobBar::runningText(QStringLiteral("Merging"), done, total), text);
+    }
+
+    void passwordAlert_data()
+    {
+        QTest::addColumn<bool>("accept");
+        QTest::addColumn<std::optional<QString>>("answer");
+        QTest::newRow("typed and opened") << true << std::optional<QString>(QStringLiteral("s3cret ü"));
+        QTest::newRow("cancelled") << false << std::optional<QString>();
+    }
+    void passwordAlert()
+    {
+        QFETCH(bool, accept);
+        QFETCH(std::optional<QString>, answer);
+        QtDialogs dialogs;
+        SecretPrompt prompt;
+        prompt.message = QStringLiteral("This PDF is password-protected");
+        prompt.informative = QStringLiteral("Type the password to open “x.pdf”.");
+        prompt.acceptTitle = QStringLiteral("Open");
+        QStringList texts;
+        QSize fieldSize;
+        bool masked = false, focused = false;
+        QTimer::singleShot(0, this, [&] {
+            QWidget *alert = QApplication::activeModalWidget();
+            QVERIFY(alert);
+            for (QLabel *label : alert->findChildren<QLabel *>())
+                if (!label->text().isEmpty())
+                    texts << label->text();
+            auto *field = alert->findChild<QLineEdit *>(QStringLiteral("secretField"));
+            fieldSize = field->size();
+            masked = field->echoMode() == QLineEdit::Password;
+            focused = field->hasFocus() || alert->focusWidget() == field;
+            QTest::keyClicks(field, QStringLiteral("s3cret"));
+            field->insert(QStringLiteral(" ü")); // typed with a compose key
+            for (QPushButton *button : alert->findChildren<QPushButton *>())
+                if (button->text() == (accept ? QStringLiteral("Open") : QStringLiteral("Cancel")))
+                    QTest::mouseClick(button, Qt::LeftButton);
+        });
+        QCOMPARE(dialogs.askSecret(prompt), answer);
+        QCOMPARE(texts, (QStringList{prompt.message, prompt.informative}));
+        QCOMPARE(fieldSize, QSize(260, 24));
+        QVERIFY(masked);
+        QVERIFY(focused);
     }
 
     void pageThumbTurnsOnlyThePicture()
