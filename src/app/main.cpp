@@ -4,9 +4,26 @@
 #include "SingleInstance.h"
 #include "Symbols.h"
 
+#include "SafeWrite.h"
+
 #include <QApplication>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QThreadPool>
+
+#include <csignal>
+
+#include <unistd.h>
+
+namespace {
+// Interrupted or terminated: the hidden temporary files of running jobs go
+// with the process. Only async-signal-safe calls here.
+extern "C" void onSignal(int signal)
+{
+    SafeWrite::removeAllInProgress();
+    ::_exit(128 + signal);
+}
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -19,6 +36,9 @@ int main(int argc, char *argv[])
         return SelfTest::run();
     }
 
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+    std::signal(SIGHUP, onSignal);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quirebook"));
     QApplication::setOrganizationName(QStringLiteral("Quirebook"));
@@ -55,5 +75,12 @@ int main(int argc, char *argv[])
                          [&controller](const QStringList &paths) { controller.open(paths); });
     }
     controller.launch(files);
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    // A job still running when the window closes is abandoned: its
+    // temporary file is removed and nothing waits for it.
+    if (QThreadPool::globalInstance()->activeThreadCount() > 0) {
+        SafeWrite::removeAllInProgress();
+        ::_exit(status);
+    }
+    return status;
 }
