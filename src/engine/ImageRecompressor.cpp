@@ -89,10 +89,11 @@ QImage decodeJpeg(const QByteArray &jpeg, QSize size, QSize target)
 }
 
 // One output sample's share of the input: where it starts and the weight
-// of each input sample from there on.
+// of each input sample from there on, in fixed point (1 << kShift is one).
+constexpr int kShift = 14;
 struct Taps {
     int first = 0;
-    std::vector<float> weights;
+    std::vector<int> weights;
 };
 
 double kernel(double x)
@@ -113,37 +114,47 @@ std::vector<Taps> tapsFor(int from, int to)
     const double scale = double(to) / from;
     const double stretch = std::min(scale, 1.0); // widen the kernel when shrinking
     const double support = 3.0 / stretch;
+    std::vector<double> w;
     for (int i = 0; i < to; ++i) {
         const double center = (i + 0.5) / scale - 0.5;
         const int left = int(std::ceil(center - support));
         const int right = int(std::floor(center + support));
-        Taps &t = taps[size_t(i)];
         const int first = std::max(left, 0), last = std::min(right, from - 1);
-        t.first = first;
-        t.weights.assign(size_t(std::max(last - first + 1, 1)), 0.0f);
+        w.assign(size_t(std::max(last - first + 1, 1)), 0.0);
         double sum = 0;
         for (int x = left; x <= right; ++x) {
-            const double w = kernel((x - center) * stretch);
-            const int at = std::clamp(x, first, last) - first; // edges repeat
-            t.weights[size_t(at)] += float(w);
-            sum += w;
+            const double k = kernel((x - center) * stretch);
+            w[size_t(std::clamp(x, first, last) - first)] += k; // edges repeat
+            sum += k;
         }
-        if (sum != 0)
-            for (float &w : t.weights)
-                w = float(w / sum);
+        Taps &t = taps[size_t(i)];
+        t.first = first;
+        t.weights.resize(w.size());
+        int total = 0;
+        size_t biggest = 0;
+        for (size_t k = 0; k < w.size(); ++k) {
+            t.weights[k] = int(std::lround(w[k] / (sum != 0 ? sum : 1) * (1 << kShift)));
+            total += t.weights[k];
+            if (t.weights[k] > t.weights[biggest])
+                biggest = k;
+        }
+        t.weights[biggest] += (1 << kShift) - total; // a flat area stays exactly flat
     }
     return taps;
 }
 
-unsigned char clampByte(float v) { return static_cast<unsigned char>(std::clamp(v + 0.5f, 0.0f, 255.0f)); }
+unsigned char clampByte(int fixed)
+{
+    return static_cast<unsigned char>(std::clamp((fixed + (1 << (kShift - 1))) >> kShift, 0, 255));
+}
 
 // Shrinks an 8-bit picture (grey or RGB888) with a windowed-sinc filter,
 // first along rows, then along columns.
 QImage shrink(const QImage &source, QSize to)
 {
     const int channels = source.format() == QImage::Format_Grayscale8 ? 1 : 3;
-    const int sw = source.width(), sh = source.height();
-    const auto across = tapsFor(sw, to.width());
+    const int sh = source.height();
+    const auto across = tapsFor(source.width(), to.width());
     const auto down = tapsFor(sh, to.height());
     QImage wide(to.width(), sh, source.format());
     for (int y = 0; y < sh; ++y) {
@@ -151,26 +162,32 @@ QImage shrink(const QImage &source, QSize to)
         uchar *out = wide.scanLine(y);
         for (int x = 0; x < to.width(); ++x) {
             const Taps &t = across[size_t(x)];
-            for (int c = 0; c < channels; ++c) {
-                float sum = 0;
-                const uchar *p = in + size_t(t.first) * channels + c;
-                for (float w : t.weights) {
-                    sum += w * *p;
-                    p += channels;
+            const uchar *p = in + size_t(t.first) * channels;
+            const size_t n = t.weights.size();
+            if (channels == 1) {
+                int sum = 0;
+                for (size_t k = 0; k < n; ++k)
+                    sum += t.weights[k] * p[k];
+                out[x] = clampByte(sum);
+            } else {
+                int r = 0, g = 0, b = 0;
+                for (size_t k = 0; k < n; ++k, p += 3) {
+                    const int w = t.weights[k];
+                    r += w * p[0], g += w * p[1], b += w * p[2];
                 }
-                out[x * channels + c] = clampByte(sum);
+                out[x * 3] = clampByte(r), out[x * 3 + 1] = clampByte(g), out[x * 3 + 2] = clampByte(b);
             }
         }
     }
     QImage result(to, source.format());
-    std::vector<float> row(size_t(to.width()) * channels);
+    std::vector<int> row(size_t(to.width()) * channels);
     const qsizetype stride = wide.bytesPerLine();
     for (int y = 0; y < to.height(); ++y) {
         const Taps &t = down[size_t(y)];
-        std::fill(row.begin(), row.end(), 0.0f);
+        std::fill(row.begin(), row.end(), 0);
         for (size_t k = 0; k < t.weights.size(); ++k) {
             const uchar *in = wide.constBits() + stride * (t.first + qsizetype(k));
-            const float w = t.weights[k];
+            const int w = t.weights[k];
             for (size_t i = 0; i < row.size(); ++i)
                 row[i] += w * in[i];
         }

@@ -11,15 +11,6 @@ using ImageRecompressor::Input;
 
 namespace {
 
-QByteArray samples(const QImage &image, int channels)
-{
-    QByteArray out;
-    for (int y = 0; y < image.height(); ++y)
-        out.append(reinterpret_cast<const char *>(image.constScanLine(y)),
-                   qsizetype(image.width()) * channels);
-    return out;
-}
-
 QImage decode(const QByteArray &jpeg)
 {
     QByteArray copy = jpeg;
@@ -115,18 +106,6 @@ private Q_SLOTS:
                  qPrintable(QString::number(meanDifference(back, reference))));
     }
 
-    void lowerQualityIsSmaller()
-    {
-        const QImage photo = naturalPhoto(QSize(1000, 800), 11);
-        qint64 previous = 0;
-        for (int quality : {40, 60, 80}) {
-            const auto out = ImageRecompressor::recompress(jpegInput(photo, QSize(500, 400), quality));
-            QVERIFY(out.replaced);
-            QVERIFY2(out.data.size() > previous, qPrintable(QString::number(quality)));
-            previous = out.data.size();
-        }
-    }
-
     void leavesWhatWouldNotShrink_data()
     {
         QTest::addColumn<int>("storedQuality");
@@ -168,60 +147,6 @@ private Q_SLOTS:
         in.size = claimedSize;
         in.components = claimedComponents;
         QVERIFY(!ImageRecompressor::recompress(in).replaced);
-    }
-
-    void decodedSamplesAreRecompressed_data()
-    {
-        QTest::addColumn<int>("components");
-        QTest::newRow("grey") << 1;
-        QTest::newRow("rgb") << 3;
-    }
-    void decodedSamplesAreRecompressed()
-    {
-        QFETCH(int, components);
-        const QImage photo = naturalPhoto(QSize(900, 600), 9);
-        const QImage source = components == 1 ? photo.convertToFormat(QImage::Format_Grayscale8)
-                                              : photo.convertToFormat(QImage::Format_RGB888);
-        Input in;
-        in.kind = components == 1 ? Input::Kind::Gray8 : Input::Kind::Rgb8;
-        in.data = samples(source, components);
-        in.size = source.size();
-        in.components = components;
-        in.target = QSize(300, 200);
-        in.quality = 60;
-        in.storedBytes = in.data.size() / 2; // as if Flate had halved it
-        in.mayStayLossless = true;
-        const auto out = ImageRecompressor::recompress(in);
-        QVERIFY(out.replaced);
-        QVERIFY(out.jpeg); // a photo is smaller as JPEG
-        const QImage back = decode(out.data);
-        QCOMPARE(back.size(), QSize(300, 200));
-        QCOMPARE(back.isGrayscale(), components == 1);
-    }
-
-    void flatGraphicsStayLossless()
-    {
-        const QImage graphic = chart(QSize(1200, 800)).convertToFormat(QImage::Format_RGB888);
-        Input in;
-        in.kind = Input::Kind::Rgb8;
-        in.data = samples(graphic, 3);
-        in.size = graphic.size();
-        in.components = 3;
-        in.target = QSize(600, 400);
-        in.quality = 60;
-        in.storedBytes = in.data.size();
-        in.mayStayLossless = true;
-        const auto out = ImageRecompressor::recompress(in);
-        QVERIFY(out.replaced);
-        QVERIFY(!out.jpeg);
-        // qUncompress wants the expected length in front of the zlib data.
-        const qsizetype expected = qsizetype(600) * 400 * 3;
-        QByteArray sized(4, '\0');
-        for (int i = 0; i < 4; ++i)
-            sized[i] = char((expected >> (24 - 8 * i)) & 0xff);
-        const QByteArray inflated = qUncompress(sized + out.data);
-        QCOMPARE(inflated.size(), expected);
-        QCOMPARE(inflated.left(3), QByteArray("\xff\xff\xff", 3)); // white corner, exactly
     }
 
     void softMaskFollowsThePicture()
