@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Job.h"
+#include "PDFOpsCompress.h"
+
+#include <QObject>
+#include <QString>
+#include <QUuid>
+
+#include <optional>
+
+class Workspace;
+
+// What the Compress screen holds and says, without the widgets: the chosen
+// level (kept for every later run), the current size, when "Compress" may
+// be pressed, and the sequence destination → job.
+class CompressModel : public QObject {
+    Q_OBJECT
+public:
+    explicit CompressModel(Workspace &workspace, QObject *parent = nullptr);
+
+    Workspace &workspace() const { return m_ws; }
+    Job &job() { return m_job; }
+
+    CompressionLevel level() const { return m_level; }
+    void setLevel(CompressionLevel level);
+
+    // "Current size: 1.2 MB" for the chosen file; empty without one.
+    QString currentSize() const;
+    bool canCompress() const;
+
+    // Finds where the copy goes (asking when the source's folder can't be
+    // written) and starts the job; nothing when no place was given.
+    void compress();
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    void followSelection();
+
+    Workspace &m_ws;
+    Job m_job;
+    CompressionLevel m_level;
+    std::optional<QUuid> m_shownFile;
+};
