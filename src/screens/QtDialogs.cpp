@@ -91,7 +91,11 @@ std::optional<QString> QtDialogs::savePDF(const QString &base, const QString &fo
     panel.selectFile(base + QStringLiteral(".pdf"));
     if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty())
         return std::nullopt;
-    return panel.selectedFiles().first();
+    QString chosen = panel.selectedFiles().first();
+    // Some desktop panels don't add the suffix themselves.
+    if (!chosen.endsWith(QLatin1String(".pdf"), Qt::CaseInsensitive))
+        chosen += QStringLiteral(".pdf");
+    return chosen;
 }
 
 QStringList QtDialogs::openFiles(bool images)

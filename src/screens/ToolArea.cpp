@@ -3,6 +3,7 @@
 #include "Theme.h"
 #include "Workspace.h"
 
+#include <QApplication>
 #include <QDragEnterEvent>
 #include <QMimeData>
 #include <QPainter>
@@ -46,6 +47,35 @@ ToolArea::ToolArea(Workspace &workspace, QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_highlight = new DropHighlight(this);
+    // Text fields inside the screens take dropped URLs as text; files
+    // dropped on them must still go to the workspace.
+    qApp->installEventFilter(this);
+}
+
+bool ToolArea::eventFilter(QObject *watched, QEvent *event)
+{
+    const auto type = event->type();
+    if (type == QEvent::DragLeave) {
+        auto *widget = qobject_cast<QWidget *>(watched);
+        if (m_targeted && widget && widget != this && isAncestorOf(widget))
+            setTargeted(false);
+        return false;
+    }
+    if (type != QEvent::DragEnter && type != QEvent::DragMove && type != QEvent::Drop)
+        return false;
+    auto *widget = qobject_cast<QWidget *>(watched);
+    if (!widget || widget == this || !isAncestorOf(widget) || !widget->acceptDrops())
+        return false;
+    auto *drop = static_cast<QDropEvent *>(event);
+    if (localFiles(drop->mimeData()->urls()).isEmpty() ||
+        drop->mimeData()->hasFormat(QStringLiteral("application/x-quirebook-merge-row")))
+        return false;
+    switch (type) {
+    case QEvent::DragEnter: dragEnterEvent(static_cast<QDragEnterEvent *>(event)); break;
+    case QEvent::DragMove: dragMoveEvent(static_cast<QDragMoveEvent *>(event)); break;
+    default: dropEvent(drop); break;
+    }
+    return true;
 }
 
 void ToolArea::setScreen(QWidget *screen)

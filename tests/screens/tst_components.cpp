@@ -227,6 +227,30 @@ private Q_SLOTS:
             box->done(0);
     }
 
+    void filesDroppedOnATextFieldGoToTheWorkspace()
+    {
+        Workspace ws;
+        ToolArea area(ws);
+        auto *screen = new QWidget;
+        auto *field = new QLineEdit(screen);
+        auto *layout = new QVBoxLayout(screen);
+        layout->addWidget(field);
+        area.setScreen(screen);
+        area.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&area));
+        QMimeData mime;
+        mime.setUrls({QUrl::fromLocalFile(m_a)});
+        const QPoint at = field->rect().center();
+        QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(field, &enter);
+        QVERIFY(area.targeted());
+        QDropEvent drop(QPointF(at), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(field, &drop);
+        QCOMPARE(ws.files().size(), 1);
+        QVERIFY(field->text().isEmpty());
+        QVERIFY(!area.targeted());
+    }
+
     void dropWithoutFilesIsRefused()
     {
         Workspace ws;
