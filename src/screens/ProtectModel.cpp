@@ -1,0 +1,103 @@
+#include "ProtectModel.h"
+
+#include "Workspace.h"
+
+ProtectModel::ProtectModel(Workspace &workspace, QObject *parent)
+    : QObject(parent)
+    , m_ws(workspace)
+{
+    if (const auto current = m_ws.current())
+        m_fileID = current->id;
+    connect(&m_job, &Job::stateChanged, this, &ProtectModel::changed);
+    connect(&m_ws, &Workspace::selectionChanged, this, &ProtectModel::followSelection);
+    connect(&m_ws, &Workspace::filesChanged, this, &ProtectModel::followSelection);
+}
+
+void ProtectModel::followSelection()
+{
+    const auto current = m_ws.current();
+    const std::optional<QUuid> id = current ? std::optional(current->id) : std::nullopt;
+    if (id == m_fileID)
+        return;
+    m_fileID = id;
+    // A result shown for the previous file would be taken for this one's.
+    m_job.reset();
+    Q_EMIT changed();
+}
+
+void ProtectModel::setMode(ProtectForm::Mode mode)
+{
+    if (m_form.mode == mode)
+        return;
+    m_form.mode = mode;
+    Q_EMIT changed();
+}
+
+void ProtectModel::setPassword(const QString &text)
+{
+    if (m_form.password == text)
+        return;
+    m_form.password = text;
+    Q_EMIT changed();
+}
+
+void ProtectModel::setPasswordAgain(const QString &text)
+{
+    if (m_form.passwordAgain == text)
+        return;
+    m_form.passwordAgain = text;
+    Q_EMIT changed();
+}
+
+void ProtectModel::setPrinting(bool on)
+{
+    if (m_form.printing == on)
+        return;
+    m_form.printing = on;
+    Q_EMIT changed();
+}
+
+void ProtectModel::setCopying(bool on)
+{
+    if (m_form.copying == on)
+        return;
+    m_form.copying = on;
+    Q_EMIT changed();
+}
+
+bool ProtectModel::canProtect() const
+{
+    return m_ws.current() && m_form.canProtect(m_job.isRunning());
+}
+
+bool ProtectModel::canRemove() const
+{
+    return removeView() == ProtectForm::RemoveView::Offer && m_form.canRemove(m_job.isRunning());
+}
+
+std::optional<ProtectForm::RemoveView> ProtectModel::removeView() const
+{
+    const auto current = m_ws.current();
+    if (!current)
+        return std::nullopt;
+    return ProtectForm::removeView(*current);
+}
+
+bool ProtectModel::protect()
+{
+    const auto current = m_ws.current();
+    if (!current || !canProtect())
+        return false;
+    const bool started = m_form.startProtect(m_job, *current, m_ws.dialogs());
+    // The fields were emptied as the job started.
+    Q_EMIT changed();
+    return started;
+}
+
+bool ProtectModel::remove()
+{
+    const auto current = m_ws.current();
+    if (!current || !canRemove())
+        return false;
+    return m_form.startRemove(m_job, *current, m_ws.dialogs());
+}
