@@ -1,0 +1,149 @@
+#include "ConvertScreen.h"
+
+#include "ConvertModel.h"
+#include "JobBar.h"
+#include "ScreenRegistry.h"
+#include "Theme.h"
+#include "ToolPage.h"
+
+#include <QButtonGroup>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace {
+const ScreenRegistry::Registration registration(Tool::Convert, [](Workspace &ws, QWidget *parent) {
+    return new ConvertScreen(ws, parent);
+});
+
+QPushButton *actionRow(const QString &title, const QString &name, QWidget *parent, QVBoxLayout *layout)
+{
+    auto *row = new QHBoxLayout;
+    auto *button = new QPushButton(title, parent);
+    button->setObjectName(name);
+    Theme::makeProminent(button);
+    row->addWidget(button);
+    row->addStretch(1);
+    layout->addLayout(row);
+    return button;
+}
+
+// The controls for one chosen file. The choices live in the model, so a
+// panel made for the next file starts with the same ones.
+QWidget *makePanel(ConvertModel &model, QWidget *parent)
+{
+    using Mode = Convert::Mode;
+    auto *panel = new QWidget(parent);
+    panel->setObjectName(QStringLiteral("convertPanel"));
+    auto *layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(20, 16, 20, 16);
+    layout->setSpacing(12);
+
+    // The segmented mode picker.
+    auto *modes = new QHBoxLayout;
+    modes->setSpacing(0);
+    auto *group = new QButtonGroup(panel);
+    group->setExclusive(true);
+    for (Mode mode : Convert::kModes) {
+        auto *button = new QPushButton(Convert::label(mode), panel);
+        button->setObjectName(QStringLiteral("convertMode"));
+        button->setCheckable(true);
+        button->setProperty("mode", int(mode));
+        group->addButton(button, int(mode));
+        modes->addWidget(button);
+    }
+    modes->addStretch(1);
+    layout->addLayout(modes);
+
+    // Pictures.
+    auto *imagesBox = new QWidget(panel);
+    imagesBox->setObjectName(QStringLiteral("convertImages"));
+    auto *images = new QVBoxLayout(imagesBox);
+    images->setContentsMargins(0, 0, 0, 0);
+    images->setSpacing(10);
+    auto *pickers = new QFormLayout;
+    pickers->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    pickers->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    auto *format = new QComboBox(imagesBox);
+    format->setObjectName(QStringLiteral("convertFormat"));
+    for (PDFOps::ImageFormat f : PDFOps::kImageFormats)
+        format->addItem(PDFOps::rawValue(f), int(f));
+    pickers->addRow(Convert::formatLabel(), format);
+    auto *quality = new QComboBox(imagesBox);
+    quality->setObjectName(QStringLiteral("convertQuality"));
+    for (const Convert::Resolution &r : Convert::resolutions())
+        quality->addItem(r.label, r.dpi);
+    pickers->addRow(Convert::qualityLabel(), quality);
+    images->addLayout(pickers);
+    auto *picturesNote = Theme::label(Convert::picturesNote(), Theme::Type::Body, imagesBox);
+    picturesNote->setObjectName(QStringLiteral("convertPicturesNote"));
+    picturesNote->setWordWrap(true);
+    Theme::setTextColor(picturesNote, Theme::secondary());
+    images->addWidget(picturesNote);
+    auto *savePictures = actionRow(Convert::savePicturesTitle(), QStringLiteral("savePicturesButton"),
+                                   imagesBox, images);
+    layout->addWidget(imagesBox);
+
+    // Text.
+    auto *textBox = new QWidget(panel);
+    textBox->setObjectName(QStringLiteral("convertText"));
+    auto *text = new QVBoxLayout(textBox);
+    text->setContentsMargins(0, 0, 0, 0);
+    text->setSpacing(10);
+    auto *textNote = Theme::label(Convert::textNote(), Theme::Type::Body, textBox);
+    textNote->setObjectName(QStringLiteral("convertTextNote"));
+    textNote->setWordWrap(true);
+    Theme::setTextColor(textNote, Theme::secondary());
+    text->addWidget(textNote);
+    auto *saveText = actionRow(Convert::saveTextTitle(), QStringLiteral("saveTextButton"), textBox, text);
+    layout->addWidget(textBox);
+
+    layout->addWidget(new JobBar(&model.job(), panel));
+    layout->addStretch(1);
+
+    ConvertModel *m = &model;
+    const auto refresh = [=] {
+        if (auto *chosen = group->button(int(m->mode())); !chosen->isChecked())
+            chosen->setChecked(true);
+        imagesBox->setVisible(m->mode() == Mode::Images);
+        textBox->setVisible(m->mode() == Mode::Text);
+        {
+            const QSignalBlocker formatBlocker(format);
+            const QSignalBlocker qualityBlocker(quality);
+            format->setCurrentIndex(format->findData(int(m->format())));
+            quality->setCurrentIndex(quality->findData(m->dpi()));
+        }
+        savePictures->setEnabled(m->canSave());
+        saveText->setEnabled(m->canSave());
+    };
+    QObject::connect(group, &QButtonGroup::idClicked, panel, [m](int id) { m->setMode(Mode(id)); });
+    QObject::connect(format, &QComboBox::currentIndexChanged, panel, [m, format](int index) {
+        m->setFormat(PDFOps::ImageFormat(format->itemData(index).toInt()));
+    });
+    QObject::connect(quality, &QComboBox::currentIndexChanged, panel, [m, quality](int index) {
+        m->setDpi(quality->itemData(index).toDouble());
+    });
+    QObject::connect(savePictures, &QPushButton::clicked, panel, [m] { m->savePictures(); });
+    QObject::connect(saveText, &QPushButton::clicked, panel, [m] { m->saveText(); });
+    QObject::connect(m, &ConvertModel::changed, panel, refresh);
+    refresh();
+    return panel;
+}
+} // namespace
+
+ConvertScreen::ConvertScreen(Workspace &workspace, QWidget *parent)
+    : QWidget(parent)
+    , m_model(new ConvertModel(workspace, this))
+{
+    setObjectName(QStringLiteral("convertScreen"));
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    ConvertModel *model = m_model;
+    m_page = new ToolPage(
+        workspace, Tool::Convert,
+        [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); }, this);
+    layout->addWidget(m_page);
+}
