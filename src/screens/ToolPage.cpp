@@ -75,7 +75,9 @@ QWidget *ToolPage::restrictedPanel(Workspace &workspace, const QUuid &id, QWidge
     description->setObjectName(QStringLiteral("restrictedText"));
     description->setWordWrap(true);
     description->setAlignment(Qt::AlignCenter);
-    description->setMaximumWidth(420);
+    // Wrapped text in a nested layout isn't given its height by itself.
+    description->setFixedWidth(420);
+    description->setMinimumHeight(description->heightForWidth(420));
     Theme::setTextColor(description, Theme::secondary());
     layout->addWidget(description, 0, Qt::AlignHCenter);
     layout->addSpacing(4);

@@ -321,6 +321,10 @@ private Q_SLOTS:
         QVERIFY(panel);
         QCOMPARE(labelText(panel, "restrictedHeadline"), QStringLiteral("This file has restrictions"));
         QCOMPARE(labelText(panel, "restrictedText"), PDFError::restricted().description());
+        // The wrapped description gets all the lines it needs.
+        auto *description = panel->findChild<QLabel *>(QStringLiteral("restrictedText"));
+        QTRY_VERIFY(description->isVisible());
+        QVERIFY(description->height() >= description->heightForWidth(description->width()));
         auto *unlock = panel->findChild<QPushButton *>(QStringLiteral("enterOwnerPassword"));
         QCOMPARE(unlock->text(), QStringLiteral("Enter Owner Password…"));
         QTest::mouseClick(unlock, Qt::LeftButton);
