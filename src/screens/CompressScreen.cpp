@@ -48,7 +48,7 @@ public:
         Theme::setTextColor(description, Theme::secondary());
         layout->addWidget(description);
         layout->addStretch(1);
-        setMinimumHeight(86);
+        setMinimumHeight(72);
     }
 
     void setChosen(bool chosen)
