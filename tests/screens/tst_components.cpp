@@ -17,6 +17,7 @@
 #include "ScreenRegistry.h"
 #include "Sidebar.h"
 #include "Symbols.h"
+#include "Theme.h"
 #include "Thumbnails.h"
 #include "ToolArea.h"
 #include "ToolPage.h"
@@ -95,6 +96,40 @@ private Q_SLOTS:
         limited.ownerPassword = QStringLiteral("boss");
         limited.allowCopying = false;
         m_restricted = writeFile(path(QStringLiteral("limited.pdf")), makePDF(numberedPages(2), limited));
+    }
+
+    void everySymbolHasAnIcon_data()
+    {
+        QTest::addColumn<QString>("symbol");
+        for (const char *symbol :
+             {"square.stack.3d.up", "square.grid.2x2", "scissors", "arrow.down.right.and.arrow.up.left",
+              "signature", "text.magnifyingglass", "lock", "photo.on.rectangle", "doc.on.doc.fill",
+              "lock.trianglebadge.exclamationmark", "lock.doc", "doc.richtext", "plus",
+              "xmark.circle.fill", "xmark", "arrow.down.doc", "checkmark.circle.fill",
+              "xmark.octagon.fill", "exclamationmark.triangle.fill", "line.3.horizontal"})
+            QTest::newRow(symbol) << QString::fromLatin1(symbol);
+    }
+    void everySymbolHasAnIcon()
+    {
+        // Offscreen too: the theme is found without a desktop session.
+        QFETCH(QString, symbol);
+        QVERIFY(!Symbols::iconName(symbol).isEmpty());
+        const QPixmap drawn = Symbols::pixmap(symbol, 20, Theme::accent());
+        QVERIFY(!drawn.isNull());
+        QCOMPARE(drawn.size(), QSize(20, 20));
+        // Tinted: every visible pixel has the accent colour.
+        const QImage image = drawn.toImage().convertToFormat(QImage::Format_ARGB32);
+        int visible = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (qAlpha(image.pixel(x, y)) > 128) {
+                    ++visible;
+                    const QRgb p = image.pixel(x, y);
+                    const QColor a = Theme::accent();
+                    QVERIFY(qAbs(qRed(p) - a.red()) < 8 && qAbs(qGreen(p) - a.green()) < 8 &&
+                            qAbs(qBlue(p) - a.blue()) < 8);
+                }
+        QVERIFY(visible > 10);
     }
 
     void sidebarListsTheToolsWithTheFooter()
@@ -398,6 +433,18 @@ private Q_SLOTS:
         QVERIFY(!bar.findChild<QLabel *>(QStringLiteral("jobDetail"))->isVisible());
         QVERIFY(!bar.findChild<QPushButton *>(QStringLiteral("jobShow"))->isVisible());
         QVERIFY(!text->isVisible());
+
+        // A long failure wraps onto as many lines as it needs.
+        host.resize(420, 200);
+        const QString longMessage = QStringLiteral("Quirebook can't write next to “a rather long file name.pdf”. "
+                                                   "Copy the file to your Desktop or Documents first.");
+        job.run(QStringLiteral("Merging"), [longMessage](const Progress &, const IsCancelled &) -> Outcome {
+            throw PDFError::failed(longMessage);
+        });
+        QTRY_COMPARE(labelText(&bar, "jobTitle"), longMessage);
+        auto *title = bar.findChild<QLabel *>(QStringLiteral("jobTitle"));
+        QTRY_VERIFY(title->height() >= title->heightForWidth(title->width()));
+        QVERIFY(title->heightForWidth(title->width()) > title->fontMetrics().height() * 2);
 
         // A failure shows its message; the close button returns to nothing.
         job.run(QStringLiteral("Merging"), [](const Progress &, const IsCancelled &) -> Outcome {
