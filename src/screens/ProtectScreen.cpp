@@ -87,7 +87,6 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
     auto *note = Theme::label(ProtectForm::note(), Theme::Type::Callout, addBox);
     note->setObjectName(QStringLiteral("protectNote"));
     note->setWordWrap(true);
-    note->setMaximumWidth(520);
     add->addWidget(note);
     auto *mismatch = Theme::label(ProtectForm::mismatchText(), Theme::Type::Callout, addBox);
     mismatch->setObjectName(QStringLiteral("protectMismatch"));
@@ -114,7 +113,6 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
     auto *explanation = Theme::label(ProtectForm::removeExplanation(), Theme::Type::Body, removeBox);
     explanation->setObjectName(QStringLiteral("protectRemoveText"));
     explanation->setWordWrap(true);
-    explanation->setMaximumWidth(520);
     remove->addWidget(explanation);
     auto *removeRow = new QHBoxLayout;
     auto *removeButton = new QPushButton(ProtectForm::removeButton(), removeBox);

@@ -34,6 +34,7 @@ const QHash<QString, QString> &table()
         {QStringLiteral("line.3.horizontal"), QStringLiteral("list-drag-handle")},
         {QStringLiteral("folder"), QStringLiteral("folder-open")},
         {QStringLiteral("info.circle"), QStringLiteral("dialog-information")},
+        {QStringLiteral("info.circle.fill"), QStringLiteral("dialog-information")},
     };
     return names;
 }

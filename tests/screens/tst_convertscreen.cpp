@@ -34,6 +34,16 @@ QString text(const ConvertScreen &screen, const char *name)
     return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
 }
 
+// With QUIREBOOK_SNAPSHOTS set, keeps a picture of the screen in that folder.
+void snapshot(ConvertScreen &screen, const QString &name)
+{
+    const QString folder = qEnvironmentVariable("QUIREBOOK_SNAPSHOTS");
+    if (folder.isEmpty() || !QDir().mkpath(folder))
+        return;
+    QTest::qWait(100); // let pending layouts settle
+    screen.grab().save(QDir(folder).filePath(name + QStringLiteral(".png")), "PNG");
+}
+
 bool shows(const ConvertScreen &screen, const char *name)
 {
     auto *w = part<QWidget>(screen, name);
@@ -183,6 +193,7 @@ private Q_SLOTS:
         QCOMPARE(text(screen, "jobDetail"), QStringLiteral("In the folder “Report pictures”."));
         QVERIFY(shows(screen, "jobShow"));
         QVERIFY(save->isEnabled());
+        snapshot(screen, QStringLiteral("convert-done"));
         const QStringList written = everything(folder);
         QCOMPARE(written.size(), pages);
         QCOMPARE(written.first(), first);
@@ -272,6 +283,7 @@ private Q_SLOTS:
         QCOMPARE(screen.model().job().state(), Job::State(Job::Failed{message}));
         QVERIFY(shows(screen, "jobBar"));
         QCOMPARE(text(screen, "jobTitle"), message);
+        snapshot(screen, QStringLiteral("convert-failed-") + QString::number(mode));
         QCOMPARE(everything(dir.path()), QStringList{"moved"});
         QCOMPARE(everything(dir.filePath(QStringLiteral("moved"))), QStringList{"Report.pdf"});
     }

@@ -70,6 +70,16 @@ void toggle(QCheckBox *box)
     QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
 }
 
+// With QUIREBOOK_SNAPSHOTS set, keeps a picture of the screen in that folder.
+void snapshot(ProtectScreen &screen, const QString &name)
+{
+    const QString folder = qEnvironmentVariable("QUIREBOOK_SNAPSHOTS");
+    if (folder.isEmpty() || !QDir().mkpath(folder))
+        return;
+    QTest::qWait(100); // let pending layouts settle
+    screen.grab().save(QDir(folder).filePath(name + QStringLiteral(".png")), "PNG");
+}
+
 bool shows(const ProtectScreen &screen, const char *name)
 {
     auto *w = part<QWidget>(screen, name);
@@ -145,6 +155,7 @@ private Q_SLOTS:
         QCOMPARE(shows(screen, "protectMismatch"), mismatch);
         QCOMPARE(text(screen, "protectMismatch"), QStringLiteral("The two passwords are different."));
         QCOMPARE(part<QPushButton>(screen, "protectButton")->isEnabled(), enabled);
+        snapshot(screen, QStringLiteral("protect-typing"));
         // Nothing starts from a form that can't protect, not even by Return.
         if (!enabled) {
             QTest::keyClick(again, Qt::Key_Return);
@@ -204,6 +215,7 @@ private Q_SLOTS:
 
         QCOMPARE(shows(screen, "banner"), !offer);
         QCOMPARE(text(screen, "bannerText"), QStringLiteral("This file has no password."));
+        QVERIFY(!Symbols::pixmap(ProtectForm::noPasswordSymbol(), 18, Qt::blue).isNull());
         QCOMPARE(shows(screen, "protectRemoveText"), offer);
         QCOMPARE(text(screen, "protectRemoveText"),
                  QStringLiteral("You opened this file with its password. Quirebook will save a copy "
@@ -211,6 +223,7 @@ private Q_SLOTS:
         QCOMPARE(shows(screen, "removePasswordButton"), offer);
         QCOMPARE(part<QPushButton>(screen, "removePasswordButton")->text(), QStringLiteral("Remove Password"));
         QCOMPARE(screen.model().canRemove(), offer);
+        snapshot(screen, QStringLiteral("protect-remove-") + QString::number(offer));
     }
 
     void protectRun_data()
@@ -261,6 +274,7 @@ private Q_SLOTS:
         QCOMPARE(text(screen, "jobTitle"), QStringLiteral("Saved “Report protected.pdf”"));
         QCOMPARE(text(screen, "jobDetail"), QStringLiteral("It now asks for the password when opened."));
         QVERIFY(shows(screen, "jobShow"));
+        snapshot(screen, QStringLiteral("protect-done"));
         QCOMPARE(bytesOf(source), before);
         QVERIFY(ProtectChecks::leftoverTemporaries(dir.path()).isEmpty());
 
