@@ -30,13 +30,13 @@ class TestInfo : public QObject {
 private Q_SLOTS:
     void describesAFixture()
     {
-        DocSpec spec = numberedPages(3);
-        spec.pages[0].size = QSizeF(595, 842);
-        spec.pages[0].rotate = 90;
-        spec.info.title = QStringLiteral("Lease — 2026");
-        spec.info.author = QStringLiteral("Ana");
-        spec.outline = {{QStringLiteral("One"), 0, {{QStringLiteral("Two"), 1, {}}}}};
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("lease.pdf")), makePDF(spec));
+        DocSpec layout = numberedPages(3);
+        layout.pages[0].size = QSizeF(595, 842);
+        layout.pages[0].rotate = 90;
+        layout.info.title = QStringLiteral("Lease — 2026");
+        layout.info.author = QStringLiteral("Ana");
+        layout.outline = {{QStringLiteral("One"), 0, {{QStringLiteral("Two"), 1, {}}}}};
+        const QString path = writeFile(m_dir.filePath(QStringLiteral("lease.pdf")), makePDF(layout));
 
         const auto json = runCli({QStringLiteral("info"), QStringLiteral("--json"), path});
         QCOMPARE(json.exitCode, 0);

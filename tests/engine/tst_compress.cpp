@@ -249,12 +249,12 @@ private Q_SLOTS:
         QFETCH(CompressionLevel, level);
         QFETCH(QSize, expected);
         QFETCH(QString, filter);
-        PictureDoc spec;
-        spec.pages = int(drawn.size());
-        spec.pictures = {{kind, pixels, 5, 95}};
+        PictureDoc layout;
+        layout.pages = int(drawn.size());
+        layout.pictures = {{kind, pixels, 5, 95}};
         for (int i = 0; i < drawn.size(); ++i)
-            spec.placements.append({0, i, drawn[i], i == 0 && throughForm});
-        const QByteArray out = compressed(picturePDF(spec), QStringLiteral("resolution"), level);
+            layout.placements.append({0, i, drawn[i], i == 0 && throughForm});
+        const QByteArray out = compressed(picturePDF(layout), QStringLiteral("resolution"), level);
         const auto images = imagesOf(out);
         QCOMPARE(images.size(), 1); // a shared picture stays one picture
         QCOMPARE(QSize(images[0].width, images[0].height), expected);
@@ -279,13 +279,13 @@ private Q_SLOTS:
     {
         QFETCH(Picture::Kind, kind);
         QFETCH(QSize, pixels);
-        PictureDoc spec;
-        spec.pictures = {{kind, pixels, 9, 90}};
-        spec.placements = {{0, 0, QRectF(100, 100, 80, 60)}};
+        PictureDoc layout;
+        layout.pictures = {{kind, pixels, 9, 90}};
+        layout.placements = {{0, 0, QRectF(100, 100, 80, 60)}};
         // A photo beside it, so that compressing helps and the file is rebuilt.
-        spec.pictures.append({Picture::Kind::Jpeg, QSize(2000, 1500), 3, 95});
-        spec.placements.append({1, 0, QRectF(100, 300, 200, 150)});
-        const QByteArray source = picturePDF(spec);
+        layout.pictures.append({Picture::Kind::Jpeg, QSize(2000, 1500), 3, 95});
+        layout.placements.append({1, 0, QRectF(100, 300, 200, 150)});
+        const QByteArray source = picturePDF(layout);
         PDFOps::CompressResult result;
         const QByteArray out = compressed(source, QStringLiteral("special"), CompressionLevel::Small, &result);
         QVERIFY(!result.keptOriginal);
@@ -301,10 +301,10 @@ private Q_SLOTS:
 
     void softMasksFollowTheirPicture()
     {
-        PictureDoc spec;
-        spec.pictures = {{Picture::Kind::Jpeg, QSize(2000, 1000), 4, 95, true}};
-        spec.placements = {{0, 0, QRectF(50, 50, 200, 100)}};
-        const QByteArray out = compressed(picturePDF(spec), QStringLiteral("masked"), CompressionLevel::Balanced);
+        PictureDoc layout;
+        layout.pictures = {{Picture::Kind::Jpeg, QSize(2000, 1000), 4, 95, true}};
+        layout.placements = {{0, 0, QRectF(50, 50, 200, 100)}};
+        const QByteArray out = compressed(picturePDF(layout), QStringLiteral("masked"), CompressionLevel::Balanced);
         const auto images = imagesOf(out);
         QCOMPARE(images.size(), 1);
         QCOMPARE(QSize(images[0].width, images[0].height), QSize(400, 200));
@@ -318,11 +318,11 @@ private Q_SLOTS:
 
     void inlinePicturesAreCompressedToo()
     {
-        PictureDoc spec;
-        spec.pictures = {{Picture::Kind::Rgb, QSize(600, 400), 8, 90, false, true},
+        PictureDoc layout;
+        layout.pictures = {{Picture::Kind::Rgb, QSize(600, 400), 8, 90, false, true},
                          {Picture::Kind::Gray, QSize(30, 30), 2, 90, false, true}};
-        spec.placements = {{0, 0, QRectF(100, 300, 60, 40)}, {1, 0, QRectF(100, 100, 30, 30)}};
-        const QByteArray source = picturePDF(spec);
+        layout.placements = {{0, 0, QRectF(100, 300, 60, 40)}, {1, 0, QRectF(100, 100, 30, 30)}};
+        const QByteArray source = picturePDF(layout);
         PDFOps::CompressResult result;
         const QByteArray out = compressed(source, QStringLiteral("inline"), CompressionLevel::Balanced, &result);
         QVERIFY(!result.keptOriginal);
@@ -344,14 +344,14 @@ private Q_SLOTS:
 
     void structureSurvivesCompression()
     {
-        DocSpec spec = numberedPages(3);
-        spec.info.title = QStringLiteral("My Title");
-        spec.info.author = QStringLiteral("Me");
-        spec.pages[1].rotate = 90;
-        spec.links = {{0, 2}};
-        spec.outline = {{QStringLiteral("Third"), 2, {}}};
+        DocSpec layout = numberedPages(3);
+        layout.info.title = QStringLiteral("My Title");
+        layout.info.author = QStringLiteral("Me");
+        layout.pages[1].rotate = 90;
+        layout.links = {{0, 2}};
+        layout.outline = {{QStringLiteral("Third"), 2, {}}};
         PDFOps::CompressResult result;
-        const QByteArray out = compressed(withPhoto(makePDF(spec)), QStringLiteral("structure"),
+        const QByteArray out = compressed(withPhoto(makePDF(layout)), QStringLiteral("structure"),
                                           CompressionLevel::Balanced, &result);
         QVERIFY(!result.keptOriginal);
         auto doc = PDFDocument::fromBytes(out, QStringLiteral("structure compressed.pdf"));

@@ -63,12 +63,12 @@ private Q_SLOTS:
         QFETCH(Outline, outline);
         QFETCH(QList<int>, pages);
         QFETCH(QString, expected);
-        DocSpec spec = numberedPages(3);
-        spec.outline = outline;
-        spec.info.title = QStringLiteral("Report");
-        spec.info.author = QStringLiteral("Ines");
-        spec.info.creator = QStringLiteral("Some Writer");
-        auto source = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("s.pdf"));
+        DocSpec layout = numberedPages(3);
+        layout.outline = outline;
+        layout.info.title = QStringLiteral("Report");
+        layout.info.author = QStringLiteral("Ines");
+        layout.info.creator = QStringLiteral("Some Writer");
+        auto source = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("s.pdf"));
         auto copy = reopened(PDFOps::copyDocument(source, pages));
         QCOMPARE(shape(copy->outline()), expected);
         QCOMPARE(copy->info().title, QStringLiteral("Report"));
@@ -89,9 +89,9 @@ private Q_SLOTS:
 
     void linksFollowPages()
     {
-        DocSpec spec = numberedPages(4);
-        spec.links = {{0, 3}, {1, 2}, {3, 0}};
-        auto source = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("l.pdf"));
+        DocSpec layout = numberedPages(4);
+        layout.links = {{0, 3}, {1, 2}, {3, 0}};
+        auto source = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("l.pdf"));
         // Pages 4, 1, 2: page 4's link to page 1 now leads to page 2 of the
         // copy; page 2's link to page 3 (left out) is gone; page 1's to page 4 leads to 1.
         auto copy = PDFOps::copyDocument(source, {3, 0, 1});
@@ -165,10 +165,10 @@ private Q_SLOTS:
         QFETCH(int, own);
         QFETCH(int, extra);
         QFETCH(int, result);
-        DocSpec spec = numberedPages(2);
-        spec.pages[0].rotate = own;
-        spec.info.title = QStringLiteral("Kept");
-        auto source = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("r.pdf"));
+        DocSpec layout = numberedPages(2);
+        layout.pages[0].rotate = own;
+        layout.info.title = QStringLiteral("Kept");
+        auto source = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("r.pdf"));
         auto assembled = reopened(PDFOps::assemble({{source, 0, extra}, {source, 0, 0}, {source, 1, 90}}, source));
         QCOMPARE(assembled->pageCount(), 3);
         QCOMPARE(assembled->page(0)->rotation, result);

@@ -47,12 +47,12 @@ private Q_SLOTS:
         QFETCH(QRectF, crop);
         QFETCH(int, rotation);
         QFETCH(QSizeF, upright);
-        DocSpec spec;
+        DocSpec layout;
         PageSpec page{QStringLiteral("x"), media, rotate, std::nullopt};
         if (!crop.isNull())
             page.crop = crop;
-        spec.pages = {page};
-        auto doc = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("g.pdf"));
+        layout.pages = {page};
+        auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("g.pdf"));
         QVERIFY(doc);
         const auto g = doc->page(0);
         QVERIFY(g);
@@ -64,12 +64,12 @@ private Q_SLOTS:
 
     void infoAndOutline()
     {
-        DocSpec spec = numberedPages(4);
-        spec.info = {QStringLiteral("Contract — draft"), QStringLiteral("Zoë Ávila"),
+        DocSpec layout = numberedPages(4);
+        layout.info = {QStringLiteral("Contract — draft"), QStringLiteral("Zoë Ávila"),
                      QStringLiteral("Rent"), QStringLiteral("flat, lease"), {}, {}};
-        spec.outline = {{QStringLiteral("Start"), 0, {{QStringLiteral("Inner"), 2, {}}}},
+        layout.outline = {{QStringLiteral("Start"), 0, {{QStringLiteral("Inner"), 2, {}}}},
                         {QStringLiteral("契約"), 3, {}}};
-        auto doc = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("i.pdf"));
+        auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("i.pdf"));
         QVERIFY(doc);
         QCOMPARE(doc->pageCount(), 4);
         const auto info = doc->info();

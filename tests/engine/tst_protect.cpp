@@ -47,9 +47,9 @@ class TestProtect : public QObject {
     // A three-page document with a title, for the permission checks.
     QString report()
     {
-        DocSpec spec = numberedPages(3, QStringLiteral("Report page"));
-        spec.info.title = QStringLiteral("Quarterly report");
-        return source(QStringLiteral("report.pdf"), makePDF(spec));
+        DocSpec layout = numberedPages(3, QStringLiteral("Report page"));
+        layout.info.title = QStringLiteral("Quarterly report");
+        return source(QStringLiteral("report.pdf"), makePDF(layout));
     }
 
 private Q_SLOTS:
@@ -311,19 +311,19 @@ private Q_SLOTS:
     {
         QFETCH(QString, password);
         QFETCH(bool, restricted);
-        DocSpec spec = numberedPages(4, QStringLiteral("Lease page"));
-        spec.info.title = QStringLiteral("Lease — 2026");
-        spec.info.author = QStringLiteral("Ana Lima");
-        spec.outline = {{QStringLiteral("Terms"), 0, {{QStringLiteral("Rent"), 2, {}}}},
+        DocSpec layout = numberedPages(4, QStringLiteral("Lease page"));
+        layout.info.title = QStringLiteral("Lease — 2026");
+        layout.info.author = QStringLiteral("Ana Lima");
+        layout.outline = {{QStringLiteral("Terms"), 0, {{QStringLiteral("Rent"), 2, {}}}},
                         {QStringLiteral("Signatures"), 3, {}}};
-        spec.links = {{0, 3}};
+        layout.links = {{0, 3}};
         WriteOptions options;
         options.encrypt = true;
         options.userPassword = QStringLiteral("tenant");
         options.ownerPassword = QStringLiteral("landlord");
         options.allowCopying = !restricted;
         const QString from = source(QStringLiteral("lease.pdf"),
-                                    withFormAndAttachment(makePDF(spec), options));
+                                    withFormAndAttachment(makePDF(layout), options));
         const auto doc = opened(from, password);
         QVERIFY(doc);
         if (restricted) {
@@ -356,9 +356,9 @@ private Q_SLOTS:
     // Protecting keeps forms and attachments too.
     void protectKeepsEverything()
     {
-        DocSpec spec = numberedPages(2);
-        spec.outline = {{QStringLiteral("Start"), 0, {}}};
-        const QString from = source(QStringLiteral("form.pdf"), withFormAndAttachment(makePDF(spec)));
+        DocSpec layout = numberedPages(2);
+        layout.outline = {{QStringLiteral("Start"), 0, {}}};
+        const QString from = source(QStringLiteral("form.pdf"), withFormAndAttachment(makePDF(layout)));
         const QString to = m_dir.filePath(QStringLiteral("form protected.pdf"));
         PDFOps::protect(*opened(from), QStringLiteral("pw"), std::nullopt, false, false, to);
         const PopplerView view = poppler(to, QStringLiteral("pw"));

@@ -116,10 +116,10 @@ private Q_SLOTS:
         QFETCH(int, rotate);
         QFETCH(std::optional<QRectF>, crop);
         QFETCH(bool, throughForm);
-        DocSpec spec = numberedPages(2, QStringLiteral("Turned"));
-        spec.pages[0].rotate = rotate;
-        spec.pages[0].crop = crop;
-        const QByteArray source = makePDF(spec);
+        DocSpec layout = numberedPages(2, QStringLiteral("Turned"));
+        layout.pages[0].rotate = rotate;
+        layout.pages[0].crop = crop;
+        const QByteArray source = makePDF(layout);
         // A hook that adds nothing still takes the page through a form.
         const PDFOps::PageHook hook = [](PDFOps::RebuildPage &) {};
         const QByteArray out = rebuilt(source, QStringLiteral("upright.pdf"),
@@ -150,17 +150,17 @@ private Q_SLOTS:
 
     void structureIsCarriedOver()
     {
-        DocSpec spec = numberedPages(3);
-        spec.info.title = QStringLiteral("My Title");
-        spec.info.author = QStringLiteral("Me");
-        spec.info.subject = QStringLiteral("Tests — ünïcode");
-        spec.info.keywords = QStringLiteral("one, two");
-        spec.info.creator = QStringLiteral("Some Editor");
-        spec.pages[1].rotate = 90;
-        spec.links = {{0, 2}};
-        spec.outline = {{QStringLiteral("Third"), 2, {{QStringLiteral("First"), 0, {}}}},
+        DocSpec layout = numberedPages(3);
+        layout.info.title = QStringLiteral("My Title");
+        layout.info.author = QStringLiteral("Me");
+        layout.info.subject = QStringLiteral("Tests — ünïcode");
+        layout.info.keywords = QStringLiteral("one, two");
+        layout.info.creator = QStringLiteral("Some Editor");
+        layout.pages[1].rotate = 90;
+        layout.links = {{0, 2}};
+        layout.outline = {{QStringLiteral("Third"), 2, {{QStringLiteral("First"), 0, {}}}},
                         {QStringLiteral("Second"), 1, {}}};
-        const QByteArray out = rebuilt(makePDF(spec), QStringLiteral("structure.pdf"));
+        const QByteArray out = rebuilt(makePDF(layout), QStringLiteral("structure.pdf"));
 
         auto doc = PDFDocument::fromBytes(out, QStringLiteral("structure.pdf"));
         QVERIFY(doc);
@@ -187,10 +187,10 @@ private Q_SLOTS:
 
     void linksFollowTheirPageWhenItTurns()
     {
-        DocSpec spec = numberedPages(3);
-        spec.pages[0].rotate = 90;
-        spec.links = {{0, 2}};
-        const QByteArray out = rebuilt(makePDF(spec), QStringLiteral("turned-link.pdf"));
+        DocSpec layout = numberedPages(3);
+        layout.pages[0].rotate = 90;
+        layout.links = {{0, 2}};
+        const QByteArray out = rebuilt(makePDF(layout), QStringLiteral("turned-link.pdf"));
         const auto links = popplerLinks(out, 1);
         QCOMPARE(links.size(), 1);
         QCOMPARE(links[0].targetPage, 3);
@@ -322,8 +322,8 @@ private Q_SLOTS:
     void aHookDrawsInTheUprightFrame()
     {
         QFETCH(int, rotate);
-        DocSpec spec = numberedPages(2);
-        for (auto &page : spec.pages) {
+        DocSpec layout = numberedPages(2);
+        for (auto &page : layout.pages) {
             page.rotate = rotate;
             page.crop = QRectF(20, 30, 500, 700);
         }
@@ -345,7 +345,7 @@ private Q_SLOTS:
             page.append("q 1 0 0 1 " + QByteArray::number(page.frame.width() - 40) + " "
                         + QByteArray::number(page.frame.height() - 40) + " cm " + name + " Do Q\n");
         };
-        const QByteArray out = rebuilt(makePDF(spec), QStringLiteral("hook.pdf"), hook);
+        const QByteArray out = rebuilt(makePDF(layout), QStringLiteral("hook.pdf"), hook);
         QCOMPARE(indexes, (QList<int>{0, 1}));
         const QSizeF upright = (rotate == 90 || rotate == 270) ? QSizeF(700, 500) : QSizeF(500, 700);
         QCOMPARE(frames, (QList<QSizeF>{upright, upright}));

@@ -15,9 +15,9 @@ using namespace Fixtures;
 
 namespace {
 
-std::unique_ptr<DrawingDocument> drawingOf(const DocSpec &spec)
+std::unique_ptr<DrawingDocument> drawingOf(const DocSpec &layout)
 {
-    const auto doc = PDFDocument::fromBytes(makePDF(spec), QStringLiteral("fixture.pdf"));
+    const auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("fixture.pdf"));
     if (!doc)
         return nullptr;
     const auto source = DrawingDocument::sourceFor(*doc);
@@ -26,9 +26,9 @@ std::unique_ptr<DrawingDocument> drawingOf(const DocSpec &spec)
 
 DocSpec onePage(QSizeF size, int rotate = 0, std::optional<QRectF> crop = std::nullopt)
 {
-    DocSpec spec;
-    spec.pages = {{QStringLiteral("Hello"), size, rotate, crop}};
-    return spec;
+    DocSpec layout;
+    layout.pages = {{QStringLiteral("Hello"), size, rotate, crop}};
+    return layout;
 }
 
 // Share of pixels that are clearly not white.
@@ -292,9 +292,9 @@ private Q_SLOTS:
 
     void readsPageTextInOrder()
     {
-        DocSpec spec = numberedPages(3, QStringLiteral("Chapter"));
-        spec.pages[1].rotate = 90;
-        const auto drawing = drawingOf(spec);
+        DocSpec layout = numberedPages(3, QStringLiteral("Chapter"));
+        layout.pages[1].rotate = 90;
+        const auto drawing = drawingOf(layout);
         QVERIFY(drawing);
         QCOMPARE(drawing->pageCount(), 3);
         for (int i = 0; i < 3; ++i)

@@ -552,13 +552,13 @@ private Q_SLOTS:
     {
         // A page turned 270 degrees, shown turned 90 more: drawn upright,
         // the document's own page keeps its rotation.
-        DocSpec spec;
+        DocSpec layout;
         PageSpec turned;
         turned.text = QStringLiteral("Heading at the top");
         turned.rotate = 270;
-        spec.pages = {turned};
+        layout.pages = {turned};
         std::shared_ptr<const PDFDocument> doc =
-            PDFDocument::fromBytes(makePDF(spec), QStringLiteral("turned.pdf"));
+            PDFDocument::fromBytes(makePDF(layout), QStringLiteral("turned.pdf"));
         PageThumb upright(doc, 0, 90, 80);
         PageThumb asStored(doc, 0, 0, 80);
         upright.show();

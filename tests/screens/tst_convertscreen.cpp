@@ -74,13 +74,13 @@ QStringList everything(const QString &folder)
 
 QByteArray textPages(const QStringList &texts)
 {
-    DocSpec spec;
+    DocSpec layout;
     for (const QString &t : texts) {
         PageSpec page;
         page.text = t;
-        spec.pages << page;
+        layout.pages << page;
     }
-    return makePDF(spec);
+    return makePDF(layout);
 }
 } // namespace
 

@@ -42,20 +42,20 @@ std::string escaped(const QString &s)
 
 DocSpec numberedPages(int count, const QString &prefix)
 {
-    DocSpec spec;
+    DocSpec layout;
     for (int i = 1; i <= count; ++i)
-        spec.pages.append({QStringLiteral("%1 %2").arg(prefix).arg(i), {612, 792}, 0, std::nullopt});
-    return spec;
+        layout.pages.append({QStringLiteral("%1 %2").arg(prefix).arg(i), {612, 792}, 0, std::nullopt});
+    return layout;
 }
 
-QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
+QByteArray makePDF(const DocSpec &layout, const WriteOptions &options)
 {
     QPDF q;
     q.emptyPDF();
     auto font = q.makeIndirectObject(QPDFObjectHandle::parse(
         "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"));
     QPDFPageDocumentHelper pages(q);
-    for (const auto &p : spec.pages) {
+    for (const auto &p : layout.pages) {
         auto page = QPDFObjectHandle::newDictionary();
         page.replaceKey("/Type", name("/Page"));
         page.replaceKey("/MediaBox", QPDFObjectHandle::newArray(QPDFObjectHandle::Rectangle(
@@ -79,7 +79,7 @@ QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
     }
     auto all = pages.getAllPages();
 
-    for (const auto &link : spec.links) {
+    for (const auto &link : layout.links) {
         auto annot = QPDFObjectHandle::parse("<< /Type /Annot /Subtype /Link /Rect [72 600 300 640] /Border [0 0 0] >>");
         auto dest = QPDFObjectHandle::newArray();
         dest.appendItem(all.at(size_t(link.toPage)).getObjectHandle());
@@ -91,7 +91,7 @@ QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
         page.getKey("/Annots").appendItem(q.makeIndirectObject(annot));
     }
 
-    if (!spec.outline.isEmpty()) {
+    if (!layout.outline.isEmpty()) {
         auto root = q.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Outlines >>"));
         std::function<int(QPDFObjectHandle, const QList<OutlineSpec> &)> build =
             [&](QPDFObjectHandle parent, const QList<OutlineSpec> &items) {
@@ -126,7 +126,7 @@ QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
                 parent.replaceKey("/Last", previous);
                 return count;
             };
-        root.replaceKey("/Count", QPDFObjectHandle::newInteger(build(root, spec.outline)));
+        root.replaceKey("/Count", QPDFObjectHandle::newInteger(build(root, layout.outline)));
         q.getRoot().replaceKey("/Outlines", root);
     }
 
@@ -135,11 +135,11 @@ QByteArray makePDF(const DocSpec &spec, const WriteOptions &options)
         if (!value.isEmpty())
             info.replaceKey(key, text(value));
     };
-    set("/Title", spec.info.title);
-    set("/Author", spec.info.author);
-    set("/Subject", spec.info.subject);
-    set("/Keywords", spec.info.keywords);
-    set("/Creator", spec.info.creator);
+    set("/Title", layout.info.title);
+    set("/Author", layout.info.author);
+    set("/Subject", layout.info.subject);
+    set("/Keywords", layout.info.keywords);
+    set("/Creator", layout.info.creator);
     q.getTrailer().replaceKey("/Info", q.makeIndirectObject(info));
 
     QPDFWriter writer(q);

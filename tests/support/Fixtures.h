@@ -44,7 +44,7 @@ struct DocSpec {
 
 // Pages whose text is "<prefix> 1", "<prefix> 2", ...
 DocSpec numberedPages(int count, const QString &prefix = QStringLiteral("Page"));
-QByteArray makePDF(const DocSpec &spec, const WriteOptions &options = {});
+QByteArray makePDF(const DocSpec &layout, const WriteOptions &options = {});
 QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
 // Two pages sharing one resource dictionary that names Helvetica and
 // Courier; the first page draws with Helvetica only, the second with Courier.

@@ -264,14 +264,14 @@ QImage chart(QSize size)
     return image;
 }
 
-QByteArray picturePDF(const PictureDoc &spec)
+QByteArray picturePDF(const PictureDoc &layout)
 {
     QPDF q;
     q.emptyPDF();
     auto font = helvetica(q);
     std::vector<Made> made;
     std::vector<QPDFObjectHandle> xobjects;
-    for (const auto &p : spec.pictures) {
+    for (const auto &p : layout.pictures) {
         made.push_back(make(q, p));
         auto stream = QPDFObjectHandle::newStream(&q);
         if (!p.inlineImage) {
@@ -284,21 +284,21 @@ QByteArray picturePDF(const PictureDoc &spec)
         xobjects.push_back(stream);
     }
     QPDFPageDocumentHelper pages(q);
-    for (int i = 0; i < spec.pages; ++i) {
+    for (int i = 0; i < layout.pages; ++i) {
         auto page = QPDFObjectHandle::newDictionary();
         page.replaceKey("/Type", name("/Page"));
         page.replaceKey("/MediaBox", QPDFObjectHandle::newArray(QPDFObjectHandle::Rectangle(
-                                         0, 0, spec.pageSize.width(), spec.pageSize.height())));
-        if (spec.rotate)
-            page.replaceKey("/Rotate", QPDFObjectHandle::newInteger(spec.rotate));
+                                         0, 0, layout.pageSize.width(), layout.pageSize.height())));
+        if (layout.rotate)
+            page.replaceKey("/Rotate", QPDFObjectHandle::newInteger(layout.rotate));
         auto resources = QPDFObjectHandle::parse("<< /Font << >> /XObject << >> >>");
         resources.getKey("/Font").replaceKey("/F1", font);
         std::string content;
         int formNumber = 0;
-        for (const auto &placement : spec.placements) {
+        for (const auto &placement : layout.placements) {
             if (placement.page != i)
                 continue;
-            const Picture &p = spec.pictures.at(placement.picture);
+            const Picture &p = layout.pictures.at(placement.picture);
             const QRectF r = placement.rect;
             const std::string key = "/Im" + std::to_string(placement.picture);
             if (p.inlineImage) {
@@ -333,15 +333,15 @@ QByteArray picturePDF(const PictureDoc &spec)
                          + " " + num(r.top()) + " cm " + key + " Do Q\n";
             }
         }
-        content += "BT /F1 24 Tf 72 " + num(spec.pageSize.height() - 60) + " Td ("
-                 + escaped(QStringLiteral("%1 %2").arg(spec.textPrefix).arg(i + 1)) + ") Tj ET\n";
+        content += "BT /F1 24 Tf 72 " + num(layout.pageSize.height() - 60) + " Td ("
+                 + escaped(QStringLiteral("%1 %2").arg(layout.textPrefix).arg(i + 1)) + ") Tj ET\n";
         page.replaceKey("/Resources", resources);
         page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
         pages.addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
     }
-    if (!spec.title.isEmpty()) {
+    if (!layout.title.isEmpty()) {
         auto info = q.makeIndirectObject(QPDFObjectHandle::newDictionary());
-        info.replaceKey("/Title", QPDFObjectHandle::newUnicodeString(spec.title.toStdString()));
+        info.replaceKey("/Title", QPDFObjectHandle::newUnicodeString(layout.title.toStdString()));
         q.getTrailer().replaceKey("/Info", info);
     }
     return writePDF(q);
@@ -349,13 +349,13 @@ QByteArray picturePDF(const PictureDoc &spec)
 
 QByteArray photoPDF(int pages, QSize pixels, int quality)
 {
-    PictureDoc spec;
-    spec.pages = pages;
+    PictureDoc layout;
+    layout.pages = pages;
     for (int i = 0; i < pages; ++i) {
-        spec.pictures.append({Picture::Kind::Jpeg, pixels, quint32(100 + i), quality});
-        spec.placements.append({i, i, QRectF(0, 0, 612, 792)});
+        layout.pictures.append({Picture::Kind::Jpeg, pixels, quint32(100 + i), quality});
+        layout.placements.append({i, i, QRectF(0, 0, 612, 792)});
     }
-    return picturePDF(spec);
+    return picturePDF(layout);
 }
 
 QRectF greenSquare() { return QRectF(400, 600, 60, 60); }

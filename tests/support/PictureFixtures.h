@@ -60,7 +60,7 @@ struct PictureDoc {
     QString title;
 };
 
-QByteArray picturePDF(const PictureDoc &spec);
+QByteArray picturePDF(const PictureDoc &layout);
 // `pages` pages, each filled by its own photo of that many pixels.
 QByteArray photoPDF(int pages, QSize pixels, int quality = 90);
 

@@ -47,15 +47,15 @@ QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &opti
     const QByteArray bytes = attachmentBytes();
     auto embedded = QPDFObjectHandle::newStream(&q, bytes.toStdString());
     embedded.getDict().replaceKey("/Type", QPDFObjectHandle::newName("/EmbeddedFile"));
-    auto spec = q.makeIndirectObject(
+    auto fileSpec = q.makeIndirectObject(
         QPDFObjectHandle::parse("<< /Type /Filespec /F (notes.txt) /UF (notes.txt) >>"));
     auto ef = QPDFObjectHandle::newDictionary();
     ef.replaceKey("/F", embedded);
-    spec.replaceKey("/EF", ef);
+    fileSpec.replaceKey("/EF", ef);
     auto names = QPDFObjectHandle::newDictionary();
     auto files = QPDFObjectHandle::newDictionary();
     files.replaceKey("/Names", QPDFObjectHandle::newArray(
-                                   {QPDFObjectHandle::newString("notes.txt"), spec}));
+                                   {QPDFObjectHandle::newString("notes.txt"), fileSpec}));
     names.replaceKey("/EmbeddedFiles", files);
     q.getRoot().replaceKey("/Names", names);
 

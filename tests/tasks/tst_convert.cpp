@@ -79,9 +79,9 @@ class TestConvert : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
 
-    QString fixture(const QString &name, const DocSpec &spec, const WriteOptions &options = {})
+    QString fixture(const QString &name, const DocSpec &layout, const WriteOptions &options = {})
     {
-        return writeFile(m_dir.filePath(name), makePDF(spec, options));
+        return writeFile(m_dir.filePath(name), makePDF(layout, options));
     }
 
 private Q_SLOTS:
@@ -154,9 +154,9 @@ private Q_SLOTS:
         QFETCH(QList<int>, pages);
         QFETCH(QStringList, names);
         QTemporaryDir dir;
-        DocSpec spec = numberedPages(10);
-        spec.pages[1].rotate = 90;
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(spec)));
+        DocSpec layout = numberedPages(10);
+        layout.pages[1].rotate = 90;
+        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(layout)));
         const QString folder = Convert::picturesFolder(file);
         QCOMPARE(QFileInfo(folder).fileName(), QStringLiteral("Report pictures"));
 
@@ -340,10 +340,10 @@ private Q_SLOTS:
     void textInPageOrder()
     {
         QTemporaryDir dir;
-        DocSpec spec = numberedPages(3, QStringLiteral("Chapter"));
-        spec.pages[1].rotate = 270;
-        spec.pages.insert(2, pageWith({})); // an empty page keeps its place
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(spec)));
+        DocSpec layout = numberedPages(3, QStringLiteral("Chapter"));
+        layout.pages[1].rotate = 270;
+        layout.pages.insert(2, pageWith({})); // an empty page keeps its place
+        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(layout)));
         const QString destination = Convert::textDestination(file);
         QCOMPARE(destination, dir.filePath(QStringLiteral("Report.txt")));
         QList<int> done;
@@ -392,10 +392,10 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, pages);
         QTemporaryDir dir;
-        DocSpec spec;
+        DocSpec layout;
         for (const QString &text : pages)
-            spec.pages.append(pageWith(text));
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Scan.pdf")), makePDF(spec)));
+            layout.pages.append(pageWith(text));
+        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Scan.pdf")), makePDF(layout)));
         const QString destination = Convert::textDestination(file);
         const auto state = runJob(Convert::textJobTitle(), [=](const Progress &p, const IsCancelled &c) {
             return Convert::text(file, destination, p, c);
@@ -410,9 +410,9 @@ private Q_SLOTS:
     void fourCharactersAreEnough()
     {
         QTemporaryDir dir;
-        DocSpec spec;
-        spec.pages = {pageWith(QStringLiteral("ab")), pageWith(QStringLiteral("c"))};
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Tiny.pdf")), makePDF(spec)));
+        DocSpec layout;
+        layout.pages = {pageWith(QStringLiteral("ab")), pageWith(QStringLiteral("c"))};
+        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Tiny.pdf")), makePDF(layout)));
         const Outcome outcome = Convert::text(file, Convert::textDestination(file), [](int, int) {},
                                               [] { return false; });
         QCOMPARE(outcome.detail, QStringLiteral("2 words."));

@@ -65,9 +65,9 @@ class TestProtectTask : public QObject {
         options.userPassword = QStringLiteral("tenant");
         options.ownerPassword = QStringLiteral("landlord");
         options.allowCopying = allowCopying;
-        DocSpec spec = numberedPages(3, QStringLiteral("Lease page"));
-        spec.outline = {{QStringLiteral("Terms"), 1, {}}};
-        return writeFile(path, withFormAndAttachment(makePDF(spec), options));
+        DocSpec layout = numberedPages(3, QStringLiteral("Lease page"));
+        layout.outline = {{QStringLiteral("Terms"), 1, {}}};
+        return writeFile(path, withFormAndAttachment(makePDF(layout), options));
     }
 
 private Q_SLOTS:

@@ -30,12 +30,12 @@ class TestSplit : public QObject {
 
     PDFFile report(const QString &folder, int pages = 10)
     {
-        DocSpec spec = numberedPages(pages);
-        spec.info.title = QStringLiteral("Quarterly");
-        spec.outline = {{QStringLiteral("Intro"), 0, {}}, {QStringLiteral("Middle"), 5, {}},
+        DocSpec layout = numberedPages(pages);
+        layout.info.title = QStringLiteral("Quarterly");
+        layout.outline = {{QStringLiteral("Intro"), 0, {}}, {QStringLiteral("Middle"), 5, {}},
                         {QStringLiteral("End"), pages - 1, {}}};
         Workspace ws;
-        ws.add({writeFile(folder + QStringLiteral("/Report.pdf"), makePDF(spec))});
+        ws.add({writeFile(folder + QStringLiteral("/Report.pdf"), makePDF(layout))});
         return ws.files().first();
     }
 
