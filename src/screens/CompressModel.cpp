@@ -5,27 +5,9 @@
 #include "Workspace.h"
 
 CompressModel::CompressModel(Workspace &workspace, QObject *parent)
-    : QObject(parent)
-    , m_ws(workspace)
+    : ToolModel(workspace, parent)
     , m_level(Tasks::kDefaultCompressionLevel)
 {
-    if (const auto current = m_ws.current())
-        m_shownFile = current->id;
-    connect(&m_ws, &Workspace::selectionChanged, this, &CompressModel::followSelection);
-    connect(&m_ws, &Workspace::filesChanged, this, &CompressModel::followSelection);
-    connect(&m_job, &Job::stateChanged, this, &CompressModel::changed);
-}
-
-void CompressModel::followSelection()
-{
-    // Another file: an outcome about the last one would mislead.
-    const auto current = m_ws.current();
-    const std::optional<QUuid> id = current ? std::optional(current->id) : std::nullopt;
-    if (id != m_shownFile) {
-        m_shownFile = id;
-        m_job.reset();
-    }
-    Q_EMIT changed();
 }
 
 void CompressModel::setLevel(CompressionLevel level)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Job.h"
+#include "ToolModel.h"
 #include "PDFOpsCompress.h"
 
 #include <QObject>
@@ -14,13 +15,11 @@ class Workspace;
 // What the Compress screen holds and says, without the widgets: the chosen
 // level (kept for every later run), the current size, when "Compress" may
 // be pressed, and the sequence destination → job.
-class CompressModel : public QObject {
+class CompressModel : public ToolModel {
     Q_OBJECT
 public:
     explicit CompressModel(Workspace &workspace, QObject *parent = nullptr);
 
-    Workspace &workspace() const { return m_ws; }
-    Job &job() { return m_job; }
 
     CompressionLevel level() const { return m_level; }
     void setLevel(CompressionLevel level);
@@ -33,14 +32,7 @@ public:
     // written) and starts the job; nothing when no place was given.
     void compress();
 
-Q_SIGNALS:
-    void changed();
-
 private:
-    void followSelection();
 
-    Workspace &m_ws;
-    Job m_job;
     CompressionLevel m_level;
-    std::optional<QUuid> m_shownFile;
 };

@@ -4,26 +4,8 @@
 #include "Workspace.h"
 
 ConvertModel::ConvertModel(Workspace &workspace, QObject *parent)
-    : QObject(parent)
-    , m_ws(workspace)
+    : ToolModel(workspace, parent)
 {
-    if (const auto current = m_ws.current())
-        m_fileID = current->id;
-    connect(&m_job, &Job::stateChanged, this, &ConvertModel::changed);
-    connect(&m_ws, &Workspace::selectionChanged, this, &ConvertModel::followSelection);
-    connect(&m_ws, &Workspace::filesChanged, this, &ConvertModel::followSelection);
-}
-
-void ConvertModel::followSelection()
-{
-    const auto current = m_ws.current();
-    const std::optional<QUuid> id = current ? std::optional(current->id) : std::nullopt;
-    if (id == m_fileID)
-        return;
-    m_fileID = id;
-    // A result shown for the previous file would be taken for this one's.
-    m_job.reset();
-    Q_EMIT changed();
 }
 
 void ConvertModel::setMode(Convert::Mode mode)

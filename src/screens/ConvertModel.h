@@ -2,6 +2,7 @@
 
 #include "Convert.h"
 #include "Job.h"
+#include "ToolModel.h"
 
 #include <QObject>
 #include <QUuid>
@@ -14,13 +15,11 @@ class Workspace;
 // the picture format and resolution, and the job, for the chosen file.
 // The choices last as long as the screen; the job goes back to idle
 // whenever another file is chosen.
-class ConvertModel : public QObject {
+class ConvertModel : public ToolModel {
     Q_OBJECT
 public:
     explicit ConvertModel(Workspace &workspace, QObject *parent = nullptr);
 
-    Workspace &workspace() const { return m_ws; }
-    Job &job() { return m_job; }
 
     Convert::Mode mode() const { return m_mode; }
     PDFOps::ImageFormat format() const { return m_format; }
@@ -38,16 +37,9 @@ public:
     // All the text in "<name>.txt" beside the source.
     bool saveText();
 
-Q_SIGNALS:
-    void changed();
-
 private:
-    void followSelection();
 
-    Workspace &m_ws;
-    Job m_job;
     Convert::Mode m_mode = Convert::Mode::Images;
     PDFOps::ImageFormat m_format = PDFOps::ImageFormat::Png;
     double m_dpi = Convert::kDefaultDpi;
-    std::optional<QUuid> m_fileID;
 };

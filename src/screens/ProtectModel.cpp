@@ -3,26 +3,8 @@
 #include "Workspace.h"
 
 ProtectModel::ProtectModel(Workspace &workspace, QObject *parent)
-    : QObject(parent)
-    , m_ws(workspace)
+    : ToolModel(workspace, parent)
 {
-    if (const auto current = m_ws.current())
-        m_fileID = current->id;
-    connect(&m_job, &Job::stateChanged, this, &ProtectModel::changed);
-    connect(&m_ws, &Workspace::selectionChanged, this, &ProtectModel::followSelection);
-    connect(&m_ws, &Workspace::filesChanged, this, &ProtectModel::followSelection);
-}
-
-void ProtectModel::followSelection()
-{
-    const auto current = m_ws.current();
-    const std::optional<QUuid> id = current ? std::optional(current->id) : std::nullopt;
-    if (id == m_fileID)
-        return;
-    m_fileID = id;
-    // A result shown for the previous file would be taken for this one's.
-    m_job.reset();
-    Q_EMIT changed();
 }
 
 void ProtectModel::setMode(ProtectForm::Mode mode)

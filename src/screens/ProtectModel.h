@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Job.h"
+#include "ToolModel.h"
 #include "ProtectForm.h"
 
 #include <QObject>
@@ -15,13 +16,11 @@ class Workspace;
 // fields, the toggles), the job, and the chosen file they act on. The state
 // lives as long as the screen; the job goes back to idle whenever another
 // file is chosen.
-class ProtectModel : public QObject {
+class ProtectModel : public ToolModel {
     Q_OBJECT
 public:
     explicit ProtectModel(Workspace &workspace, QObject *parent = nullptr);
 
-    Workspace &workspace() const { return m_ws; }
-    Job &job() { return m_job; }
     const ProtectForm &form() const { return m_form; }
 
     void setMode(ProtectForm::Mode mode);
@@ -40,14 +39,7 @@ public:
     bool protect();
     bool remove();
 
-Q_SIGNALS:
-    void changed();
-
 private:
-    void followSelection();
 
-    Workspace &m_ws;
-    Job m_job;
     ProtectForm m_form;
-    std::optional<QUuid> m_fileID;
 };

@@ -7,26 +7,8 @@
 #include <algorithm>
 
 SplitModel::SplitModel(Workspace &workspace, QObject *parent)
-    : QObject(parent)
-    , m_ws(workspace)
+    : ToolModel(workspace, parent)
 {
-    if (const auto current = m_ws.current())
-        m_shownFile = current->id;
-    connect(&m_ws, &Workspace::selectionChanged, this, &SplitModel::followSelection);
-    connect(&m_ws, &Workspace::filesChanged, this, &SplitModel::followSelection);
-    connect(&m_job, &Job::stateChanged, this, &SplitModel::changed);
-}
-
-void SplitModel::followSelection()
-{
-    // Another file: an outcome about the last one would mislead.
-    const auto current = m_ws.current();
-    const std::optional<QUuid> id = current ? std::optional(current->id) : std::nullopt;
-    if (id != m_shownFile) {
-        m_shownFile = id;
-        m_job.reset();
-    }
-    Q_EMIT changed();
 }
 
 void SplitModel::setMode(Split::Mode mode)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Job.h"
+#include "ToolModel.h"
 #include "PageRanges.h"
 #include "Split.h"
 
@@ -16,13 +17,11 @@ class Workspace;
 // mode, the typed ranges and the chunk size (kept while the screen lives,
 // whichever file is chosen), the groups they make for the chosen file, the
 // preview or the error, when "Split" may be pressed, and the job.
-class SplitModel : public QObject {
+class SplitModel : public ToolModel {
     Q_OBJECT
 public:
     explicit SplitModel(Workspace &workspace, QObject *parent = nullptr);
 
-    Workspace &workspace() const { return m_ws; }
-    Job &job() { return m_job; }
 
     Split::Mode mode() const { return m_mode; }
     void setMode(Split::Mode mode);
@@ -48,16 +47,9 @@ public:
     // Makes the result folder and starts the job.
     void split();
 
-Q_SIGNALS:
-    void changed();
-
 private:
-    void followSelection();
 
-    Workspace &m_ws;
-    Job m_job;
     Split::Mode m_mode = Split::Mode::Ranges;
     QString m_rangeText;
     int m_every = 5;
-    std::optional<QUuid> m_shownFile;
 };
