@@ -151,11 +151,7 @@ CompressScreen::CompressScreen(Workspace &workspace, QWidget *parent)
     , m_model(new CompressModel(workspace, this))
 {
     setObjectName(QStringLiteral("compressScreen"));
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
     CompressModel *model = m_model;
-    m_page = new ToolPage(
-        workspace, Tool::Compress, [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); },
-        this);
-    layout->addWidget(m_page);
+    m_page = ToolPage::fill(this, workspace, Tool::Compress,
+                            [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); });
 }

@@ -139,11 +139,7 @@ ConvertScreen::ConvertScreen(Workspace &workspace, QWidget *parent)
     , m_model(new ConvertModel(workspace, this))
 {
     setObjectName(QStringLiteral("convertScreen"));
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
     ConvertModel *model = m_model;
-    m_page = new ToolPage(
-        workspace, Tool::Convert,
-        [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); }, this);
-    layout->addWidget(m_page);
+    m_page = ToolPage::fill(this, workspace, Tool::Convert,
+                            [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); });
 }

@@ -167,11 +167,7 @@ ProtectScreen::ProtectScreen(Workspace &workspace, QWidget *parent)
     , m_model(new ProtectModel(workspace, this))
 {
     setObjectName(QStringLiteral("protectScreen"));
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
     ProtectModel *model = m_model;
-    m_page = new ToolPage(
-        workspace, Tool::Protect,
-        [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); }, this);
-    layout->addWidget(m_page);
+    m_page = ToolPage::fill(this, workspace, Tool::Protect,
+                            [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); });
 }

@@ -161,10 +161,7 @@ SplitScreen::SplitScreen(Workspace &workspace, QWidget *parent)
     , m_model(new SplitModel(workspace, this))
 {
     setObjectName(QStringLiteral("splitScreen"));
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
     SplitModel *model = m_model;
-    m_page = new ToolPage(
-        workspace, Tool::Split, [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); }, this);
-    layout->addWidget(m_page);
+    m_page = ToolPage::fill(this, workspace, Tool::Split,
+                            [model](const PDFFile &, QWidget *p) { return makePanel(*model, p); });
 }

@@ -122,3 +122,12 @@ void ToolPage::refresh()
     m_layout->addWidget(m_body, 1);
     m_body->show();
 }
+
+ToolPage *ToolPage::fill(QWidget *screen, Workspace &workspace, Tool tool, Content content)
+{
+    auto *layout = new QVBoxLayout(screen);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto *page = new ToolPage(workspace, tool, std::move(content), screen);
+    layout->addWidget(page);
+    return page;
+}

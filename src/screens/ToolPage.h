@@ -25,6 +25,8 @@ public:
     using Content = std::function<QWidget *(const PDFFile &file, QWidget *parent)>;
 
     ToolPage(Workspace &workspace, Tool tool, Content content, QWidget *parent = nullptr);
+    // Makes a tool page filling the whole of `screen`.
+    static ToolPage *fill(QWidget *screen, Workspace &workspace, Tool tool, Content content);
 
     Tool tool() const { return m_tool; }
     // The content on show, or null (no PDF, or a restricted one).
