@@ -1,5 +1,6 @@
 #include "PDFFile.h"
 
+#include "PDFError.h"
 #include "PDFOps.h"
 
 #include <QFileInfo>
@@ -19,5 +20,14 @@ std::shared_ptr<PDFDocument> PDFFile::fresh() const
     auto document = PDFDocument::open(path);
     if (document && password)
         document->unlock(*password);
+    return document;
+}
+
+std::shared_ptr<PDFDocument> PDFFile::freshForWork() const
+{
+    auto document = fresh();
+    if (!document)
+        throw PDFError::unreadable(fileName());
+    PDFOps::requireRewritable(*document);
     return document;
 }

@@ -32,4 +32,7 @@ struct PDFFile {
     // An independent document for one operation, or null when the file
     // can no longer be opened.
     std::shared_ptr<PDFDocument> fresh() const;
+    // fresh(), for a tool that rewrites or copies from it: throws the
+    // message for a file that can't be opened, is locked or restricted.
+    std::shared_ptr<PDFDocument> freshForWork() const;
 };

@@ -30,6 +30,10 @@ QSizeF picturePageSize(QSize pixels);
 // assembly or changes forbidden.
 bool isRestricted(const PDFDocument &doc);
 
+// Throws the message every rewriting tool gives for a document that is
+// still locked, or restricted by its owner.
+void requireRewritable(const PDFDocument &doc);
+
 // The first free name in the folder: "name.ext", then "name 2.ext",
 // "name 3.ext", ... (no extension when ext is empty). Creates nothing.
 QString uniqueURL(const QString &folder, const QString &name, const QString &ext);

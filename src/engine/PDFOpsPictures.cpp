@@ -1,5 +1,6 @@
 #include "PDFOps.h"
 
+#include "PDFError.h"
 #include "QpdfSupport.h"
 
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -216,6 +217,14 @@ bool isRestricted(const PDFDocument &doc)
     if (!doc.allowsCopying() || !doc.allowsAssembly())
         return true;
     return !doc.allowsChanges();
+}
+
+void requireRewritable(const PDFDocument &doc)
+{
+    if (doc.isLocked() || !doc.qpdf())
+        throw PDFError::failed(PDFError::lockedText());
+    if (isRestricted(doc))
+        throw PDFError::restricted();
 }
 
 } // namespace PDFOps

@@ -16,14 +16,6 @@ namespace {
 
 QString tr(const char *text) { return QCoreApplication::translate("PDFOps", text); }
 
-void refuseLockedOrRestricted(const PDFDocument &doc)
-{
-    if (doc.isLocked() || !doc.qpdf())
-        throw PDFError::failed(PDFError::lockedText());
-    if (isRestricted(doc))
-        throw PDFError::restricted();
-}
-
 // qpdf takes the permissions as one switch each; print is one setting for
 // both qualities (high quality can't be granted without low).
 void encrypt(QPDFWriter &writer, const std::string &user, const std::string &owner, int flags)
@@ -106,7 +98,7 @@ void protect(const PDFDocument &doc, const QString &openPassword,
              const std::optional<QString> &ownerPassword, bool allowPrinting, bool allowCopying,
              const QString &to)
 {
-    refuseLockedOrRestricted(doc);
+    requireRewritable(doc);
     if (openPassword.isEmpty())
         throw PDFError::failed(tr("Type a password first."));
     const std::string user = preparedPassword(openPassword).toStdString();
@@ -132,7 +124,7 @@ void protect(const PDFDocument &doc, const QString &openPassword,
 
 std::shared_ptr<PDFDocument> unprotected(const PDFDocument &doc)
 {
-    refuseLockedOrRestricted(doc);
+    requireRewritable(doc);
     const QString failure = tr("Couldn't write the new file.");
     QByteArray bytes;
     try {

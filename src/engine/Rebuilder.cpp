@@ -831,10 +831,7 @@ QPDFObjectHandle Carrier::operator()(QPDFObjectHandle object, int depth)
 
 void check(const PDFDocument &doc, const QString &destinationName)
 {
-    if (doc.isLocked() || !doc.qpdf())
-        throw PDFError::failed(PDFError::lockedText());
-    if (PDFOps::isRestricted(doc))
-        throw PDFError::restricted();
+    PDFOps::requireRewritable(doc);
     if (doc.pageCount() < 1)
         throw PDFError::unreadable(destinationName);
 }

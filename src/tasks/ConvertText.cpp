@@ -112,13 +112,7 @@ Outcome text(const PDFFile &file, const QString &destination, const Progress &pr
 {
     std::optional<DrawingDocument::Source> source;
     {
-        const auto doc = file.fresh();
-        if (!doc)
-            throw PDFError::unreadable(file.fileName());
-        if (doc->isLocked())
-            throw PDFError::failed(PDFError::lockedText());
-        if (PDFOps::isRestricted(*doc))
-            throw PDFError::restricted();
+        const auto doc = file.freshForWork();
         source = DrawingDocument::sourceFor(*doc);
     }
     const auto drawing = source ? DrawingDocument::open(*source) : nullptr;

@@ -14,14 +14,6 @@ namespace Tasks {
 namespace {
 QString tr(const char *text) { return QCoreApplication::translate("Merge", text); }
 
-// A document may be copied from only when unlocked and unrestricted.
-void checkCopyable(const PDFDocument &doc)
-{
-    if (doc.isLocked())
-        throw PDFError::failed(PDFError::lockedText());
-    if (PDFOps::isRestricted(doc))
-        throw PDFError::restricted();
-}
 } // namespace
 
 QString suggestedMergeName(const QList<PDFFile> &files)
@@ -51,7 +43,7 @@ Outcome mergeDocuments(const QList<std::shared_ptr<const PDFDocument>> &docs,
                        const IsCancelled &isCancelled)
 {
     for (const auto &doc : docs)
-        checkCopyable(*doc);
+        PDFOps::requireRewritable(*doc);
     auto merged = PDFOps::merge(docs, progress, isCancelled);
 
     if (!docs.isEmpty()) {

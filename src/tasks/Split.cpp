@@ -86,10 +86,7 @@ Outcome splitDocument(const std::shared_ptr<const PDFDocument> &doc, const QStri
         ~FolderGuard() { QDir().rmdir(path); } // only succeeds when empty
     } guard{folder};
 
-    if (doc->isLocked())
-        throw PDFError::failed(PDFError::lockedText());
-    if (PDFOps::isRestricted(*doc))
-        throw PDFError::restricted();
+    PDFOps::requireRewritable(*doc);
 
     const int total = int(groups.size());
     PDFOps::split(
