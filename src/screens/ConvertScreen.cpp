@@ -42,21 +42,10 @@ QWidget *makePanel(ConvertModel &model, QWidget *parent)
     layout->setContentsMargins(20, 16, 20, 16);
     layout->setSpacing(12);
 
-    // The segmented mode picker.
-    auto *modes = new QHBoxLayout;
-    modes->setSpacing(0);
-    auto *group = new QButtonGroup(panel);
-    group->setExclusive(true);
-    for (Mode mode : Convert::kModes) {
-        auto *button = new QPushButton(Convert::label(mode), panel);
-        button->setObjectName(QStringLiteral("convertMode"));
-        button->setCheckable(true);
-        button->setProperty("mode", int(mode));
-        group->addButton(button, int(mode));
-        modes->addWidget(button);
-    }
-    modes->addStretch(1);
-    layout->addLayout(modes);
+    QList<QPair<int, QString>> choices;
+    for (Mode mode : Convert::kModes)
+        choices.append({int(mode), Convert::label(mode)});
+    auto *group = Theme::modePicker(panel, layout, choices, QStringLiteral("convertMode"));
 
     // Pictures.
     auto *imagesBox = new QWidget(panel);

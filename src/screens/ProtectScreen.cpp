@@ -48,21 +48,10 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
     layout->setContentsMargins(20, 16, 20, 16);
     layout->setSpacing(12);
 
-    // The segmented mode picker.
-    auto *modes = new QHBoxLayout;
-    modes->setSpacing(0);
-    auto *group = new QButtonGroup(panel);
-    group->setExclusive(true);
-    for (Mode mode : ProtectForm::modes()) {
-        auto *button = new QPushButton(ProtectForm::label(mode), panel);
-        button->setObjectName(QStringLiteral("protectMode"));
-        button->setCheckable(true);
-        button->setProperty("mode", int(mode));
-        group->addButton(button, int(mode));
-        modes->addWidget(button);
-    }
-    modes->addStretch(1);
-    layout->addLayout(modes);
+    QList<QPair<int, QString>> choices;
+    for (Mode mode : ProtectForm::modes())
+        choices.append({int(mode), ProtectForm::label(mode)});
+    auto *group = Theme::modePicker(panel, layout, choices, QStringLiteral("protectMode"));
 
     // Add a password.
     auto *addBox = new QWidget(panel);

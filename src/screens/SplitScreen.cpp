@@ -31,35 +31,10 @@ QWidget *makePanel(SplitModel &model, QWidget *parent)
     layout->setContentsMargins(20, 16, 20, 16);
     layout->setSpacing(12);
 
-    // The segmented mode picker.
-    auto *modes = new QHBoxLayout;
-    modes->setSpacing(0);
-    auto *group = new QButtonGroup(panel);
-    group->setExclusive(true);
-    // Joined segments, the chosen one in the accent's tint.
-    const QString segment =
-        QStringLiteral("QPushButton { border: 1px solid %1; background: palette(base); padding: 4px 14px;"
-                       " border-radius: 0px; %2 }"
-                       "QPushButton:checked { background: %3; border-color: %4; }")
-            .arg(panel->palette().color(QPalette::Mid).name(), QStringLiteral("%1"),
-                 Theme::withAlpha(Theme::accent(), 0.14).name(QColor::HexArgb),
-                 Theme::withAlpha(Theme::accent(), 0.6).name(QColor::HexArgb));
-    for (Split::Mode mode : kModes) {
-        auto *button = new QPushButton(Split::label(mode), panel);
-        button->setObjectName(QStringLiteral("splitMode"));
-        button->setCheckable(true);
-        button->setProperty("mode", int(mode));
-        QString corners;
-        if (mode == kModes[0])
-            corners = QStringLiteral("border-top-left-radius: 6px; border-bottom-left-radius: 6px;");
-        else if (mode == kModes[std::size(kModes) - 1])
-            corners = QStringLiteral("border-top-right-radius: 6px; border-bottom-right-radius: 6px;");
-        button->setStyleSheet(segment.arg(corners));
-        group->addButton(button, int(mode));
-        modes->addWidget(button);
-    }
-    modes->addStretch(1);
-    layout->addLayout(modes);
+    QList<QPair<int, QString>> choices;
+    for (Split::Mode mode : kModes)
+        choices.append({int(mode), Split::label(mode)});
+    auto *group = Theme::modePicker(panel, layout, choices, QStringLiteral("splitMode"));
 
     // By page numbers.
     auto *rangesBox = new QWidget(panel);

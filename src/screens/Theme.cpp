@@ -1,5 +1,7 @@
 #include "Theme.h"
 
+#include <QButtonGroup>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPalette>
 #include <QPushButton>
@@ -76,6 +78,40 @@ void makeProminent(QPushButton *button, bool large)
     }
     button->setDefault(false);
     button->setAutoDefault(false);
+}
+
+
+QButtonGroup *modePicker(QWidget *panel, QBoxLayout *layout, const QList<QPair<int, QString>> &modes,
+                         const QString &objectName)
+{
+    auto *row = new QHBoxLayout;
+    row->setSpacing(0);
+    auto *group = new QButtonGroup(panel);
+    group->setExclusive(true);
+    const QString segment =
+        QStringLiteral("QPushButton { border: 1px solid %1; background: palette(base); padding: 4px 14px;"
+                       " border-radius: 0px; %2 }"
+                       "QPushButton:checked { background: %3; border-color: %4; }")
+            .arg(panel->palette().color(QPalette::Mid).name(), QStringLiteral("%1"),
+                 withAlpha(accent(), 0.14).name(QColor::HexArgb),
+                 withAlpha(accent(), 0.6).name(QColor::HexArgb));
+    for (qsizetype i = 0; i < modes.size(); ++i) {
+        auto *button = new QPushButton(modes[i].second, panel);
+        button->setObjectName(objectName);
+        button->setCheckable(true);
+        button->setProperty("mode", modes[i].first);
+        QString corners;
+        if (i == 0)
+            corners += QStringLiteral("border-top-left-radius: 6px; border-bottom-left-radius: 6px;");
+        if (i == modes.size() - 1)
+            corners += QStringLiteral("border-top-right-radius: 6px; border-bottom-right-radius: 6px;");
+        button->setStyleSheet(segment.arg(corners));
+        group->addButton(button, modes[i].first);
+        row->addWidget(button);
+    }
+    row->addStretch(1);
+    layout->addLayout(row);
+    return group;
 }
 
 } // namespace Theme

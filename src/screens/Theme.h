@@ -1,5 +1,11 @@
 #pragma once
 
+#include <QList>
+#include <QPair>
+
+class QBoxLayout;
+class QButtonGroup;
+
 #include <QColor>
 #include <QFont>
 #include <QString>
@@ -32,5 +38,10 @@ void setTextColor(QWidget *widget, const QColor &color);
 
 // The filled accent button that marks a screen's main action.
 void makeProminent(QPushButton *button, bool large = false);
+// A segmented picker of joined buttons, the chosen one in the accent's tint,
+// added to `layout`. Each button's id in the group (and its "mode"
+// property) is its entry's first value; every button gets objectName.
+QButtonGroup *modePicker(QWidget *panel, QBoxLayout *layout,
+                         const QList<QPair<int, QString>> &modes, const QString &objectName);
 
 } // namespace Theme
