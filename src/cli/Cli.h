@@ -52,6 +52,10 @@ std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
 // Returns the outcome, or the status to end with after saying why (1).
 std::variant<Outcome, int> execute(const QString &label, const Work &work, bool quiet);
 
+// Ends a verb after execute(): its status, or each result's path on
+// stdout and Done.
+int printResults(const std::variant<Outcome, int> &result);
+
 // The --quiet option, for verbs that show progress.
 QCommandLineOption quietOption();
 

@@ -43,6 +43,15 @@ void drawBar(const QString &label, int done, int total)
 
 } // namespace
 
+int printResults(const std::variant<Outcome, int> &result)
+{
+    if (const int *status = std::get_if<int>(&result))
+        return *status;
+    for (const QString &url : std::get<Outcome>(result).urls)
+        out(url);
+    return Done;
+}
+
 QCommandLineOption quietOption()
 {
     return QCommandLineOption({QStringLiteral("q"), QStringLiteral("quiet")},

@@ -96,11 +96,7 @@ int pictures(const QStringList &arguments)
             return Convert::pictures(source, folder, options, progress, isCancelled);
         },
         parser.isSet(QStringLiteral("quiet")));
-    if (const int *status = std::get_if<int>(&result))
-        return *status;
-    for (const QString &url : std::get<Outcome>(result).urls)
-        Cli::out(url);
-    return Cli::Done;
+    return Cli::printResults(result);
 }
 
 const Cli::Registration registration{
