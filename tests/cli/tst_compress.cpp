@@ -1,3 +1,4 @@
+#include "QpdfBytes.h"
 #include "Fixtures.h"
 #include "PictureFixtures.h"
 
@@ -50,11 +51,7 @@ QByteArray manyPhotoPages(int pages)
         page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, "q 612 0 0 792 0 0 cm /P Do Q\n"));
         helper.addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
     }
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()), qsizetype(buffer->getSize()));
+    return Fixtures::bytesOf(q);
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "QpdfBytes.h"
 #include "Fixtures.h"
 #include "PDFError.h"
 #include "PDFOps.h"
@@ -53,11 +54,7 @@ QByteArray withPhoto(const QByteArray &pdf)
     resources.replaceKey("/XObject", QPDFObjectHandle::newDictionary());
     resources.getKey("/XObject").replaceKey("/Photo", image);
     page.addPageContents(QPDFObjectHandle::newStream(&q, "q 300 0 0 225 200 100 cm /Photo Do Q\n"), false);
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()), qsizetype(buffer->getSize()));
+    return Fixtures::bytesOf(q);
 }
 
 // The same document written as small as qpdf writes it: object streams,

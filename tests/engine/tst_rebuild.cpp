@@ -1,3 +1,4 @@
+#include "QpdfBytes.h"
 #include "Fixtures.h"
 #include "PDFError.h"
 #include "PDFOpsRebuild.h"
@@ -70,11 +71,7 @@ QByteArray withNamedDestinations(const QByteArray &pdf)
         annots.appendItem(q.makeIndirectObject(link));
     pages[0].getObjectHandle().replaceKey("/Annots", annots);
 
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()), qsizetype(buffer->getSize()));
+    return Fixtures::bytesOf(q);
 }
 
 } // namespace

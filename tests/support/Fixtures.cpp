@@ -1,4 +1,5 @@
 #include "Fixtures.h"
+#include "QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -142,22 +143,7 @@ QByteArray makePDF(const DocSpec &layout, const WriteOptions &options)
     set("/Creator", layout.info.creator);
     q.getTrailer().replaceKey("/Info", q.makeIndirectObject(info));
 
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.setStaticID(true);
-    if (options.encrypt) {
-        const std::string user = options.userPassword.toStdString();
-        const std::string owner = options.ownerPassword.toStdString();
-        writer.setR6EncryptionParameters(user.c_str(), owner.c_str(), true, options.allowCopying,
-                                         options.allowChanges, options.allowChanges,
-                                         options.allowChanges, options.allowChanges,
-                                         options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none,
-                                         true);
-    }
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
-                      qsizetype(buffer->getSize()));
+    return bytesOf(q, options);
 }
 
 QByteArray textPDF(int pages, const QString &prefix) { return makePDF(numberedPages(pages, prefix)); }
@@ -176,11 +162,7 @@ QByteArray sharedResourcesPDF()
         page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
         pages.addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
     }
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()), qsizetype(buffer->getSize()));
+    return bytesOf(q);
 }
 
 QString writeFile(const QString &path, const QByteArray &bytes)

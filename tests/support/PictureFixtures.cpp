@@ -1,4 +1,5 @@
 #include "PictureFixtures.h"
+#include "QpdfBytes.h"
 
 #include "Fixtures.h"
 
@@ -68,13 +69,7 @@ std::string num(double v) { return QString::number(v, 'f', 3).toStdString(); }
 
 QByteArray writePDF(QPDF &q)
 {
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.setStaticID(true);
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
-                      qsizetype(buffer->getSize()));
+    return Fixtures::bytesOf(q);
 }
 
 QPDFObjectHandle helvetica(QPDF &q)

@@ -1,4 +1,5 @@
 #include "ProtectChecks.h"
+#include "QpdfBytes.h"
 
 #include "Fixtures.h"
 
@@ -59,22 +60,7 @@ QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &opti
     names.replaceKey("/EmbeddedFiles", files);
     q.getRoot().replaceKey("/Names", names);
 
-    QPDFWriter writer(q);
-    writer.setOutputMemory();
-    writer.setStaticID(true);
-    if (options.encrypt) {
-        const std::string user = options.userPassword.toStdString();
-        const std::string owner = options.ownerPassword.toStdString();
-        writer.setR6EncryptionParameters(user.c_str(), owner.c_str(), true, options.allowCopying,
-                                         options.allowChanges, options.allowChanges,
-                                         options.allowChanges, options.allowChanges,
-                                         options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none,
-                                         true);
-    }
-    writer.write();
-    auto buffer = writer.getBufferSharedPointer();
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
-                      qsizetype(buffer->getSize()));
+    return Fixtures::bytesOf(q, options);
 }
 
 PopplerView poppler(const QString &path, const QString &password)
