@@ -20,12 +20,6 @@ using namespace Fixtures;
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // Many pages, each with its own copy of one big photo: cheap to make,
 // slow to compress (every copy is a picture of its own).
 QByteArray manyPhotoPages(int pages)
@@ -86,7 +80,7 @@ private Q_SLOTS:
             QStringLiteral("^Trip\\.pdf: [0-9.]+ [kM]B → [0-9.]+ kB  \\([0-9]+% smaller\\)\\n$"));
         QVERIFY2(sizes.match(first.err).hasMatch(), qPrintable(first.err));
         QVERIFY(QFileInfo(expected).size() < QFileInfo(source).size());
-        QCOMPARE(popplerPageTexts(readAll(expected)),
+        QCOMPARE(popplerPageTexts(readFile(expected)),
                  (QStringList{QStringLiteral("Page 1"), QStringLiteral("Page 2")}));
 
         // Never overwrites: the second result is numbered.
@@ -94,7 +88,7 @@ private Q_SLOTS:
         QCOMPARE(second.exitCode, 0);
         QCOMPARE(second.out, dir + QStringLiteral("/Trip compressed 2.pdf\n"));
         QCOMPARE(second.err, QString());
-        QCOMPARE(readAll(source), m_photos);
+        QCOMPARE(readFile(source), m_photos);
         QCOMPARE(temporaryFiles(dir), QStringList());
     }
 
@@ -191,7 +185,7 @@ private Q_SLOTS:
         const QString note = dir + QStringLiteral("/Note.pdf");
         const auto result = runCli({QStringLiteral("compress"), note});
         QCOMPARE(result.exitCode, 0);
-        QCOMPARE(readAll(result.out.trimmed()), readAll(note));
+        QCOMPARE(readFile(result.out.trimmed()), readFile(note));
         QVERIFY2(result.err.startsWith(QStringLiteral("Already as small as it gets. Compressing wouldn't "
                                                       "make “Note.pdf” smaller, so the copy is unchanged (")),
                  qPrintable(result.err));

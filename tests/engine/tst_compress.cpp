@@ -23,12 +23,6 @@ Q_DECLARE_METATYPE(Fixtures::Picture::Kind)
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 const std::function<void(int, int)> noProgress = [](int, int) {};
 const std::function<bool()> never = [] { return false; };
 
@@ -93,7 +87,7 @@ class TestCompress : public QObject {
         const auto r = PDFOps::compress(*doc, original, level, destination, noProgress, never);
         if (result)
             *result = r;
-        return readAll(destination);
+        return readFile(destination);
     }
 
 private Q_SLOTS:
@@ -412,7 +406,7 @@ private Q_SLOTS:
         } catch (const PDFError &e) {
             QVERIFY(e.isCancelled());
         }
-        QCOMPARE(readAll(destination), QByteArray("keep me"));
+        QCOMPARE(readFile(destination), QByteArray("keep me"));
         QCOMPARE(temporaryFiles(dir.path()), QStringList());
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
     }
@@ -445,7 +439,7 @@ private Q_SLOTS:
         int compressedCount = 0;
         for (const QString &name : QDir(corpus).entryList({QStringLiteral("*.pdf")}, QDir::Files)) {
             const QString source = QDir(corpus).filePath(name);
-            const QByteArray before = readAll(source);
+            const QByteArray before = readFile(source);
             auto doc = PDFDocument::open(source);
             if (!doc)
                 continue; // intake refuses it; nothing to compress
@@ -458,7 +452,7 @@ private Q_SLOTS:
             try {
                 const auto result = PDFOps::compress(*doc, source, CompressionLevel::Balanced,
                                                      destination, noProgress, never);
-                const QByteArray after = readAll(destination);
+                const QByteArray after = readFile(destination);
                 QVERIFY2(after.size() <= before.size(), qPrintable(name));
                 QCOMPARE(result.after, after.size());
                 if (result.keptOriginal) {
@@ -473,7 +467,7 @@ private Q_SLOTS:
                 QVERIFY2(e.description().endsWith(u'.'), qPrintable(name));
                 QVERIFY2(!QFile::exists(destination), qPrintable(name));
             }
-            QCOMPARE(readAll(source), before);
+            QCOMPARE(readFile(source), before);
         }
         QVERIFY(compressedCount > 10);
         QCOMPARE(temporaryFiles(dir.path()), QStringList());

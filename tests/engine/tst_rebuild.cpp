@@ -20,12 +20,6 @@ Q_DECLARE_METATYPE(std::optional<QRectF>)
 
 namespace {
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 const std::function<void(int, int)> noProgress = [](int, int) {};
 const std::function<bool()> never = [] { return false; };
 
@@ -89,7 +83,7 @@ class TestRebuild : public QObject {
         if (!doc)
             return {};
         PDFOps::rebuild(*doc, path(name), noProgress, never, hook);
-        return readAll(path(name));
+        return readFile(path(name));
     }
 
 private Q_SLOTS:
@@ -263,7 +257,7 @@ private Q_SLOTS:
         } catch (const PDFError &e) {
             QVERIFY(e.isCancelled());
         }
-        QCOMPARE(readAll(destination), QByteArray("what was there before"));
+        QCOMPARE(readFile(destination), QByteArray("what was there before"));
         QCOMPARE(temporaryFiles(dir.path()), QStringList());
     }
 

@@ -68,12 +68,6 @@ QWidget *card(QWidget *screen, CompressionLevel level)
     return nullptr;
 }
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 bool finish(CompressScreen &screen)
 {
     return QTest::qWaitFor([&] { return !screen.model().job().isRunning(); }, 120000);
@@ -217,7 +211,7 @@ private Q_SLOTS:
         }
         // The chosen level reached the work: the smallest is smaller.
         QVERIFY2(sizes[0] < sizes[1], qPrintable(QStringLiteral("%1 vs %2").arg(sizes[0]).arg(sizes[1])));
-        QCOMPARE(readAll(source), m_photos);
+        QCOMPARE(readFile(source), m_photos);
         QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }
 
@@ -234,7 +228,7 @@ private Q_SLOTS:
         QVERIFY(finish(screen));
         const QString once = dir.filePath(QStringLiteral("Plain compressed.pdf"));
         QCOMPARE(labelText(panel(&screen), "jobDetail"), QStringLiteral("Plain compressed.pdf"));
-        const QByteArray smaller = readAll(once);
+        const QByteArray smaller = readFile(once);
         QVERIFY(!smaller.isEmpty());
 
         // Choosing the copy clears the outcome.
@@ -251,8 +245,8 @@ private Q_SLOTS:
                  QStringLiteral("Compressing wouldn't make “Plain compressed.pdf” smaller, so the copy "
                                 "is unchanged (%1).")
                      .arg(Format::bytes(smaller.size())));
-        QCOMPARE(readAll(dir.filePath(QStringLiteral("Plain compressed compressed.pdf"))), smaller);
-        QCOMPARE(readAll(once), smaller);
+        QCOMPARE(readFile(dir.filePath(QStringLiteral("Plain compressed compressed.pdf"))), smaller);
+        QCOMPARE(readFile(once), smaller);
         QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }
 

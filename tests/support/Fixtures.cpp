@@ -165,6 +165,12 @@ QByteArray sharedResourcesPDF()
     return bytesOf(q);
 }
 
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 QString writeFile(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);

@@ -49,6 +49,8 @@ QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
 // Two pages sharing one resource dictionary that names Helvetica and
 // Courier; the first page draws with Helvetica only, the second with Courier.
 QByteArray sharedResourcesPDF();
+// A file's bytes; empty when it can't be read.
+QByteArray readFile(const QString &path);
 // Writes bytes to a file; fails the test on error.
 QString writeFile(const QString &path, const QByteArray &bytes);
 

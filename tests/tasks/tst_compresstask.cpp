@@ -21,12 +21,6 @@ namespace {
 const Progress kNoProgress = [](int, int) {};
 const IsCancelled kNotCancelled = [] { return false; };
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 bool finish(Job &job) { return QTest::qWaitFor([&] { return !job.isRunning(); }, 120000); }
 
 } // namespace
@@ -130,7 +124,7 @@ private Q_SLOTS:
     {
         const QString dir = folder(QStringLiteral("job"));
         const QString source = writeFile(dir + QStringLiteral("/Report.pdf"), photoPDF(2, QSize(1600, 2000), 92));
-        const QByteArray original = readAll(source);
+        const QByteArray original = readFile(source);
         const auto file = intake(source);
         QVERIFY(file);
         QStringList destinations;
@@ -160,7 +154,7 @@ private Q_SLOTS:
         }
         QCOMPARE(destinations, (QStringList{QStringLiteral("Report compressed.pdf"),
                                             QStringLiteral("Report compressed 2.pdf")}));
-        QCOMPARE(readAll(source), original);
+        QCOMPARE(readFile(source), original);
     }
 
     void aFileThatCantShrinkIsCopied()
@@ -181,7 +175,7 @@ private Q_SLOTS:
                                                           "so the copy is unchanged (")),
                  qPrintable(outcome.detail));
         QVERIFY(outcome.detail.endsWith(QStringLiteral(" bytes).")) || outcome.detail.endsWith(QStringLiteral(" kB).")));
-        QCOMPARE(readAll(destination), readAll(source));
+        QCOMPARE(readFile(destination), readFile(source));
     }
 
     void failuresAreTheJobsMessage_data()
