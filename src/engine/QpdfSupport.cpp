@@ -8,6 +8,21 @@
 
 namespace qpdfsupport {
 
+std::string number(double v)
+{
+    if (!std::isfinite(v))
+        return "0";
+    const double rounded = std::round(v);
+    if (std::abs(v - rounded) < 1e-6)
+        return std::to_string(static_cast<long long>(rounded));
+    std::string s = QString::number(v, 'f', 5).toStdString();
+    while (!s.empty() && s.back() == '0')
+        s.pop_back();
+    if (!s.empty() && s.back() == '.')
+        s.pop_back();
+    return s == "-0" ? "0" : s;
+}
+
 std::shared_ptr<QPDF> newQPDF()
 {
     auto q = std::make_shared<QPDF>();

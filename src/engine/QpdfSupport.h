@@ -1,7 +1,7 @@
 #pragma once
 
-// Small helpers over qpdf shared by the engine's own files. Not for other
-// layers: qpdf types stay inside the engine.
+// Small helpers over qpdf shared by the engine's own files and the text
+// layer that writes into rebuilt pages. Not for the layers above.
 
 #include "PDFDocument.h"
 
@@ -15,6 +15,9 @@
 #include <memory>
 
 namespace qpdfsupport {
+
+// Numbers for content streams: short, no exponent.
+std::string number(double v);
 
 // A QPDF that keeps its warnings to itself and repairs what it can.
 std::shared_ptr<QPDF> newQPDF();

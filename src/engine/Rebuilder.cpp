@@ -35,21 +35,7 @@ QString tr(const char *text) { return QCoreApplication::translate("PDFOps", text
 
 QPDFObjectHandle name(const char *n) { return QPDFObjectHandle::newName(n); }
 
-// Numbers for content streams: short, no exponent.
-std::string num(double v)
-{
-    if (!std::isfinite(v))
-        return "0";
-    const double rounded = std::round(v);
-    if (std::abs(v - rounded) < 1e-6)
-        return std::to_string(static_cast<long long>(rounded));
-    std::string s = QString::number(v, 'f', 5).toStdString();
-    while (!s.empty() && s.back() == '0')
-        s.pop_back();
-    if (!s.empty() && s.back() == '.')
-        s.pop_back();
-    return s == "-0" ? "0" : s;
-}
+std::string num(double v) { return qpdfsupport::number(v); }
 
 QPDFObjectHandle rectangle(double x0, double y0, double x1, double y1)
 {

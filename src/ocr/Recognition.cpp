@@ -1,0 +1,303 @@
+#include "PDFError.h"
+#include "Searchable.h"
+
+#include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
+#include <tesseract/resultiterator.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTransform>
+
+#include <cmath>
+#include <memory>
+
+namespace {
+
+QString tr(const char *text) { return QCoreApplication::translate("Searchable", text); }
+
+// A word as tesseract found it on the picture it was given: pixels, y down.
+struct Found {
+    QString text;
+    int left, top, right, bottom;
+    float confidence;
+};
+
+struct Line {
+    std::vector<Found> words;
+    bool hasBaseline = false;
+    int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+};
+
+// The baseline's height under x.
+double baselineAt(const Line &line, double x)
+{
+    if (line.x2 == line.x1)
+        return line.y1;
+    return line.y1 + double(line.y2 - line.y1) * (x - line.x1) / double(line.x2 - line.x1);
+}
+
+// The words of one line, each box running from the line's ascent above its
+// baseline to the line's descent below it: readers then see one line of
+// equal height, even when the scan is a little crooked and the baseline
+// climbs along the line.
+void addLine(const Line &line, QSize size, QList<Searchable::Word> &out)
+{
+    if (line.words.empty())
+        return;
+    double ascent = 0, descent = 0;
+    for (const auto &w : line.words) {
+        const double base = line.hasBaseline ? baselineAt(line, (w.left + w.right) / 2.0) : w.bottom;
+        ascent = std::max(ascent, base - w.top);
+        descent = std::max(descent, w.bottom - base);
+    }
+    const double width = size.width(), height = size.height();
+    for (size_t i = 0; i < line.words.size(); ++i) {
+        const auto &w = line.words[i];
+        double top = w.top, bottom = w.bottom;
+        if (line.hasBaseline) {
+            const double base = baselineAt(line, (w.left + w.right) / 2.0);
+            top = base - ascent;
+            bottom = base + descent;
+        }
+        top = std::clamp(top, 0.0, height);
+        bottom = std::clamp(bottom, top, height);
+        Searchable::Word word;
+        word.text = w.text;
+        word.box = QRectF(w.left / width, 1.0 - bottom / height, (w.right - w.left) / width,
+                          (bottom - top) / height);
+        word.spaceAfter = i + 1 < line.words.size();
+        if (word.box.width() > 0 && word.box.height() > 0)
+            out.append(word);
+    }
+}
+
+// Turns a normalised rectangle (y up) a quarter turn counter-clockwise
+// `quarters` times about the picture's centre.
+QRectF turned(const QRectF &box, int quarters)
+{
+    QRectF r = box;
+    for (int i = 0; i < (quarters % 4 + 4) % 4; ++i)
+        r = QRectF(1.0 - r.bottom(), r.left(), r.height(), r.width());
+    return r;
+}
+
+QStringList dataFolderCandidates()
+{
+    QStringList folders;
+    const QString prefix = qEnvironmentVariable("TESSDATA_PREFIX");
+    if (!prefix.isEmpty())
+        folders << prefix << QDir(prefix).filePath(QStringLiteral("tessdata"));
+    folders << QStringLiteral("/usr/share/tesseract-ocr/5/tessdata")
+            << QStringLiteral("/usr/share/tesseract-ocr/4.00/tessdata")
+            << QStringLiteral("/usr/share/tessdata") << QStringLiteral("/usr/local/share/tessdata");
+    return folders;
+}
+
+bool stopRequested(void *data, int)
+{
+    const auto *stop = static_cast<const std::function<bool()> *>(data);
+    return *stop && (*stop)();
+}
+
+} // namespace
+
+namespace Searchable {
+
+bool hasText(const QString &plainText) { return plainText.trimmed().toUcs4().size() > 19; }
+
+QString languageDataFolder()
+{
+    for (const QString &folder : dataFolderCandidates())
+        if (QFileInfo::exists(QDir(folder).filePath(QStringLiteral("eng.traineddata"))))
+            return folder;
+    for (const QString &folder : dataFolderCandidates())
+        if (!QDir(folder).entryList({QStringLiteral("*.traineddata")}, QDir::Files).isEmpty())
+            return folder;
+    return {};
+}
+
+QStringList installedLanguages()
+{
+    QStringList codes;
+    const QString folder = languageDataFolder();
+    if (folder.isEmpty())
+        return codes;
+    for (const QFileInfo &file :
+         QDir(folder).entryInfoList({QStringLiteral("*.traineddata")}, QDir::Files, QDir::Name)) {
+        const QString code = file.completeBaseName();
+        if (code != QLatin1String("osd") && code != QLatin1String("equ"))
+            codes << code;
+    }
+    return codes;
+}
+
+struct Engine::Private {
+    tesseract::TessBaseAPI reader;
+    std::unique_ptr<tesseract::TessBaseAPI> orientation; // made when first needed
+    QString folder;
+    std::function<bool()> stop;
+
+    // Reads an upright picture (grey, 8 bits).
+    QList<Word> read(const QImage &grey, double *meanConfidence)
+    {
+        reader.SetImage(grey.constBits(), grey.width(), grey.height(), 1,
+                        int(grey.bytesPerLine()));
+        reader.SetSourceResolution(resolution(grey));
+        tesseract::ETEXT_DESC monitor;
+        monitor.cancel = stopRequested;
+        monitor.cancel_this = &stop;
+        if (reader.Recognize(&monitor) != 0) {
+            reader.Clear();
+            if (stop && stop())
+                return {};
+            throw PDFError::failed(tr("The page couldn't be read."));
+        }
+        QList<Word> words;
+        std::unique_ptr<tesseract::ResultIterator> it(reader.GetIterator());
+        Line line;
+        double confidenceSum = 0;
+        int counted = 0;
+        if (it && !it->Empty(tesseract::RIL_WORD)) {
+            do {
+                if (it->Empty(tesseract::RIL_WORD))
+                    continue;
+                if (it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
+                    addLine(line, grey.size(), words);
+                    line = Line{};
+                    line.hasBaseline = it->Baseline(tesseract::RIL_TEXTLINE, &line.x1, &line.y1,
+                                                    &line.x2, &line.y2);
+                }
+                std::unique_ptr<char[]> text(it->GetUTF8Text(tesseract::RIL_WORD));
+                Found found{};
+                if (!text || !it->BoundingBox(tesseract::RIL_WORD, &found.left, &found.top,
+                                              &found.right, &found.bottom))
+                    continue;
+                found.confidence = it->Confidence(tesseract::RIL_WORD);
+                confidenceSum += found.confidence;
+                ++counted;
+                const QStringList parts = QString::fromUtf8(text.get()).split(
+                    QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+                // A word with spaces inside (rare) is shared out by characters.
+                qsizetype total = 0;
+                for (const auto &part : parts)
+                    total += part.size();
+                double x = found.left;
+                for (const auto &part : parts) {
+                    Found piece = found;
+                    piece.text = part;
+                    const double share =
+                        double(found.right - found.left) * double(part.size()) / double(total);
+                    piece.left = int(std::lround(x));
+                    piece.right = int(std::lround(x + share));
+                    x += share;
+                    if (piece.right > piece.left && piece.bottom > piece.top)
+                        line.words.push_back(piece);
+                }
+            } while (it->Next(tesseract::RIL_WORD));
+        }
+        addLine(line, grey.size(), words);
+        reader.Clear();
+        if (meanConfidence)
+            *meanConfidence = counted ? confidenceSum / counted : 0;
+        return words;
+    }
+
+    static int resolution(const QImage &image)
+    {
+        const int dpi = int(std::lround(image.dotsPerMeterX() * 0.0254));
+        return dpi >= 50 && dpi <= 2400 ? dpi : 200;
+    }
+
+    // How far the picture is turned from upright, counter-clockwise, in
+    // quarter turns; nothing when tesseract can't tell.
+    std::optional<int> quartersTurned(const QImage &grey)
+    {
+        if (!orientation) {
+            orientation = std::make_unique<tesseract::TessBaseAPI>();
+            if (orientation->Init(folder.toUtf8().constData(), "osd",
+                                  tesseract::OEM_TESSERACT_ONLY)
+                != 0) {
+                orientation.reset();
+                return std::nullopt;
+            }
+            orientation->SetVariable("debug_file", "/dev/null");
+            orientation->SetPageSegMode(tesseract::PSM_OSD_ONLY);
+        }
+        orientation->SetImage(grey.constBits(), grey.width(), grey.height(), 1,
+                              int(grey.bytesPerLine()));
+        orientation->SetSourceResolution(resolution(grey));
+        int degrees = 0;
+        float confidence = 0;
+        const char *script = nullptr;
+        float scriptConfidence = 0;
+        const bool found = orientation->DetectOrientationScript(&degrees, &confidence, &script,
+                                                               &scriptConfidence);
+        orientation->Clear();
+        if (!found || confidence < 1.5f)
+            return std::nullopt;
+        // tesseract gives the clockwise turn of the picture.
+        return ((360 - degrees) / 90) % 4;
+    }
+};
+
+Engine::Engine(const QStringList &languages) : d(new Private)
+{
+    d->folder = languageDataFolder();
+    const QString wanted =
+        languages.isEmpty() ? QStringLiteral("eng") : languages.join(QLatin1Char('+'));
+    if (d->folder.isEmpty()
+        || d->reader.Init(d->folder.toUtf8().constData(), wanted.toUtf8().constData(),
+                          tesseract::OEM_LSTM_ONLY)
+               != 0) {
+        delete d;
+        d = nullptr;
+        throw PDFError::failed(
+            tr("The recognition data for “%1” couldn't be loaded.").arg(wanted));
+    }
+    d->reader.SetVariable("debug_file", "/dev/null");
+    d->reader.SetPageSegMode(tesseract::PSM_AUTO);
+}
+
+Engine::~Engine() { delete d; }
+
+void Engine::setStopTest(std::function<bool()> stop) { d->stop = std::move(stop); }
+
+QList<Word> Engine::recognize(const QImage &image)
+{
+    if (image.isNull() || image.width() < 3 || image.height() < 3)
+        return {};
+    const QImage grey = image.convertToFormat(QImage::Format_Grayscale8);
+    double confidence = 0;
+    QList<Word> words = d->read(grey, &confidence);
+    if (d->stop && d->stop())
+        return {};
+    // A page that reads badly may be lying on its side or upside down.
+    if (confidence >= 60 && words.size() >= 3)
+        return words;
+    const auto quarters = d->quartersTurned(grey);
+    if (!quarters || *quarters == 0)
+        return words;
+    QImage upright = grey.transformed(QTransform().rotate(90.0 * *quarters));
+    upright.setDotsPerMeterX(grey.dotsPerMeterX());
+    upright.setDotsPerMeterY(grey.dotsPerMeterY());
+    double turnedConfidence = 0;
+    QList<Word> turnedWords = d->read(upright, &turnedConfidence);
+    if (turnedConfidence <= confidence && turnedWords.size() <= words.size())
+        return words;
+    for (auto &word : turnedWords) {
+        word.box = turned(word.box, *quarters);
+        word.angle = 90 * *quarters;
+    }
+    return turnedWords;
+}
+
+QList<Word> recognize(const QImage &image, const QStringList &languages)
+{
+    Engine engine(languages);
+    return engine.recognize(image);
+}
+
+} // namespace Searchable
