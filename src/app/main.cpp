@@ -1,5 +1,6 @@
 #include "AppController.h"
 #include "AppIcon.h"
+#include "Searchable.h"
 #include "SelfTest.h"
 #include "SingleInstance.h"
 #include "Symbols.h"
@@ -27,6 +28,7 @@ extern "C" void onSignal(int signal)
 
 int main(int argc, char *argv[])
 {
+    Searchable::limitRecognitionThreads(argv);
     bool selfTest = false;
     for (int i = 1; i < argc; ++i)
         if (qstrcmp(argv[i], "--selftest") == 0)

@@ -36,13 +36,14 @@ inline int defaultCount()
 // (position → Result). An exception from a page function reaches the caller
 // when it takes that page; PDFError::cancelled() when cancelled while
 // waiting. The destructor stops and joins the workers.
-template <typename Result>
-class Pipeline {
+template <typename Result> class Pipeline {
 public:
     Pipeline(int count, int workers, std::function<std::function<Result(int)>()> makeWorker,
              IsCancelled isCancelled)
-        : m_count(std::max(count, 0)), m_makeWorker(std::move(makeWorker)),
-          m_isCancelled(std::move(isCancelled)), m_slots(static_cast<size_t>(m_count))
+        : m_count(std::max(count, 0))
+        , m_makeWorker(std::move(makeWorker))
+        , m_isCancelled(std::move(isCancelled))
+        , m_slots(static_cast<size_t>(m_count))
     {
         if (m_count == 0)
             return;

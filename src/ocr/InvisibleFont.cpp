@@ -145,8 +145,7 @@ QByteArray nameTable()
     put16(t, quint16(6 + 12 * ids.size()));
     QByteArray strings;
     for (quint16 id : ids) {
-        const QByteArray value =
-            id == 2 ? QByteArray("\0R\0e\0g\0u\0l\0a\0r", 14) : utf16;
+        const QByteArray value = id == 2 ? QByteArray("\0R\0e\0g\0u\0l\0a\0r", 14) : utf16;
         put16(t, 3);
         put16(t, 1);
         put16(t, 0x409);
@@ -162,14 +161,14 @@ QByteArray nameTable()
 QByteArray os2Table()
 {
     QByteArray t;
-    put16(t, 4);    // version
-    put16(t, 500);  // average width
-    put16(t, 400);  // weight
-    put16(t, 5);    // width
-    put16(t, 0);    // embedding: installable
+    put16(t, 4);   // version
+    put16(t, 500); // average width
+    put16(t, 400); // weight
+    put16(t, 5);   // width
+    put16(t, 0);   // embedding: installable
     for (int i = 0; i < 10; ++i)
-        put16(t, 0); // sub/superscript, strikeout
-    put16(t, 0);     // family class
+        put16(t, 0);                // sub/superscript, strikeout
+    put16(t, 0);                    // family class
     t.append(QByteArray(10, '\0')); // panose
     for (int i = 0; i < 4; ++i)
         put32(t, 0); // unicode ranges
@@ -184,7 +183,7 @@ QByteArray os2Table()
     put16(t, 0);      // win descent
     put32(t, 1);      // code page ranges
     put32(t, 0);
-    put16(t, 500); // x height
+    put16(t, 500);  // x height
     put16(t, 1000); // cap height
     put16(t, 0);    // default char
     put16(t, 0x20); // break char
@@ -212,7 +211,7 @@ QByteArray buildProgram()
         QByteArray data;
     };
     // In tag order, as the table directory wants them.
-    std::vector<Table> tables{{"OS/2", os2Table()}, {"cmap", cmapTable()}, {"glyf", QByteArray()},
+    std::vector<Table> tables{{"OS/2", os2Table()},  {"cmap", cmapTable()}, {"glyf", QByteArray()},
                               {"head", headTable()}, {"hhea", hheaTable()}, {"hmtx", hmtxTable()},
                               {"loca", locaTable()}, {"maxp", maxpTable()}, {"name", nameTable()},
                               {"post", postTable()}};
@@ -250,7 +249,10 @@ QByteArray buildProgram()
     return font;
 }
 
-QPDFObjectHandle name(const char *n) { return QPDFObjectHandle::newName(n); }
+QPDFObjectHandle name(const char *n)
+{
+    return QPDFObjectHandle::newName(n);
+}
 
 QByteArray hex16(quint32 v)
 {
@@ -276,7 +278,8 @@ QByteArray InvisibleFont::program()
     return built;
 }
 
-InvisibleFont::InvisibleFont(QPDF &document) : m_document(document)
+InvisibleFont::InvisibleFont(QPDF &document)
+    : m_document(document)
 {
     const QByteArray bytes = program();
     auto file = QPDFObjectHandle::newStream(&document, bytes.toStdString());
@@ -362,11 +365,10 @@ void InvisibleFont::finish()
         if (code != 0)
             entries.emplace_back(code, character);
     std::sort(entries.begin(), entries.end());
-    QByteArray cmap =
-        "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
-        "/CIDSystemInfo << /Registry (Adobe) /Ordering (UCS) /Supplement 0 >> def\n"
-        "/CMapName /Adobe-Identity-UCS def\n/CMapType 2 def\n"
-        "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n";
+    QByteArray cmap = "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
+                      "/CIDSystemInfo << /Registry (Adobe) /Ordering (UCS) /Supplement 0 >> def\n"
+                      "/CMapName /Adobe-Identity-UCS def\n/CMapType 2 def\n"
+                      "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n";
     for (size_t i = 0; i < entries.size(); i += 100) {
         const size_t end = std::min(entries.size(), i + 100);
         cmap += QByteArray::number(qulonglong(end - i)) + " beginbfchar\n";

@@ -12,11 +12,16 @@
 #include <QTransform>
 
 #include <cmath>
+#include <cstdlib>
 #include <memory>
+#include <unistd.h>
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("Searchable", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Searchable", text);
+}
 
 // A word as tesseract found it on the picture it was given: pixels, y down.
 struct Found {
@@ -49,7 +54,8 @@ void addLine(const Line &line, QSize size, QList<Searchable::Word> &out)
         return;
     double ascent = 0, descent = 0;
     for (const auto &w : line.words) {
-        const double base = line.hasBaseline ? baselineAt(line, (w.left + w.right) / 2.0) : w.bottom;
+        const double base =
+            line.hasBaseline ? baselineAt(line, (w.left + w.right) / 2.0) : w.bottom;
         ascent = std::max(ascent, base - w.top);
         descent = std::max(descent, w.bottom - base);
     }
@@ -106,7 +112,19 @@ bool stopRequested(void *data, int)
 
 namespace Searchable {
 
-bool hasText(const QString &plainText) { return plainText.trimmed().toUcs4().size() > 19; }
+void limitRecognitionThreads(char *argv[])
+{
+    if (std::getenv("OMP_THREAD_LIMIT"))
+        return;
+    ::setenv("OMP_THREAD_LIMIT", "1", 1);
+    ::execv("/proc/self/exe", argv);
+    // Still here: run on with tesseract's own threads rather than not at all.
+}
+
+bool hasText(const QString &plainText)
+{
+    return plainText.trimmed().toUcs4().size() > 19;
+}
 
 QString languageDataFolder()
 {
@@ -143,8 +161,7 @@ struct Engine::Private {
     // Reads an upright picture (grey, 8 bits).
     QList<Word> read(const QImage &grey, double *meanConfidence)
     {
-        reader.SetImage(grey.constBits(), grey.width(), grey.height(), 1,
-                        int(grey.bytesPerLine()));
+        reader.SetImage(grey.constBits(), grey.width(), grey.height(), 1, int(grey.bytesPerLine()));
         reader.SetSourceResolution(resolution(grey));
         tesseract::ETEXT_DESC monitor;
         monitor.cancel = stopRequested;
@@ -178,8 +195,9 @@ struct Engine::Private {
                 found.confidence = it->Confidence(tesseract::RIL_WORD);
                 confidenceSum += found.confidence;
                 ++counted;
-                const QStringList parts = QString::fromUtf8(text.get()).split(
-                    QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+                const QStringList parts =
+                    QString::fromUtf8(text.get())
+                        .split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
                 // A word with spaces inside (rare) is shared out by characters.
                 qsizetype total = 0;
                 for (const auto &part : parts)
@@ -218,8 +236,7 @@ struct Engine::Private {
         if (!orientation) {
             orientation = std::make_unique<tesseract::TessBaseAPI>();
             if (orientation->Init(folder.toUtf8().constData(), "osd",
-                                  tesseract::OEM_TESSERACT_ONLY)
-                != 0) {
+                                  tesseract::OEM_TESSERACT_ONLY) != 0) {
                 orientation.reset();
                 return std::nullopt;
             }
@@ -233,8 +250,8 @@ struct Engine::Private {
         float confidence = 0;
         const char *script = nullptr;
         float scriptConfidence = 0;
-        const bool found = orientation->DetectOrientationScript(&degrees, &confidence, &script,
-                                                               &scriptConfidence);
+        const bool found =
+            orientation->DetectOrientationScript(&degrees, &confidence, &script, &scriptConfidence);
         orientation->Clear();
         if (!found || confidence < 1.5f)
             return std::nullopt;
@@ -243,27 +260,32 @@ struct Engine::Private {
     }
 };
 
-Engine::Engine(const QStringList &languages) : d(new Private)
+Engine::Engine(const QStringList &languages)
+    : d(new Private)
 {
     d->folder = languageDataFolder();
     const QString wanted =
         languages.isEmpty() ? QStringLiteral("eng") : languages.join(QLatin1Char('+'));
-    if (d->folder.isEmpty()
-        || d->reader.Init(d->folder.toUtf8().constData(), wanted.toUtf8().constData(),
-                          tesseract::OEM_LSTM_ONLY)
-               != 0) {
+    if (d->folder.isEmpty() ||
+        d->reader.Init(d->folder.toUtf8().constData(), wanted.toUtf8().constData(),
+                       tesseract::OEM_LSTM_ONLY) != 0) {
         delete d;
         d = nullptr;
-        throw PDFError::failed(
-            tr("The recognition data for “%1” couldn't be loaded.").arg(wanted));
+        throw PDFError::failed(tr("The recognition data for “%1” couldn't be loaded.").arg(wanted));
     }
     d->reader.SetVariable("debug_file", "/dev/null");
     d->reader.SetPageSegMode(tesseract::PSM_AUTO);
 }
 
-Engine::~Engine() { delete d; }
+Engine::~Engine()
+{
+    delete d;
+}
 
-void Engine::setStopTest(std::function<bool()> stop) { d->stop = std::move(stop); }
+void Engine::setStopTest(std::function<bool()> stop)
+{
+    d->stop = std::move(stop);
+}
 
 QList<Word> Engine::recognize(const QImage &image)
 {
@@ -274,8 +296,14 @@ QList<Word> Engine::recognize(const QImage &image)
     QList<Word> words = d->read(grey, &confidence);
     if (d->stop && d->stop())
         return {};
-    // A page that reads badly may be lying on its side or upside down.
-    if (confidence >= 60 && words.size() >= 3)
+    // A page that reads badly may be lying on its side or upside down; one
+    // on its side also shows as "words" standing taller than they are wide.
+    qsizetype standing = 0;
+    for (const auto &word : words)
+        if (word.text.size() >= 3 &&
+            word.box.height() * grey.height() > word.box.width() * grey.width())
+            ++standing;
+    if (confidence >= 60 && words.size() >= 3 && standing * 5 < words.size())
         return words;
     const auto quarters = d->quartersTurned(grey);
     if (!quarters || *quarters == 0)
@@ -285,7 +313,10 @@ QList<Word> Engine::recognize(const QImage &image)
     upright.setDotsPerMeterY(grey.dotsPerMeterY());
     double turnedConfidence = 0;
     QList<Word> turnedWords = d->read(upright, &turnedConfidence);
-    if (turnedConfidence <= confidence && turnedWords.size() <= words.size())
+    // Words read standing up can't be laid over the page as they are: the
+    // turned reading wins then, and otherwise when it reads better.
+    const bool readStanding = standing * 2 >= words.size() && !words.isEmpty();
+    if (!readStanding && turnedConfidence <= confidence && turnedWords.size() <= words.size())
         return words;
     for (auto &word : turnedWords) {
         word.box = turned(word.box, *quarters);

@@ -18,9 +18,15 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("Searchable", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Searchable", text);
+}
 
-QByteArray num(double v) { return QByteArray::fromStdString(qpdfsupport::number(v)); }
+QByteArray num(double v)
+{
+    return QByteArray::fromStdString(qpdfsupport::number(v));
+}
 
 // What a worker made of one page.
 struct PageResult {
@@ -43,17 +49,10 @@ Run runOf(const Searchable::Word &word, const QRectF &frame)
     const QRectF r = Searchable::placeOnFrame(word.box, frame);
     Run run;
     switch ((word.angle % 360 + 360) % 360) {
-    case 90:
-        run = {QPointF(r.right(), r.top()), 0, 1, r.height(), r.width()};
-        break;
-    case 180:
-        run = {QPointF(r.right(), r.bottom()), -1, 0, r.width(), r.height()};
-        break;
-    case 270:
-        run = {QPointF(r.left(), r.bottom()), 0, -1, r.height(), r.width()};
-        break;
-    default:
-        run = {QPointF(r.left(), r.top()), 1, 0, r.width(), r.height()};
+    case 90: run = {QPointF(r.right(), r.top()), 0, 1, r.height(), r.width()}; break;
+    case 180: run = {QPointF(r.right(), r.bottom()), -1, 0, r.width(), r.height()}; break;
+    case 270: run = {QPointF(r.left(), r.bottom()), 0, -1, r.height(), r.width()}; break;
+    default: run = {QPointF(r.left(), r.top()), 1, 0, r.width(), r.height()};
     }
     return run;
 }
@@ -80,7 +79,10 @@ QRectF placeOnFrame(const QRectF &box, const QRectF &frame)
                   box.height() * frame.height());
 }
 
-bool hasText(const DrawingDocument &doc, int index) { return hasText(doc.text(index)); }
+bool hasText(const DrawingDocument &doc, int index)
+{
+    return hasText(doc.text(index));
+}
 
 void drawInvisible(const Word &word, const QRectF &frame, InvisibleFont &font,
                    const QByteArray &fontName, QByteArray &ops, const Word *next)
@@ -93,9 +95,9 @@ void drawInvisible(const Word &word, const QRectF &frame, InvisibleFont &font,
     const double size = run.across;
     if (glyphs == 0 || size <= 0 || run.along <= 0)
         return;
-    ops += "BT 3 Tr " + fontName + ' ' + num(size) + " Tf " + num(run.cosine) + ' '
-         + num(run.sine) + ' ' + num(-run.sine) + ' ' + num(run.cosine) + ' '
-         + num(run.origin.x()) + ' ' + num(run.origin.y()) + " Tm\n";
+    ops += "BT 3 Tr " + fontName + ' ' + num(size) + " Tf " + num(run.cosine) + ' ' +
+           num(run.sine) + ' ' + num(-run.sine) + ' ' + num(run.cosine) + ' ' +
+           num(run.origin.x()) + ' ' + num(run.origin.y()) + " Tm\n";
     show(code, glyphs, run.along, size, ops);
     // A real space up to the next word on the line, so that copying the line
     // gives its words apart whatever the reader makes of the gap.
@@ -191,13 +193,11 @@ Stats make(PDFDocument &from, const QString &to, const Options &options,
 
     auto hook = [&](PDFOps::RebuildPage &page) {
         if (!pipeline)
-            pipeline = std::make_unique<PageWorkers::Pipeline<PageResult>>(
-                page.count, workers, makeWorker, isCancelled);
+            pipeline = std::make_unique<PageWorkers::Pipeline<PageResult>>(page.count, workers,
+                                                                           makeWorker, isCancelled);
         PageResult result = pipeline->take(page.index);
         switch (result.kind) {
-        case PageResult::Kind::Skipped:
-            ++stats.pagesSkipped;
-            break;
+        case PageResult::Kind::Skipped: ++stats.pagesSkipped; break;
         case PageResult::Kind::Failed:
             if (!recordedError)
                 recordedError = result.error;
@@ -216,8 +216,7 @@ Stats make(PDFDocument &from, const QString &to, const Options &options,
             ++stats.pagesRead;
             stats.words += int(result.words.size());
             break;
-        case PageResult::Kind::NotDrawn:
-            break;
+        case PageResult::Kind::NotDrawn: break;
         }
         if (page.index == page.count - 1) {
             if (font)

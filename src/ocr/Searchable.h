@@ -110,6 +110,12 @@ void drawWords(const QList<Word> &words, const QRectF &frame, InvisibleFont &fon
 // The word's rectangle in the frame (x and y scaled by the frame's size).
 QRectF placeOnFrame(const QRectF &normalisedBox, const QRectF &frame);
 
+// tesseract's OpenMP threads fight the program's own workers, and the limit
+// only takes when it is in the environment before the process starts: call
+// first thing in main. Starts the program again with OMP_THREAD_LIMIT=1
+// unless it is set already.
+void limitRecognitionThreads(char *argv[]);
+
 // Languages whose recognition data is installed, as tesseract codes, sorted
 // ("osd" and "equ" are not languages).
 QStringList installedLanguages();

@@ -9,14 +9,30 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("Searchable", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Searchable", text);
+}
 
 const char *const kLanguagesKey = "searchable/languages";
 const QString kEnglish = QStringLiteral("eng");
 
 // "3,412": the same grouping whatever the user's locale, like the other
 // figures the program prints.
-QString count(int n) { return QLocale::c().toString(n); }
+QString count(int n)
+{
+    return QLocale::c().toString(n);
+}
+
+// The window's settings, also from quirebook-cli (which has no organisation
+// of its own), so that both read with the languages chosen last.
+std::unique_ptr<QSettings> settings()
+{
+    if (QCoreApplication::organizationName().isEmpty())
+        return std::make_unique<QSettings>(QStringLiteral("Quirebook"),
+                                           QStringLiteral("Quirebook"));
+    return std::make_unique<QSettings>();
+}
 
 } // namespace
 
@@ -29,10 +45,22 @@ QString searchableExplanation()
               "looks exactly the same, but you can search it, select text and copy it.");
 }
 
-QString searchableSkipToggle() { return tr("Skip pages that already have text"); }
-QString searchableButton() { return tr("Make Searchable"); }
-QString searchableJobTitle() { return tr("Reading"); }
-QString searchableSuffix() { return QStringLiteral("searchable"); }
+QString searchableSkipToggle()
+{
+    return tr("Skip pages that already have text");
+}
+QString searchableButton()
+{
+    return tr("Make Searchable");
+}
+QString searchableJobTitle()
+{
+    return tr("Reading");
+}
+QString searchableSuffix()
+{
+    return QStringLiteral("searchable");
+}
 
 QString searchableDetail(const Searchable::Stats &stats)
 {
@@ -84,7 +112,7 @@ QString languageName(const QString &code)
 
 QStringList rememberedLanguages()
 {
-    QStringList codes = QSettings().value(QLatin1String(kLanguagesKey)).toStringList();
+    QStringList codes = settings()->value(QLatin1String(kLanguagesKey)).toStringList();
     codes.removeAll(kEnglish);
     codes.removeDuplicates();
     return codes;
@@ -95,7 +123,7 @@ void rememberLanguages(const QStringList &extra)
     QStringList codes = extra;
     codes.removeAll(kEnglish);
     codes.removeDuplicates();
-    QSettings().setValue(QLatin1String(kLanguagesKey), codes);
+    settings()->setValue(QLatin1String(kLanguagesKey), codes);
 }
 
 QStringList languagesFor(const std::optional<QStringList> &chosen)

@@ -29,9 +29,9 @@ QString searchableSummary(const Searchable::Stats &stats);
 
 // Languages: English is always read; the user may add one more (or several)
 // of those installed. The choice is remembered for the next run.
-QStringList searchableLanguages();                  // installed codes, English first
-QString languageName(const QString &code);          // "deu" → "German"
-QStringList rememberedLanguages();                  // the extra ones chosen last (not "eng")
+QStringList searchableLanguages();         // installed codes, English first
+QString languageName(const QString &code); // "deu" → "German"
+QStringList rememberedLanguages();         // the extra ones chosen last (not "eng")
 void rememberLanguages(const QStringList &extra);
 // What a run reads when it is given `chosen` ("deu+fra" split into codes),
 // or nothing: English plus the remembered ones.

@@ -17,8 +17,8 @@ QStringList bookmarks(const QString &path)
             for (const auto &item : items) {
                 const auto dest = item.destination();
                 const int page = dest ? dest->pageNumber() : 0;
-                lines << QString(depth * 2, u' ') + item.name() + QStringLiteral("→")
-                             + QString::number(page);
+                lines << QString(depth * 2, u' ') + item.name() + QStringLiteral("→") +
+                             QString::number(page);
                 walk(item.children(), depth + 1);
             }
         };
@@ -50,6 +50,29 @@ QString title(const QString &path)
 {
     auto doc = Poppler::Document::load(path);
     return doc ? doc->info(QStringLiteral("Title")) : QString();
+}
+
+QList<Word> words(const QString &path, int index)
+{
+    QList<Word> out;
+    auto doc = Poppler::Document::load(path);
+    if (!doc || doc->isLocked() || index >= doc->numPages())
+        return out;
+    auto page = doc->page(index);
+    if (!page)
+        return out;
+    for (const auto &box : page->textList())
+        out.append({box->text(), box->boundingBox()});
+    return out;
+}
+
+QList<QRectF> find(const QString &path, int index, const QString &text)
+{
+    auto doc = Poppler::Document::load(path);
+    if (!doc || doc->isLocked() || index >= doc->numPages())
+        return {};
+    auto page = doc->page(index);
+    return page ? page->search(text) : QList<QRectF>();
 }
 
 } // namespace PopplerCheck
