@@ -34,6 +34,10 @@ struct Line {
     std::vector<Found> words;
     bool hasBaseline = false;
     int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+    // How far the line's letters reach above and below its baseline, as
+    // tesseract measured the row: steadier than the words' own boxes, which
+    // a speck of dirt or a stroke through the line can stretch.
+    float above = 0, below = 0;
 };
 
 // The baseline's height under x.
@@ -100,6 +104,18 @@ QStringList dataFolderCandidates()
             << QStringLiteral("/usr/share/tesseract-ocr/4.00/tessdata")
             << QStringLiteral("/usr/share/tessdata") << QStringLiteral("/usr/local/share/tessdata");
     return folders;
+}
+
+// Rules, strokes and dirt come back as "words" of a stray mark or two that
+// tesseract itself doubts: they would only clutter searches and copies.
+bool isSpeck(const QString &text, float confidence)
+{
+    if (confidence >= 50)
+        return false;
+    for (const QChar c : text)
+        if (c.isLetterOrNumber())
+            return false;
+    return true;
 }
 
 bool stopRequested(void *data, int)
@@ -186,6 +202,13 @@ struct Engine::Private {
                     line = Line{};
                     line.hasBaseline = it->Baseline(tesseract::RIL_TEXTLINE, &line.x1, &line.y1,
                                                     &line.x2, &line.y2);
+                    float height = 0, descenders = 0, ascenders = 0;
+                    it->RowAttributes(&height, &descenders, &ascenders);
+                    if (line.hasBaseline && height > 0 && descenders <= 0 &&
+                        height + descenders > 0) {
+                        line.above = height + descenders;
+                        line.below = -descenders;
+                    }
                 }
                 std::unique_ptr<char[]> text(it->GetUTF8Text(tesseract::RIL_WORD));
                 Found found{};
@@ -193,6 +216,8 @@ struct Engine::Private {
                                               &found.right, &found.bottom))
                     continue;
                 found.confidence = it->Confidence(tesseract::RIL_WORD);
+                if (isSpeck(QString::fromUtf8(text.get()), found.confidence))
+                    continue;
                 confidenceSum += found.confidence;
                 ++counted;
                 const QStringList parts =
