@@ -17,11 +17,14 @@ QString tr(const char *text)
 const char *const kLanguagesKey = "searchable/languages";
 const QString kEnglish = QStringLiteral("eng");
 
-// "3,412": the same grouping whatever the user's locale, like the other
+// "3,412": grouped the same whatever the user's locale, like the other
 // figures the program prints.
 QString count(int n)
 {
-    return QLocale::c().toString(n);
+    QString digits = QString::number(n);
+    for (qsizetype at = digits.size() - 3; at > (n < 0 ? 1 : 0); at -= 3)
+        digits.insert(at, u',');
+    return digits;
 }
 
 // The window's settings, also from quirebook-cli (which has no organisation
