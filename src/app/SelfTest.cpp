@@ -3,6 +3,7 @@
 #include "PDFError.h"
 #include "PDFOps.h"
 #include "PageRanges.h"
+#include "Searchable.h"
 #include "Workspace.h"
 
 #include <QFile>
@@ -130,6 +131,19 @@ const std::vector<Check> &checks()
                  && failure->message()
                         == QStringLiteral("Page 20 doesn't exist; this PDF has 10 pages.")
                  && PageRanges::label({0, 1, 2}) == QStringLiteral("1–3");
+         }},
+        {"text recognition",
+         [](const QString &) {
+             // The language data is there and the engine starts; a blank
+             // picture gives no words.
+             if (!Searchable::installedLanguages().contains(QStringLiteral("eng")))
+                 return false;
+             try {
+                 Searchable::Engine engine({QStringLiteral("eng")});
+                 return engine.recognize(picture(400, 300, Qt::white)).isEmpty();
+             } catch (const PDFError &) {
+                 return false;
+             }
          }},
         {"error messages",
          [](const QString &) {

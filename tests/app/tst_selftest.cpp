@@ -17,6 +17,7 @@ private Q_SLOTS:
         const QStringList lines = result.out.trimmed().split(u'\n');
         QVERIFY(lines.size() >= 6);
         QCOMPARE(lines.last(), QStringLiteral("ALL PASSED"));
+        QVERIFY(lines.contains(QStringLiteral("PASS text recognition")));
         for (int i = 0; i < lines.size() - 1; ++i)
             QVERIFY2(lines[i].startsWith(QLatin1String("PASS ")), qPrintable(lines[i]));
     }
