@@ -75,7 +75,7 @@ int searchable(const QStringList &arguments)
 
     const QStringList paths = parser.positionalArguments();
     if (paths.isEmpty()) {
-        Cli::complain(tr("Name at least one PDF. Try “quirebook-cli searchable --help”."));
+        Cli::complain(tr("Name at least one PDF or picture. Try “quirebook-cli searchable --help”."));
         return Cli::Usage;
     }
     bool dpiIsNumber = false;
