@@ -260,12 +260,12 @@ struct Engine::Private {
     {
         if (!orientation) {
             orientation = std::make_unique<tesseract::TessBaseAPI>();
+            orientation->SetVariable("debug_file", "/dev/null");
             if (orientation->Init(folder.toUtf8().constData(), "osd",
                                   tesseract::OEM_TESSERACT_ONLY) != 0) {
                 orientation.reset();
                 return std::nullopt;
             }
-            orientation->SetVariable("debug_file", "/dev/null");
             orientation->SetPageSegMode(tesseract::PSM_OSD_ONLY);
         }
         orientation->SetImage(grey.constBits(), grey.width(), grey.height(), 1,
@@ -289,6 +289,8 @@ Engine::Engine(const QStringList &languages)
     : d(new Private)
 {
     d->folder = languageDataFolder();
+    // tesseract's own complaints would only muddle the message below.
+    d->reader.SetVariable("debug_file", "/dev/null");
     const QString wanted =
         languages.isEmpty() ? QStringLiteral("eng") : languages.join(QLatin1Char('+'));
     if (d->folder.isEmpty() ||
@@ -298,7 +300,6 @@ Engine::Engine(const QStringList &languages)
         d = nullptr;
         throw PDFError::failed(tr("The recognition data for “%1” couldn't be loaded.").arg(wanted));
     }
-    d->reader.SetVariable("debug_file", "/dev/null");
     d->reader.SetPageSegMode(tesseract::PSM_AUTO);
 }
 
