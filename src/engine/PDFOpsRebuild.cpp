@@ -16,6 +16,7 @@ void rebuild(PDFDocument &doc, const QString &destination,
     rebuilding::check(doc, QFileInfo(destination).fileName());
     rebuilding::Settings settings;
     settings.hook = hook;
+    settings.tighterJpegs = true;
     SafeWrite::write(
         destination,
         [&](const QString &temporary) {

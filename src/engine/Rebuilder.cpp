@@ -1,5 +1,7 @@
 #include "Rebuilder.h"
 
+#include "JpegTables.h"
+
 #include "ImagePlacements.h"
 #include "ImageRecompressor.h"
 #include "PDFError.h"
@@ -683,6 +685,38 @@ private:
         return m_target->makeIndirectObject(dict);
     }
 
+    // Pictures stay pixel for pixel what they were; only the coding of
+    // their JPEG data gets tighter.
+    void tightenJpegs()
+    {
+        for (auto &object : m_target->getAllObjects()) {
+            if (!object.isStream())
+                continue;
+            auto dict = object.getDict();
+            if (!dict.getKey("/Subtype").isNameAndEquals("/Image"))
+                continue;
+            auto filter = dict.getKey("/Filter");
+            if (filter.isArray() && filter.getArrayNItems() == 1)
+                filter = filter.getArrayItem(0);
+            if (!filter.isNameAndEquals("/DCTDecode"))
+                continue;
+            try {
+                const auto raw = object.getRawStreamData();
+                const QByteArray data(reinterpret_cast<const char *>(raw->getBuffer()),
+                                      qsizetype(raw->getSize()));
+                auto parms = dict.getKey("/DecodeParms");
+                if (parms.isArray())
+                    parms = parms.getArrayNItems() == 1 ? parms.getArrayItem(0)
+                                                        : QPDFObjectHandle::newNull();
+                if (const auto tighter = tighterJpeg(data))
+                    object.replaceStreamData(tighter->toStdString(),
+                                             QPDFObjectHandle::newName("/DCTDecode"), parms);
+            } catch (...) {
+                // Left as it was.
+            }
+        }
+    }
+
     void write(const QString &path)
     {
         auto info = m_target->getTrailer().getKey("/Info");
@@ -693,6 +727,8 @@ private:
         info.replaceKey("/Creator", QPDFObjectHandle::newUnicodeString("Quirebook"));
         info.replaceKey("/Producer", QPDFObjectHandle::newUnicodeString("Quirebook"));
 
+        if (m_settings.tighterJpegs)
+            tightenJpegs();
         const bool best = m_settings.bestCompression;
         try {
             QPDFWriter writer(*m_target, QFile::encodeName(path).constData());

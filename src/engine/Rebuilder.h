@@ -43,6 +43,7 @@ struct Settings {
     std::optional<ImageFilter> filter; // compress pictures
     PDFOps::PageHook hook;
     bool bestCompression = false; // recompress every stream at the best Flate level
+    bool tighterJpegs = false;     // JPEG pictures stored with their own Huffman tables
 };
 
 // What the picture work did, for the curious (benchmarks, tests).
