@@ -33,11 +33,20 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("PDFOps", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("PDFOps", text);
+}
 
-QPDFObjectHandle name(const char *n) { return QPDFObjectHandle::newName(n); }
+QPDFObjectHandle name(const char *n)
+{
+    return QPDFObjectHandle::newName(n);
+}
 
-std::string num(double v) { return qpdfsupport::number(v); }
+std::string num(double v)
+{
+    return qpdfsupport::number(v);
+}
 
 QPDFObjectHandle rectangle(double x0, double y0, double x1, double y1)
 {
@@ -49,7 +58,10 @@ QPDFObjectHandle rectangle(double x0, double y0, double x1, double y1)
 // than failing the whole file.
 class JoinedContent : public QPDFObjectHandle::StreamDataProvider {
 public:
-    explicit JoinedContent(std::vector<QPDFObjectHandle> streams) : m_streams(std::move(streams)) {}
+    explicit JoinedContent(std::vector<QPDFObjectHandle> streams)
+        : m_streams(std::move(streams))
+    {
+    }
     void provideStreamData(QPDFObjGen const &, Pipeline *pipeline) override
     {
         for (auto &stream : m_streams) {
@@ -114,10 +126,9 @@ std::vector<std::string> filtersOf(QPDFObjectHandle dict)
 
 bool generalFilters(const std::vector<std::string> &filters)
 {
-    static const std::set<std::string> general{"/FlateDecode", "/Fl",       "/LZWDecode",
-                                               "/LZW",         "/ASCII85Decode", "/A85",
-                                               "/ASCIIHexDecode", "/AHx",   "/RunLengthDecode",
-                                               "/RL"};
+    static const std::set<std::string> general{
+        "/FlateDecode",    "/Fl",  "/LZWDecode",       "/LZW", "/ASCII85Decode", "/A85",
+        "/ASCIIHexDecode", "/AHx", "/RunLengthDecode", "/RL"};
     for (auto &f : filters)
         if (!general.count(f))
             return false;
@@ -145,7 +156,8 @@ QByteArray bytesOf(const std::shared_ptr<Buffer> &buffer)
 class ImageJobs {
 public:
     ImageJobs(const ImageFilter &filter, rebuilding::Carrier &carry)
-        : m_filter(filter), m_carry(carry)
+        : m_filter(filter)
+        , m_carry(carry)
     {
         m_pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
         m_maxJobs = std::max(2, m_pool.maxThreadCount() * 2);
@@ -161,8 +173,8 @@ public:
         if (!input)
             return;
         const qint64 bytes = input->data.size() + input->mask.size();
-        while (!m_inFlight.empty()
-               && (int(m_inFlight.size()) >= m_maxJobs || m_inFlightBytes + bytes > kMaxBytes))
+        while (!m_inFlight.empty() &&
+               (int(m_inFlight.size()) >= m_maxJobs || m_inFlightBytes + bytes > kMaxBytes))
             collect(true);
         const int id = m_nextId++;
         m_inFlight[id] = {page, image, bytes};
@@ -244,13 +256,13 @@ private:
                 return std::nullopt;
             auto width = dict.getKey("/Width"), height = dict.getKey("/Height");
             auto bpc = dict.getKey("/BitsPerComponent");
-            if (!width.isInteger() || !height.isInteger() || !bpc.isInteger()
-                || bpc.getIntValue() != 8 || width.getIntValue() < 1 || height.getIntValue() < 1)
+            if (!width.isInteger() || !height.isInteger() || !bpc.isInteger() ||
+                bpc.getIntValue() != 8 || width.getIntValue() < 1 || height.getIntValue() < 1)
                 return std::nullopt;
             // Decode arrays, colour-key masks and masks inside JPEG 2000
             // change what the samples mean: leave those pictures alone.
-            if (dict.hasKey("/Decode") || dict.getKey("/Mask").isArray()
-                || dict.hasKey("/SMaskInData"))
+            if (dict.hasKey("/Decode") || dict.getKey("/Mask").isArray() ||
+                dict.hasKey("/SMaskInData"))
                 return std::nullopt;
             const int components = componentsOf(dict.getKey("/ColorSpace"));
             if (components == 0)
@@ -293,10 +305,11 @@ private:
                 auto m = mask.getDict();
                 if (m.hasKey("/Matte"))
                     return std::nullopt; // its samples are tied to the picture's size
-                auto mw = m.getKey("/Width"), mh = m.getKey("/Height"), mb = m.getKey("/BitsPerComponent");
-                if (!maskShared && mw.isInteger() && mh.isInteger() && mb.isInteger()
-                    && mb.getIntValue() == 8 && !m.hasKey("/Decode") && generalFilters(filtersOf(m))
-                    && qint64(mw.getIntValue()) * mh.getIntValue() <= kMaxDecoded) {
+                auto mw = m.getKey("/Width"), mh = m.getKey("/Height"),
+                     mb = m.getKey("/BitsPerComponent");
+                if (!maskShared && mw.isInteger() && mh.isInteger() && mb.isInteger() &&
+                    mb.getIntValue() == 8 && !m.hasKey("/Decode") && generalFilters(filtersOf(m)) &&
+                    qint64(mw.getIntValue()) * mh.getIntValue() <= kMaxDecoded) {
                     in.maskSize = QSize(int(mw.getIntValue()), int(mh.getIntValue()));
                     in.mask = bytesOf(mask.getStreamData(qpdf_dl_generalized));
                     if (in.mask.size() < qint64(in.maskSize.width()) * in.maskSize.height())
@@ -329,8 +342,10 @@ private:
                     const std::string samples(out.mask.constData(), size_t(out.mask.size()));
                     mask.replaceStreamData(samples, QPDFObjectHandle::newNull(),
                                            QPDFObjectHandle::newNull());
-                    mask.getDict().replaceKey("/Width", QPDFObjectHandle::newInteger(out.maskSize.width()));
-                    mask.getDict().replaceKey("/Height", QPDFObjectHandle::newInteger(out.maskSize.height()));
+                    mask.getDict().replaceKey("/Width",
+                                              QPDFObjectHandle::newInteger(out.maskSize.width()));
+                    mask.getDict().replaceKey("/Height",
+                                              QPDFObjectHandle::newInteger(out.maskSize.height()));
                 }
             }
         } catch (...) {
@@ -363,9 +378,13 @@ class Builder {
 public:
     Builder(PDFDocument &doc, const rebuilding::Settings &settings,
             const rebuilding::Progress &progress, const rebuilding::Cancelled &isCancelled)
-        : m_doc(doc), m_src(*doc.qpdf()), m_settings(settings), m_progress(progress),
-          m_isCancelled(isCancelled), m_target(qpdfsupport::newQPDF()),
-          m_carry(m_src, *m_target)
+        : m_doc(doc)
+        , m_src(*doc.qpdf())
+        , m_settings(settings)
+        , m_progress(progress)
+        , m_isCancelled(isCancelled)
+        , m_target(qpdfsupport::newQPDF())
+        , m_carry(m_src, *m_target)
     {
         m_target->emptyPDF();
     }
@@ -399,7 +418,8 @@ public:
             }
             std::map<QPDFObjGen, int> maskUsers;
             for (const auto &[og, image] : placements.images())
-                if (auto m = QPDFObjectHandle(image.stream).getDict().getKey("/SMask"); m.isStream())
+                if (auto m = QPDFObjectHandle(image.stream).getDict().getKey("/SMask");
+                    m.isStream())
                     ++maskUsers[m.getObjGen()];
             for (const auto &[og, users] : maskUsers)
                 if (users > 1)
@@ -497,10 +517,11 @@ private:
                     // A copy of the page's own resources, so that pages which
                     // share them don't all get this page's annotations.
                     auto own = page.getAttribute("/Resources", false);
-                    resources = own.isDictionary() ? own.shallowCopy()
-                                                   : QPDFObjectHandle::newDictionary();
+                    resources =
+                        own.isDictionary() ? own.shallowCopy() : QPDFObjectHandle::newDictionary();
                     auto x = resources.getKey("/XObject");
-                    xobjects = x.isDictionary() ? x.shallowCopy() : QPDFObjectHandle::newDictionary();
+                    xobjects =
+                        x.isDictionary() ? x.shallowCopy() : QPDFObjectHandle::newDictionary();
                     resources.replaceKey("/XObject", xobjects);
                 }
                 const std::string resourceName = resources.getUniqueResourceName("/QbA", suffix);
@@ -537,7 +558,8 @@ private:
     {
         auto data = appearance.getStreamData(qpdf_dl_generalized);
         auto form = QPDFObjectHandle::newStream(
-            &m_src, std::string(reinterpret_cast<const char *>(data->getBuffer()), data->getSize()));
+            &m_src,
+            std::string(reinterpret_cast<const char *>(data->getBuffer()), data->getSize()));
         auto from = appearance.getDict();
         auto dict = form.getDict();
         for (auto &key : from.getKeys())
@@ -564,9 +586,9 @@ private:
             streams = page.getPageContents();
         } catch (...) {
         }
-        const std::string key = QString::asprintf("%g %g %g %g", crop.left(), crop.top(),
-                                                  crop.right(), crop.bottom())
-                                    .toStdString();
+        const std::string key =
+            QString::asprintf("%g %g %g %g", crop.left(), crop.top(), crop.right(), crop.bottom())
+                .toStdString();
         if (streams.size() == 1 && streams[0].isIndirect()) {
             auto stream = streams[0];
             const QPDFObjGen og = stream.getObjGen();
@@ -587,9 +609,9 @@ private:
                 m_lentStreams[og] = {resourcesOG, key, group.isDictionary()};
                 return m_carry(stream);
             }
-            if (lent != m_lentStreams.end() && resourcesOG.isIndirect()
-                && lent->second.resources == resourcesOG && lent->second.box == key
-                && !group.isDictionary() && !lent->second.group)
+            if (lent != m_lentStreams.end() && resourcesOG.isIndirect() &&
+                lent->second.resources == resourcesOG && lent->second.box == key &&
+                !group.isDictionary() && !lent->second.group)
                 return m_carry(stream); // the same page drawn again
         }
         auto form = QPDFObjectHandle::newStream(m_target.get());
@@ -622,8 +644,8 @@ private:
 
         // A page that is already upright at the origin keeps its content as
         // it is: no form, no transform, nothing added to the file.
-        const bool asItIs = !m_settings.hook && geometry.rotation == 0
-                         && geometry.cropBox.topLeft() == QPointF(0, 0);
+        const bool asItIs = !m_settings.hook && geometry.rotation == 0 &&
+                            geometry.cropBox.topLeft() == QPointF(0, 0);
         if (asItIs) {
             auto resources = page.getAttribute("/Resources", false);
             dict.replaceKey("/Resources", resources.isDictionary()
@@ -654,10 +676,12 @@ private:
         auto xobjects = QPDFObjectHandle::newDictionary();
         xobjects.replaceKey("/Fx", form);
         resources.replaceKey("/XObject", xobjects);
-        const std::string placement = "q " + num(toFrame.m11()) + " " + num(toFrame.m12()) + " "
-                                    + num(toFrame.m21()) + " " + num(toFrame.m22()) + " "
-                                    + num(toFrame.dx()) + " " + num(toFrame.dy())
-                                    + " cm /Fx Do Q\n";
+        const std::string placement = "q " + num(toFrame.m11()) + " " + num(toFrame.m12()) + " " +
+                                      num(toFrame.m21()) + " " + num(toFrame.m22()) + " " +
+                                      num(toFrame.dx()) + " " + num(toFrame.dy()) +
+                                      " cm /Fx Do Q\n";
+        if (m_settings.tighterJpegs)
+            tightenJpegs(form.getDict().getKey("/Resources"));
         QPDFObjectHandle contents;
         if (m_settings.hook) {
             PDFOps::RebuildPage context(*m_target, resources);
@@ -686,13 +710,24 @@ private:
     }
 
     // Pictures stay pixel for pixel what they were; only the coding of
-    // their JPEG data gets tighter.
-    void tightenJpegs()
+    // their JPEG data gets tighter. Done page by page as the pages are made,
+    // so that it overlaps whatever the page hook waits for.
+    void tightenJpegs(QPDFObjectHandle resources, int depth = 0)
     {
-        for (auto &object : m_target->getAllObjects()) {
-            if (!object.isStream())
+        if (!resources.isDictionary() || depth > 8)
+            return;
+        auto xobjects = resources.getKey("/XObject");
+        if (!xobjects.isDictionary())
+            return;
+        for (const auto &key : xobjects.getKeys()) {
+            auto object = xobjects.getKey(key);
+            if (!object.isStream() || !m_tightened.insert(object.getObjGen()).second)
                 continue;
             auto dict = object.getDict();
+            if (dict.getKey("/Subtype").isNameAndEquals("/Form")) {
+                tightenJpegs(dict.getKey("/Resources"), depth + 1);
+                continue;
+            }
             if (!dict.getKey("/Subtype").isNameAndEquals("/Image"))
                 continue;
             auto filter = dict.getKey("/Filter");
@@ -727,8 +762,6 @@ private:
         info.replaceKey("/Creator", QPDFObjectHandle::newUnicodeString("Quirebook"));
         info.replaceKey("/Producer", QPDFObjectHandle::newUnicodeString("Quirebook"));
 
-        if (m_settings.tighterJpegs)
-            tightenJpegs();
         const bool best = m_settings.bestCompression;
         try {
             QPDFWriter writer(*m_target, QFile::encodeName(path).constData());
@@ -780,6 +813,7 @@ private:
     std::vector<QTransform> m_toFrame;
     std::map<QPDFObjGen, Lent> m_lentStreams;
     std::set<QPDFObjGen> m_usedAsContent;
+    std::set<QPDFObjGen> m_tightened;
     std::map<std::string, QPDFObjectHandle> m_placements;
     std::set<int> m_flattened;
     QPDFObjectHandle m_saveState;
@@ -792,7 +826,8 @@ private:
 namespace PDFOps {
 
 RebuildPage::RebuildPage(QPDF &document, QPDFObjectHandle &resources)
-    : m_document(&document), m_resources(&resources)
+    : m_document(&document)
+    , m_resources(&resources)
 {
 }
 
@@ -818,14 +853,10 @@ QTransform uprightTransform(const PageGeometry &geometry)
     const double x0 = geometry.cropBox.left(), y0 = geometry.cropBox.top();
     const double w = geometry.cropBox.width(), h = geometry.cropBox.height();
     switch (geometry.rotation) {
-    case 90:
-        return QTransform(0, -1, 1, 0, -y0, x0 + w);
-    case 180:
-        return QTransform(-1, 0, 0, -1, x0 + w, y0 + h);
-    case 270:
-        return QTransform(0, 1, -1, 0, y0 + h, -x0);
-    default:
-        return QTransform(1, 0, 0, 1, -x0, -y0);
+    case 90: return QTransform(0, -1, 1, 0, -y0, x0 + w);
+    case 180: return QTransform(-1, 0, 0, -1, x0 + w, y0 + h);
+    case 270: return QTransform(0, 1, -1, 0, y0 + h, -x0);
+    default: return QTransform(1, 0, 0, 1, -x0, -y0);
     }
 }
 
