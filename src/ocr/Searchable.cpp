@@ -135,7 +135,7 @@ Stats make(PDFDocument &from, const QString &to, const Options &options,
     // Once recognition has failed, later pages aren't read at all.
     auto failed = std::make_shared<std::atomic_bool>(false);
 
-    auto makeWorker = [&options, source, failed]() -> std::function<PageResult(int)> {
+    auto makeWorker = [&options, &isCancelled, source, failed]() -> std::function<PageResult(int)> {
         std::shared_ptr<DrawingDocument> doc;
         if (source)
             doc = DrawingDocument::open(*source);
@@ -146,6 +146,8 @@ Stats make(PDFDocument &from, const QString &to, const Options &options,
                 recognizer = options.makeRecognizer();
             } else {
                 auto engine = std::make_shared<Engine>(options.languages);
+                // A cancel stops the page being read, not only the next one.
+                engine->setStopTest(isCancelled);
                 recognizer = [engine](const QImage &image) { return engine->recognize(image); };
             }
         } catch (const PDFError &e) {

@@ -125,6 +125,7 @@ private Q_SLOTS:
     void anyScriptCanBeCopied();
     void failureLeavesLaterPagesWithoutText();
     void cancelWritesNothing();
+    void cancelStopsThePageBeingRead();
     void progressCountsPagesInOrder();
 
 private:
@@ -432,6 +433,40 @@ void TestSearchable::cancelWritesNothing()
         QStringList());
     // Workers stop soon after: a page or two each beyond what was taken.
     QVERIFY2(read.load() <= 3 + 2 * 3, qPrintable(QString::number(read.load())));
+}
+
+void TestSearchable::cancelStopsThePageBeingRead()
+{
+    // A full page of small print takes tesseract seconds; a cancel given
+    // while it reads must not wait for the end of the page.
+    QStringList lines;
+    for (int i = 0; i < 44; ++i)
+        lines << QStringLiteral("Line %1 of a long letter about the quarterly accounts and "
+                                "their many figures")
+                     .arg(i + 1);
+    const auto page = Fixtures::scan(lines, QSizeF(612, 792), 200, 9);
+    const QString source = writeScan(QStringLiteral("letter.pdf"), {{page.image}, {page.image}});
+    auto doc = PDFDocument::open(source);
+    Searchable::Options options;
+    options.workers = 1;
+    QElapsedTimer clock;
+    clock.start();
+    qint64 cancelledAt = 0;
+    try {
+        Searchable::make(*doc, path(QStringLiteral("letter searchable.pdf")), options, {}, [&] {
+            if (clock.elapsed() < 500)
+                return false;
+            if (!cancelledAt)
+                cancelledAt = clock.elapsed();
+            return true;
+        });
+        QFAIL("not cancelled");
+    } catch (const PDFError &error) {
+        QVERIFY(error.isCancelled());
+    }
+    QVERIFY(cancelledAt > 0);
+    QVERIFY2(clock.elapsed() - cancelledAt < 700,
+             qPrintable(QStringLiteral("%1 ms after the cancel").arg(clock.elapsed() - cancelledAt)));
 }
 
 void TestSearchable::progressCountsPagesInOrder()
