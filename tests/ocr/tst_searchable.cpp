@@ -284,6 +284,8 @@ void TestSearchable::turnedScansAreRead_data()
     QTest::newRow("stored sideways, upright on the page") << 270 << 90;
     QTest::newRow("scanned lying on its side") << 90 << 0;
     QTest::newRow("scanned upside down") << 180 << 0;
+    QTest::newRow("scanned a little crooked") << 2 << 0;
+    QTest::newRow("crooked the other way") << -2 << 0;
 }
 
 void TestSearchable::turnedScansAreRead()
@@ -465,8 +467,9 @@ void TestSearchable::cancelStopsThePageBeingRead()
         QVERIFY(error.isCancelled());
     }
     QVERIFY(cancelledAt > 0);
-    QVERIFY2(clock.elapsed() - cancelledAt < 700,
-             qPrintable(QStringLiteral("%1 ms after the cancel").arg(clock.elapsed() - cancelledAt)));
+    QVERIFY2(
+        clock.elapsed() - cancelledAt < 700,
+        qPrintable(QStringLiteral("%1 ms after the cancel").arg(clock.elapsed() - cancelledAt)));
 }
 
 void TestSearchable::progressCountsPagesInOrder()

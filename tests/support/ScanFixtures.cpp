@@ -49,7 +49,20 @@ Scan scan(const QStringList &lines, QSizeF size, double dpi, int pointSize)
 
 QImage turned(const QImage &image, int degrees)
 {
-    QImage out = image.transformed(QTransform().rotate(degrees));
+    QImage out;
+    if (degrees % 90 == 0) {
+        out = image.transformed(QTransform().rotate(degrees));
+    } else {
+        // A crooked scan: white paper where the picture doesn't reach.
+        const QTransform rotation = QTransform().rotate(degrees);
+        const QRectF moved = rotation.mapRect(QRectF(image.rect()));
+        out = QImage(moved.size().toSize(), QImage::Format_Grayscale8);
+        out.fill(Qt::white);
+        QPainter painter(&out);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.setTransform(rotation * QTransform::fromTranslate(-moved.left(), -moved.top()));
+        painter.drawImage(0, 0, image);
+    }
     out.setDotsPerMeterX(image.dotsPerMeterX());
     out.setDotsPerMeterY(image.dotsPerMeterY());
     return out;

@@ -28,8 +28,8 @@ struct Scan {
 // top left of a page of `size` points scanned at `dpi`.
 Scan scan(const QStringList &lines, QSizeF size = {432, 288}, double dpi = 200, int pointSize = 16);
 
-// The picture turned by `degrees` (a multiple of 90, clockwise as seen),
-// and where a box lands on it.
+// The picture turned by `degrees` (clockwise as seen; not a multiple of 90
+// for a crooked scan, on white paper), and where a box lands on it.
 QImage turned(const QImage &image, int degrees);
 QRectF turnedBox(const QRectF &box, QSize original, int degrees);
 
