@@ -69,6 +69,8 @@ void SearchableModel::start()
     const PDFFile source = *file;
     Tasks::SearchableOptions options;
     options.skipPagesWithText = m_skip;
+    // Settled here, where the picker was read, not later on the worker.
+    options.languages = Tasks::languagesFor(std::nullopt);
     const QString target = *destination;
     m_job.run(Tasks::searchableJobTitle(), [source, options, target](const Progress &progress,
                                                                    const IsCancelled &isCancelled) {
