@@ -84,7 +84,12 @@ std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
         return Usage;
     }
     if (parser.isSet(help)) {
-        std::fputs(parser.helpText().toUtf8().constData(), stdout);
+        // Qt names the program by its path and leaves the verb out.
+        QString text = parser.helpText();
+        const qsizetype options = text.indexOf(QLatin1String(" [options]"));
+        if (text.startsWith(QLatin1String("Usage: ")) && options > 0)
+            text.replace(7, options - 7, QStringLiteral("quirebook-cli ") + verb);
+        std::fputs(text.toUtf8().constData(), stdout);
         return Done;
     }
     return std::nullopt;

@@ -142,6 +142,10 @@ private Q_SLOTS:
                                  << QStringLiteral("quirebook-cli 0.");
         QTest::newRow("verb help") << QStringList{QStringLiteral("info"), QStringLiteral("--help")} << 0
                                    << QStringLiteral("--password-file");
+        for (const char *verb : {"merge", "split", "searchable", "compress"})
+            QTest::newRow(qPrintable(QStringLiteral("usage names %1").arg(QLatin1String(verb))))
+                << QStringList{QLatin1String(verb), QStringLiteral("--help")} << 0
+                << QStringLiteral("Usage: quirebook-cli %1 [options] FILE...\n").arg(QLatin1String(verb));
         QTest::newRow("unknown verb") << QStringList{QStringLiteral("frobnicate")} << 2 << QString();
         QTest::newRow("unknown option") << QStringList{QStringLiteral("info"), QStringLiteral("--bogus"),
                                                        QStringLiteral("x.pdf")}
