@@ -48,37 +48,74 @@ double baselineAt(const Line &line, double x)
     return line.y1 + double(line.y2 - line.y1) * (x - line.x1) / double(line.x2 - line.x1);
 }
 
-// The words of one line, each box running from the line's ascent above its
-// baseline to the line's descent below it: readers then see one line of
-// equal height, even when the scan is a little crooked and the baseline
-// climbs along the line.
+// The words of one line as a reader should see them: one line of equal
+// height, words apart.
+//
+// Each box runs from the row's ascent above its baseline to its descent
+// below it. On a crooked scan the baseline climbs along the line; each word
+// follows it, but never further than a twentieth of the line's height from
+// the line's middle, or readers would break the line into pieces. Where
+// tesseract's boxes of neighbouring words touch or overlap (a letter that
+// curls under the space), they are pulled apart so the words stay two.
 void addLine(const Line &line, QSize size, QList<Searchable::Word> &out)
 {
     if (line.words.empty())
         return;
-    double ascent = 0, descent = 0;
-    for (const auto &w : line.words) {
-        const double base =
-            line.hasBaseline ? baselineAt(line, (w.left + w.right) / 2.0) : w.bottom;
-        ascent = std::max(ascent, base - w.top);
-        descent = std::max(descent, w.bottom - base);
-    }
-    const double width = size.width(), height = size.height();
-    for (size_t i = 0; i < line.words.size(); ++i) {
+    const size_t n = line.words.size();
+    std::vector<double> bases(n), lefts(n), rights(n);
+    for (size_t i = 0; i < n; ++i) {
         const auto &w = line.words[i];
-        double top = w.top, bottom = w.bottom;
-        if (line.hasBaseline) {
-            const double base = baselineAt(line, (w.left + w.right) / 2.0);
-            top = base - ascent;
-            bottom = base + descent;
+        bases[i] = line.hasBaseline ? baselineAt(line, (w.left + w.right) / 2.0) : w.bottom;
+        lefts[i] = w.left;
+        rights[i] = w.right;
+    }
+    double ascent = line.above, descent = line.below;
+    if (ascent <= 0) {
+        // No row measure: the middle of the words' own reach.
+        std::vector<double> ups, downs;
+        for (size_t i = 0; i < n; ++i) {
+            ups.push_back(bases[i] - line.words[i].top);
+            downs.push_back(std::max(0.0, line.words[i].bottom - bases[i]));
         }
-        top = std::clamp(top, 0.0, height);
-        bottom = std::clamp(bottom, top, height);
+        std::nth_element(ups.begin(), ups.begin() + long(n / 2), ups.end());
+        std::nth_element(downs.begin(), downs.begin() + long(n / 2), downs.end());
+        ascent = ups[n / 2];
+        descent = downs[n / 2];
+    }
+    const double lineHeight = ascent + descent;
+    if (lineHeight <= 0)
+        return;
+    double middle = 0;
+    for (double base : bases)
+        middle += base;
+    middle /= double(n);
+    const double leeway = lineHeight / 20;
+    for (double &base : bases)
+        base = std::clamp(base, middle - leeway, middle + leeway);
+
+    const double gap = lineHeight / 10;
+    for (size_t i = 1; i < n; ++i) {
+        if (lefts[i] < lefts[i - 1] || lefts[i] >= rights[i - 1] + gap)
+            continue; // right to left, or apart already
+        const double boundary =
+            (std::max(lefts[i], lefts[i - 1]) + std::min(rights[i - 1], rights[i])) / 2;
+        const double before = std::min(rights[i - 1], boundary - gap / 2);
+        const double after = std::max(lefts[i], boundary + gap / 2);
+        if (before > lefts[i - 1] && after < rights[i]) {
+            rights[i - 1] = before;
+            lefts[i] = after;
+        }
+    }
+
+    const double width = size.width(), height = size.height();
+    for (size_t i = 0; i < n; ++i) {
+        const double top = std::clamp(bases[i] - ascent, 0.0, height);
+        const double bottom = std::clamp(bases[i] + descent, top, height);
         Searchable::Word word;
-        word.text = w.text;
-        word.box = QRectF(w.left / width, 1.0 - bottom / height, (w.right - w.left) / width,
+        word.text = line.words[i].text;
+        word.box = QRectF(lefts[i] / width, 1.0 - bottom / height, (rights[i] - lefts[i]) / width,
                           (bottom - top) / height);
-        word.spaceAfter = i + 1 < line.words.size();
+        word.spaceAfter = i + 1 < n;
         if (word.box.width() > 0 && word.box.height() > 0)
             out.append(word);
     }
