@@ -143,12 +143,15 @@ QStringList dataFolderCandidates()
     return folders;
 }
 
-// Rules, strokes and dirt come back as "words" of a stray mark or two that
-// tesseract itself doubts: they would only clutter searches and copies.
+// Rules, strokes and dirt come back as "words" of a stray mark or a letter
+// or two that tesseract itself doubts: they would only clutter searches and
+// copies. Real short words ("a", "I", "42") are read with confidence.
 bool isSpeck(const QString &text, float confidence)
 {
     if (confidence >= 50)
         return false;
+    if (confidence < 10 || (confidence < 40 && text.toUcs4().size() <= 2))
+        return true;
     for (const QChar c : text)
         if (c.isLetterOrNumber())
             return false;
