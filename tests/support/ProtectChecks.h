@@ -19,6 +19,9 @@ namespace ProtectChecks {
 QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &options = {});
 QByteArray attachmentBytes();
 
+// Encryption that opens with "tenant", owner password "landlord".
+WriteOptions tenantLock(bool allowCopying = true);
+
 // What poppler makes of a file opened with a password (or none).
 struct PopplerView {
     bool opened = false; // read and unlocked
@@ -26,10 +29,8 @@ struct PopplerView {
     bool encrypted = false;
     int pages = 0;
     QStringList texts;
-    bool print = false, printHighRes = false, copy = false, change = false, addNotes = false,
-         fillForm = false, assemble = false, accessibility = false;
+    bool print = false, copy = false;
     QMap<QString, QByteArray> attachments; // name → bytes, the document's and the pages'
-
     QMap<QString, QString> textFields;     // fully qualified name → value
     QStringList outline;                   // titles, depth first
     int links = 0;
@@ -45,9 +46,7 @@ QMap<QString, QString> qpdfEncryption(const QString &path, const QString &passwo
 // `qpdf --requires-password`: 0 when a password is needed, 2 when the file
 // isn't encrypted, 3 when it is but opens without one.
 int qpdfRequiresPassword(const QString &path);
-// `qpdf --show-npages`: the page count, or -1 when qpdf couldn't open the file.
-int qpdfPages(const QString &path, const QString &password = {});
-// `qpdf --check`: the exit code (0 fine, 2 errors, 3 warnings; -1 when qpdf is missing).
+// `qpdf --check`: the exit code (0 fine, 2 errors or a wrong password, 3 warnings).
 int qpdfCheck(const QString &path, const QString &password = {});
 
 // The names of the hidden temporary files left in a folder.
