@@ -9,21 +9,15 @@
 using namespace Fixtures;
 using ImageRecompressor::Input;
 
+Q_DECLARE_METATYPE(ImageRecompressor::Input)
+
 namespace {
 
-QImage decode(const QByteArray &jpeg)
-{
-    QByteArray copy = jpeg;
-    QBuffer buffer(&copy);
-    buffer.open(QIODevice::ReadOnly);
-    return QImageReader(&buffer, "jpeg").read();
-}
-
-Input jpegInput(const QImage &photo, QSize target, int quality = 60)
+Input jpegInput(const QImage &photo, QSize target, int quality = 60, int storedQuality = 92)
 {
     Input in;
     in.kind = Input::Kind::Jpeg;
-    in.data = encode(photo, "JPEG", 92);
+    in.data = encode(photo, "JPEG", storedQuality);
     in.size = photo.size();
     in.components = 3;
     in.target = target;
@@ -47,7 +41,6 @@ private Q_SLOTS:
         QTest::newRow("pixel cap") << QSize(3000, 4000) << 1.0 << 2000 << QSize(1500, 2000);
         QTest::newRow("cap wins over scale") << QSize(3000, 4000) << 0.8 << 1200 << QSize(900, 1200);
         QTest::newRow("never upwards") << QSize(300, 200) << 4.0 << 2000 << QSize(300, 200);
-        QTest::newRow("small already") << QSize(100, 50) << 1.0 << 1200 << QSize(100, 50);
         QTest::newRow("at least a pixel") << QSize(4000, 10) << 0.01 << 2000 << QSize(40, 1);
         QTest::newRow("bad scale means none") << QSize(800, 600) << -1.0 << 2000 << QSize(800, 600);
     }
@@ -56,8 +49,7 @@ private Q_SLOTS:
         QFETCH(QSize, size);
         QFETCH(double, scale);
         QFETCH(int, maxPixel);
-        QFETCH(QSize, expected);
-        QCOMPARE(ImageRecompressor::targetSize(size, scale, maxPixel), expected);
+        QTEST(ImageRecompressor::targetSize(size, scale, maxPixel), "expected");
     }
 
     void readsJpegFrames_data()
@@ -78,14 +70,12 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, jpeg);
         QFETCH(bool, ok);
-        QFETCH(QSize, size);
-        QFETCH(int, components);
         QSize found;
         int count = 0;
         QCOMPARE(ImageRecompressor::jpegHeader(jpeg, &found, &count), ok);
         if (ok) {
-            QCOMPARE(found, size);
-            QCOMPARE(count, components);
+            QTEST(found, "size");
+            QTEST(count, "components");
         }
     }
 
@@ -98,55 +88,55 @@ private Q_SLOTS:
         QVERIFY(out.jpeg);
         QCOMPARE(out.size, QSize(400, 300));
         QVERIFY(out.data.size() < in.data.size() / 4);
-        const QImage back = decode(out.data);
+        QByteArray copy = out.data;
+        QBuffer buffer(&copy);
+        const QImage back = QImageReader(&buffer, "jpeg").read();
         QCOMPARE(back.size(), QSize(400, 300));
         // Still the same picture: compared with a plain shrink of the source.
-        const QImage reference = photo.scaled(400, 300, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        QVERIFY2(meanDifference(back, reference) < 12,
-                 qPrintable(QString::number(meanDifference(back, reference))));
+        const double difference =
+            meanDifference(back, photo.scaled(400, 300, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+        QVERIFY2(difference >= 0 && difference < 12, qPrintable(QString::number(difference)));
     }
 
-    void leavesWhatWouldNotShrink_data()
+    // A picture is replaced only when that helps and when it is what the
+    // PDF says it is; anything it can't decode is left alone.
+    void replacedOnlyWhenItHelps_data()
     {
-        QTest::addColumn<int>("storedQuality");
-        QTest::addColumn<int>("quality");
+        QTest::addColumn<Input>("input");
         QTest::addColumn<bool>("replaced");
-        // Same size, source already rougher than asked: nothing to gain.
-        QTest::newRow("already rougher") << 30 << 80 << false;
-        // Same size, much finer source: re-encoding saves a lot.
-        QTest::newRow("much finer") << 97 << 60 << true;
-    }
-    void leavesWhatWouldNotShrink()
-    {
-        QFETCH(int, storedQuality);
-        QFETCH(int, quality);
-        QFETCH(bool, replaced);
         const QImage photo = naturalPhoto(QSize(600, 400), 5);
-        Input in = jpegInput(photo, photo.size(), quality);
-        in.data = encode(photo, "JPEG", storedQuality);
+        // Same size: a much finer source saves a lot, a rougher one nothing.
+        QTest::newRow("much finer") << jpegInput(photo, photo.size(), 60, 97) << true;
+        QTest::newRow("already rougher") << jpegInput(photo, photo.size(), 80, 30) << false;
+        const QImage small = naturalPhoto(QSize(300, 200), 2);
+        Input in = jpegInput(small, QSize(100, 60));
+        in.components = 1;
+        QTest::newRow("grey claimed for colour") << in << false;
+        in.components = 4;
+        QTest::newRow("four components") << in << false;
+        in.components = 3;
+        in.size = QSize(301, 200);
+        QTest::newRow("other size") << in << false;
+        in.data = QByteArray::fromHex("ffd8ffc0001108004000400301220002110103110100") + QByteArray(500, 'x');
+        in.size = QSize(64, 64);
+        in.target = QSize(32, 32);
         in.storedBytes = in.data.size();
-        const auto out = ImageRecompressor::recompress(in);
+        QTest::newRow("garbage JPEG") << in << false;
+        Input samples;
+        samples.kind = Input::Kind::Rgb8;
+        samples.data = QByteArray(100, 'a');
+        samples.size = QSize(64, 64);
+        samples.target = QSize(32, 32);
+        QTest::newRow("samples cut short") << samples << false;
+    }
+    void replacedOnlyWhenItHelps()
+    {
+        QFETCH(Input, input);
+        QFETCH(bool, replaced);
+        const auto out = ImageRecompressor::recompress(input);
         QCOMPARE(out.replaced, replaced);
         if (replaced)
-            QVERIFY(out.data.size() < in.storedBytes);
-    }
-
-    void refusesJpegsThatDisagreeWithThePdf_data()
-    {
-        QTest::addColumn<QSize>("claimedSize");
-        QTest::addColumn<int>("claimedComponents");
-        QTest::newRow("grey claimed for colour") << QSize(300, 200) << 1;
-        QTest::newRow("other size") << QSize(301, 200) << 3;
-        QTest::newRow("four components") << QSize(300, 200) << 4;
-    }
-    void refusesJpegsThatDisagreeWithThePdf()
-    {
-        QFETCH(QSize, claimedSize);
-        QFETCH(int, claimedComponents);
-        Input in = jpegInput(naturalPhoto(QSize(300, 200), 2), QSize(100, 60));
-        in.size = claimedSize;
-        in.components = claimedComponents;
-        QVERIFY(!ImageRecompressor::recompress(in).replaced);
+            QVERIFY(out.data.size() < input.storedBytes);
     }
 
     void softMaskFollowsThePicture()
@@ -154,8 +144,7 @@ private Q_SLOTS:
         Input in = jpegInput(naturalPhoto(QSize(800, 600), 4), QSize(200, 150));
         in.maskSize = QSize(800, 600);
         for (int y = 0; y < 600; ++y)
-            for (int x = 0; x < 800; ++x)
-                in.mask.append(char(x < 400 ? 0 : 255));
+            in.mask.append(QByteArray(400, char(0)) + QByteArray(400, char(255)));
         const auto out = ImageRecompressor::recompress(in);
         QVERIFY(out.replaced);
         QVERIFY(out.maskReplaced);
@@ -169,25 +158,6 @@ private Q_SLOTS:
         in.maskSize = QSize(100, 75);
         in.mask = QByteArray(100 * 75, char(128));
         QVERIFY(!ImageRecompressor::recompress(in).maskReplaced);
-    }
-
-    void garbageIsLeftAlone()
-    {
-        Input in;
-        in.kind = Input::Kind::Jpeg;
-        in.data = QByteArray::fromHex("ffd8ffc0001108004000400301220002110103110100") + QByteArray(500, 'x');
-        in.size = QSize(64, 64);
-        in.components = 3;
-        in.target = QSize(32, 32);
-        in.storedBytes = in.data.size();
-        QVERIFY(!ImageRecompressor::recompress(in).replaced);
-
-        Input shortSamples;
-        shortSamples.kind = Input::Kind::Rgb8;
-        shortSamples.data = QByteArray(100, 'a');
-        shortSamples.size = QSize(64, 64);
-        shortSamples.target = QSize(32, 32);
-        QVERIFY(!ImageRecompressor::recompress(shortSamples).replaced);
     }
 };
 
