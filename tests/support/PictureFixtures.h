@@ -14,32 +14,25 @@
 
 namespace Fixtures {
 
-// A photo-like picture: soft colour fields, ripples, a gradient sky and
-// sensor noise, different for every seed. Not flat colour: it compresses
-// like a camera picture does.
+// A photo-like picture, different for every seed: soft colour fields,
+// ripples, a sky and sensor noise, so it compresses like a camera picture.
 QImage naturalPhoto(QSize size, quint32 seed);
 // A chart-like picture: a few flat colours and lines on white.
 QImage chart(QSize size);
 
 struct Picture {
     enum class Kind {
-        Jpeg,      // DCTDecode, RGB
-        JpegGray,  // DCTDecode, grey
-        Rgb,       // Flate, 8-bit RGB
-        Gray,      // Flate, 8-bit grey
-        Chart,     // Flate, 8-bit RGB, flat colours
-        Indexed,   // Flate, 8-bit indexes into a palette
-        Gray16,    // Flate, 16-bit grey
-        ImageMask, // Flate, 1-bit stencil mask
-        OneBit,    // Flate, 1-bit grey (a bilevel scan)
-        Cmyk,      // Flate, 8-bit CMYK
-        Decode,    // Flate, 8-bit grey with an inverting /Decode array
+        Jpeg, JpegGray,       // DCTDecode, RGB or grey
+        Rgb, Gray, Chart,     // Flate, 8-bit; a chart is flat colours
+        Indexed, Gray16,      // Flate: indexes into a palette, 16-bit grey
+        ImageMask, OneBit,    // Flate, 1 bit: a stencil mask, a bilevel scan
+        Cmyk, Decode,         // Flate, 8 bit: CMYK, grey with an inverting /Decode
     };
     Kind kind = Kind::Jpeg;
     QSize pixels{800, 600};
     quint32 seed = 1;
     int quality = 90;
-    bool softMask = false; // an 8-bit /SMask of the same size
+    bool softMask = false;    // an 8-bit /SMask of the same size
     bool inlineImage = false; // drawn inline (BI ... ID ... EI) instead of as an XObject
 };
 
@@ -50,23 +43,20 @@ struct Placement {
     bool throughForm = false; // drawn by a form XObject with a matrix of its own
 };
 
+// US Letter pages, the text "Page 1", "Page 2", ... on each.
 struct PictureDoc {
     QList<Picture> pictures;
     QList<Placement> placements;
     int pages = 1;
-    QSizeF pageSize{612, 792};
-    int rotate = 0;     // /Rotate of every page
-    QString textPrefix = QStringLiteral("Page"); // "Page 1", "Page 2", ...
-    QString title;
 };
 
 QByteArray picturePDF(const PictureDoc &layout);
 // `pages` pages, each filled by its own photo of that many pixels.
 QByteArray photoPDF(int pages, QSize pixels, int quality = 90);
 
-// One page with annotations: a filled text field that has its appearance,
-// one whose appearance the reader must make (NeedAppearances), a green
-// square, a hidden red square and a link to page 2 (of two pages).
+// Two pages; on the first a filled text field that has its appearance, one
+// whose appearance the reader must make (NeedAppearances), a green square,
+// a hidden red square and a link to page 2.
 struct AnnotatedTexts {
     static QString filled() { return QStringLiteral("Filled by hand"); }
     static QString generated() { return QStringLiteral("Made by reader"); }
@@ -76,15 +66,14 @@ QByteArray annotatedPDF();
 QRectF greenSquare();
 QRectF hiddenRedSquare();
 
-// What a picture in a written PDF looks like, read with qpdf.
+// A picture in a written PDF, read with qpdf.
 struct ImageInfo {
     int width = 0;
     int height = 0;
     int bitsPerComponent = 0;
-    QString filter;      // "/DCTDecode", "/FlateDecode", "" ...
-    qint64 storedBytes = 0;
-    QByteArray storedHash; // of the stream data as stored
-    int maskWidth = 0;   // its /SMask, 0 when none
+    QString filter;        // "/DCTDecode", "/FlateDecode", "" ...
+    QByteArray storedHash; // of the samples (decoded where qpdf can, JPEG as stored)
+    int maskWidth = 0;     // its /SMask, 0 when none
     int maskHeight = 0;
 };
 // Every image XObject reachable from the pages, in page order.
@@ -92,8 +81,8 @@ QList<ImageInfo> imagesOf(const QByteArray &pdf);
 
 // poppler: page 1-based index → picture of the page at `dpi`.
 QImage popplerRender(const QByteArray &pdf, int page, double dpi);
-// poppler: the links of a page: their area (0..1, top-left origin, as the
-// page is shown) and the 1-based page they lead to (0 for other links).
+// poppler: a page's links: their area (0..1, top-left origin, as the page
+// is shown) and the 1-based page they lead to (0 for other links).
 struct LinkInfo {
     QRectF area;
     int targetPage = 0;
