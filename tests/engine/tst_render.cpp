@@ -43,6 +43,17 @@ double ink(const QImage &image)
     return double(dark) / (qint64(image.width()) * image.height());
 }
 
+// Lines of words {top, left, words}, each word 40 points wide and 50 from
+// the next, a space after every word but the last of its line.
+QList<PDFOps::TextWord> lines(const QList<std::tuple<double, double, QStringList>> &spec)
+{
+    QList<PDFOps::TextWord> words;
+    for (const auto &[top, left, texts] : spec)
+        for (qsizetype i = 0; i < texts.size(); ++i)
+            words.append({texts[i], QRectF(left + 50 * i, top, 40, 12), i + 1 < texts.size(), i + 1 == texts.size()});
+    return words;
+}
+
 } // namespace
 
 class TestRender : public QObject {
@@ -50,18 +61,6 @@ class TestRender : public QObject {
     QTemporaryDir m_dir;
 
 private Q_SLOTS:
-    void imageFormats()
-    {
-        QStringList names;
-        for (const auto format : PDFOps::kImageFormats) {
-            names << PDFOps::rawValue(format);
-            QCOMPARE(PDFOps::imageFormat(names.last()), format);
-        }
-        QCOMPARE(names, (QStringList{"PNG", "JPEG"}));
-        QVERIFY(!PDFOps::imageFormat(QStringLiteral("png")));
-        QVERIFY(!PDFOps::imageFormat(QStringLiteral("GIF")));
-    }
-
     void pixelSizes_data()
     {
         QTest::addColumn<QSizeF>("size");
@@ -184,13 +183,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("nameInMessages");
         QTest::addColumn<QString>("message");
-        QTest::newRow("missing folder") << QStringLiteral("/nonexistent-folder/a.png") << QString()
-                                        << QStringLiteral("Couldn't create a.png.");
-        QTest::newRow("final name") << QStringLiteral("/nonexistent-folder/.quirebook-x.pdf")
-                                    << QStringLiteral("Report page 3.png")
-                                    << QStringLiteral("Couldn't create Report page 3.png.");
-        QTest::newRow("full disk") << QStringLiteral("/dev/full") << QStringLiteral("b.png")
-                                   << QStringLiteral("Couldn't write b.png.");
+        QTest::newRow("missing folder") << "/nonexistent-folder/a.png" << QString() << "Couldn't create a.png.";
+        QTest::newRow("final name") << "/nonexistent-folder/.quirebook-x.pdf" << "Report page 3.png"
+                                    << "Couldn't create Report page 3.png.";
+        QTest::newRow("full disk") << "/dev/full" << "b.png" << "Couldn't write b.png.";
     }
     void writeFailuresNameTheFile()
     {
@@ -213,44 +209,25 @@ private Q_SLOTS:
     {
         QTest::addColumn<QList<PDFOps::TextWord>>("words");
         QTest::addColumn<QString>("text");
-        using W = PDFOps::TextWord;
-        auto at = [](double y, double x = 72, double h = 12) { return QRectF(x, y, 40, h); };
-        QTest::newRow("one line") << QList<W>{{"Hello", at(100), true, false},
-                                              {"world", at(100, 120), false, true}}
-                                  << QStringLiteral("Hello world");
-        QTest::newRow("lines") << QList<W>{{"one", at(100), false, true}, {"two", at(114), false, true}}
-                               << QStringLiteral("one\ntwo");
-        QTest::newRow("blocks") << QList<W>{{"one", at(100), false, true}, {"two", at(140), false, true}}
-                                << QStringLiteral("one\n\ntwo");
-        QTest::newRow("next column") << QList<W>{{"left", at(300), false, true},
-                                                 {"right", at(100, 300), false, true}}
+        QTest::newRow("one line") << lines({{100, 72, {"Hello", "world"}}}) << QStringLiteral("Hello world");
+        QTest::newRow("lines") << lines({{100, 72, {"one"}}, {114, 72, {"two"}}}) << QStringLiteral("one\ntwo");
+        QTest::newRow("blocks") << lines({{100, 72, {"one"}}, {140, 72, {"two"}}}) << QStringLiteral("one\n\ntwo");
+        QTest::newRow("next column") << lines({{300, 72, {"left"}}, {100, 300, {"right"}}})
                                      << QStringLiteral("left\n\nright");
-        QTest::newRow("hyphenated") << QList<W>{{"Docu-", at(100), false, true},
-                                                {"mentation", at(114), false, true}}
+        QTest::newRow("hyphenated") << lines({{100, 72, {"Docu-"}}, {114, 72, {"mentation"}}})
                                     << QStringLiteral("Documentation");
-        QTest::newRow("soft hyphen") << QList<W>{{QStringLiteral("soft\u00AD"), at(100), false, true},
-                                                 {"ware", at(114), false, true}}
+        QTest::newRow("soft hyphen") << lines({{100, 72, {QStringLiteral("soft\u00AD")}}, {114, 72, {"ware"}}})
                                      << QStringLiteral("software");
-        QTest::newRow("names keep the hyphen") << QList<W>{{"Jean-", at(100), false, true},
-                                                           {"Paul", at(114), false, true}}
+        QTest::newRow("names keep the hyphen") << lines({{100, 72, {"Jean-"}}, {114, 72, {"Paul"}}})
                                                << QStringLiteral("Jean-\nPaul");
-        QTest::newRow("a dash alone") << QList<W>{{"-", at(100), false, true}, {"b", at(114), false, true}}
-                                      << QStringLiteral("-\nb");
+        QTest::newRow("a dash alone") << lines({{100, 72, {"-"}}, {114, 72, {"b"}}}) << QStringLiteral("-\nb");
         // Drawn left to right as seen: "مرحبا بالعالم" reads right to left.
-        QTest::newRow("right to left")
-            << QList<W>{{QStringLiteral("ملاعلاب"), at(100), true, false},
-                        {QStringLiteral("ابحرم"), at(100, 120), false, true}}
-            << QStringLiteral("مرحبا بالعالم");
-        QTest::newRow("numbers keep their digits")
-            << QList<W>{{QStringLiteral("ماع"), at(100), true, false},
-                        {QStringLiteral("2024"), at(100, 120), true, false},
-                        {QStringLiteral("ةنس"), at(100, 170), false, true}}
-            << QStringLiteral("سنة 2024 عام");
-        QTest::newRow("left to right around")
-            << QList<W>{{"Hello", at(100), true, false}, {QStringLiteral("ابحرم"), at(100, 120), true, false},
-                        {"world", at(100, 170), false, true}}
-            << QStringLiteral("Hello مرحبا world");
-        QTest::newRow("nothing") << QList<W>{} << QString();
+        QTest::newRow("right to left") << lines({{100, 72, {"ملاعلاب", "ابحرم"}}}) << QStringLiteral("مرحبا بالعالم");
+        QTest::newRow("numbers keep their digits") << lines({{100, 72, {"ماع", "2024", "ةنس"}}})
+                                                   << QStringLiteral("سنة 2024 عام");
+        QTest::newRow("left to right around") << lines({{100, 72, {"Hello", "ابحرم", "world"}}})
+                                              << QStringLiteral("Hello مرحبا world");
+        QTest::newRow("nothing") << QList<PDFOps::TextWord>{} << QString();
     }
     void assemblesText()
     {

@@ -46,7 +46,8 @@ QList<QWidget *> cards(QWidget *screen)
     return panel(screen)->findChildren<QWidget *>(QStringLiteral("compressLevel"));
 }
 
-// The levels of the cards drawn as chosen.
+// The levels of the cards drawn as chosen (cards go smallest first, in the
+// order of the levels).
 QList<int> chosen(QWidget *screen)
 {
     QList<int> levels;
@@ -54,14 +55,6 @@ QList<int> chosen(QWidget *screen)
         if (card->property("chosen").toBool())
             levels << card->property("level").toInt();
     return levels;
-}
-
-QWidget *card(QWidget *screen, CompressionLevel level)
-{
-    for (QWidget *c : cards(screen))
-        if (c->property("level").toInt() == int(level))
-            return c;
-    return nullptr;
 }
 
 bool finish(CompressScreen &screen)
@@ -93,16 +86,18 @@ private Q_SLOTS:
         QVERIFY(!panel(&screen));
     }
 
+    // The size, the cards side by side (balanced chosen), the note; a click
+    // or Space chooses a level, which another file keeps.
     void screenForAFile()
     {
-        const QString file = writeFile(m_dir.filePath(QStringLiteral("Shown.pdf")), m_photos);
         Workspace ws;
-        ws.add({file});
+        ws.add({writeFile(m_dir.filePath(QStringLiteral("A.pdf")), m_photos),
+                writeFile(m_dir.filePath(QStringLiteral("B.pdf")), textPDF(3))});
+        ws.select(ws.files().first().id);
         CompressScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QCOMPARE(labelText(panel(&screen), "compressSize"), Tasks::compressCurrentSize(QFileInfo(file).size()));
-        // Side by side, smallest on the left, balanced chosen.
+        QCOMPARE(labelText(panel(&screen), "compressSize"), Tasks::compressCurrentSize(m_photos.size()));
         const auto shown = cards(&screen);
         const auto expected = Tasks::compressLevelCards();
         QCOMPARE(shown.size(), expected.size());
@@ -117,34 +112,22 @@ private Q_SLOTS:
         QCOMPARE(button(&screen, "compressButton")->text(), QStringLiteral("Compress"));
         QVERIFY(button(&screen, "compressButton")->isEnabled());
         QVERIFY(!screen.findChild<QWidget *>(QStringLiteral("jobBar"))->isVisible());
-    }
 
-    void clickingACardChoosesIt()
-    {
-        Workspace ws;
-        ws.add({writeFile(m_dir.filePath(QStringLiteral("A.pdf")), textPDF(2)),
-                writeFile(m_dir.filePath(QStringLiteral("B.pdf")), textPDF(3))});
-        ws.select(ws.files().first().id);
-        CompressScreen screen(ws);
-        screen.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&screen));
         for (CompressionLevel level : {CompressionLevel::Small, CompressionLevel::Balanced, CompressionLevel::High}) {
-            QTest::mouseClick(card(&screen, level), Qt::LeftButton);
+            QTest::mouseClick(cards(&screen)[int(level)], Qt::LeftButton);
             QCOMPARE(screen.model().level(), level);
             QCOMPARE(chosen(&screen), QList<int>{int(level)});
         }
-        // Another file keeps the level; the screen for it shows it chosen.
         ws.select(ws.files().last().id);
         QCOMPARE(screen.model().level(), CompressionLevel::High);
         QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::High)});
         QCOMPARE(labelText(panel(&screen), "compressSize"), Tasks::compressCurrentSize(ws.files().last().bytes));
-        // The keyboard chooses too.
-        QTest::keyClick(card(&screen, CompressionLevel::Small), Qt::Key_Space);
+        QTest::keyClick(cards(&screen)[int(CompressionLevel::Small)], Qt::Key_Space);
         QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::Small)});
     }
 
-    // A run at the chosen level and its outcome; choosing
-    // another file clears the outcome.
+    // A run at the chosen level and its outcome; choosing another file
+    // clears the outcome.
     void compressThroughTheScreen()
     {
         QTemporaryDir dir;
@@ -156,7 +139,7 @@ private Q_SLOTS:
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
         QPushButton *compress = button(&screen, "compressButton");
-        QTest::mouseClick(card(&screen, CompressionLevel::Small), Qt::LeftButton);
+        QTest::mouseClick(cards(&screen)[int(CompressionLevel::Small)], Qt::LeftButton);
         QTest::mouseClick(compress, Qt::LeftButton);
         QVERIFY(!compress->isEnabled()); // while it runs
         QCOMPARE(labelText(panel(&screen), "jobText"), QStringLiteral("Compressing…"));
