@@ -63,21 +63,16 @@ class TestConvert : public QObject {
 private Q_SLOTS:
     void screenTexts()
     {
-        QCOMPARE(Convert::label(Convert::Mode::Images), QStringLiteral("Pictures"));
-        QCOMPARE(Convert::label(Convert::Mode::Text), QStringLiteral("Text"));
-        QStringList choices;
-        for (const auto &choice : Convert::resolutions())
-            choices << QStringLiteral("%1=%2").arg(choice.label).arg(choice.dpi);
-        QCOMPARE(choices, (QStringList{"Screen (72 dpi)=72", "Good (150 dpi)=150", "Print (300 dpi)=300"}));
-        QCOMPARE(Convert::picturesNote(),
-                 QStringLiteral("Every page becomes one picture, saved together in a new folder."));
-        QCOMPARE(Convert::textNote(), QStringLiteral("Saves all the text in the PDF as a plain text file."));
-        QCOMPARE(Convert::savePicturesTitle(), QStringLiteral("Save Pictures"));
-        QCOMPARE(Convert::saveTextTitle(), QStringLiteral("Save Text"));
-        QCOMPARE(Convert::formatLabel(), QStringLiteral("Format"));
-        QCOMPARE(Convert::qualityLabel(), QStringLiteral("Quality"));
-        QCOMPARE(Convert::picturesJobTitle(), QStringLiteral("Saving"));
-        QCOMPARE(Convert::textJobTitle(), QStringLiteral("Reading"));
+        using namespace Convert;
+        QStringList texts{label(Mode::Images), label(Mode::Text), formatLabel(), qualityLabel(), picturesNote(),
+                          textNote(), savePicturesTitle(), saveTextTitle(), picturesJobTitle(), textJobTitle()};
+        for (const auto &choice : resolutions())
+            texts << QStringLiteral("%1=%2").arg(choice.label).arg(choice.dpi);
+        QCOMPARE(texts, (QStringList{"Pictures", "Text", "Format", "Quality",
+                                     "Every page becomes one picture, saved together in a new folder.",
+                                     "Saves all the text in the PDF as a plain text file.", "Save Pictures",
+                                     "Save Text", "Saving", "Reading", "Screen (72 dpi)=72", "Good (150 dpi)=150",
+                                     "Print (300 dpi)=300"}));
     }
 
     void pictureNames_data()
