@@ -45,10 +45,10 @@ double ink(const QImage &image)
 
 // Lines of words {top, left, words}, each word 40 points wide and 50 from
 // the next, a space after every word but the last of its line.
-QList<PDFOps::TextWord> lines(const QList<std::tuple<double, double, QStringList>> &spec)
+QList<PDFOps::TextWord> lines(const QList<std::tuple<double, double, QStringList>> &rows)
 {
     QList<PDFOps::TextWord> words;
-    for (const auto &[top, left, texts] : spec)
+    for (const auto &[top, left, texts] : rows)
         for (qsizetype i = 0; i < texts.size(); ++i)
             words.append({texts[i], QRectF(left + 50 * i, top, 40, 12), i + 1 < texts.size(), i + 1 == texts.size()});
     return words;
