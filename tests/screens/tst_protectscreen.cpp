@@ -11,7 +11,6 @@
 #include "ToolPage.h"
 #include "Workspace.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QFile>
@@ -112,20 +111,14 @@ private Q_SLOTS:
 
     void init()
     {
+        m_screen.reset();
+        m_ws.reset();
         m_dir = std::make_unique<QTemporaryDir>();
         writeFile(path(QStringLiteral("Report.pdf")), textPDF(3, QStringLiteral("Report")));
         writeFile(path(QStringLiteral("Secret.pdf")), makePDF(numberedPages(2, QStringLiteral("Secret")), tenantLock()));
         m_dialogs = std::make_unique<ScriptedDialogs>(QList<std::optional<QString>>{QStringLiteral("tenant")});
         m_ws = std::make_unique<Workspace>();
         m_ws->setDialogs(m_dialogs.get());
-    }
-
-    void cleanup()
-    {
-        m_screen.reset();
-        m_ws.reset();
-        m_dialogs.reset();
-        m_dir.reset();
     }
 
     void addModeTexts()

@@ -93,6 +93,14 @@ QStringList outlineTitles(const QString &path, const QString &password)
     }
     return titles;
 }
+
+Fixtures::ProcessResult qpdf(const QString &option, const QString &path, const QString &password = {})
+{
+    QStringList arguments{option};
+    if (!password.isEmpty())
+        arguments << QStringLiteral("--password=") + password;
+    return Fixtures::runProgram(QStringLiteral("qpdf"), arguments << path);
+}
 } // namespace
 
 PopplerView poppler(const QString &path, const QString &password)
@@ -135,16 +143,6 @@ PopplerView poppler(const QString &path, const QString &password)
     }
     return view;
 }
-
-namespace {
-Fixtures::ProcessResult qpdf(const QString &option, const QString &path, const QString &password = {})
-{
-    QStringList arguments{option};
-    if (!password.isEmpty())
-        arguments << QStringLiteral("--password=") + password;
-    return Fixtures::runProgram(QStringLiteral("qpdf"), arguments << path);
-}
-} // namespace
 
 QMap<QString, QString> qpdfEncryption(const QString &path, const QString &password)
 {
