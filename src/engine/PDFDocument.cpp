@@ -298,9 +298,9 @@ void PDFDocument::setInfo(const DocumentInfo &info)
     }
 }
 
-QList<OutlineItem> PDFDocument::outline() const
+QList<OutlineEntry> PDFDocument::outline() const
 {
-    QList<OutlineItem> items;
+    QList<OutlineEntry> items;
     if (!m_qpdf)
         return items;
     try {
@@ -308,9 +308,9 @@ QList<OutlineItem> PDFDocument::outline() const
         QPDFOutlineDocumentHelper helper(*m_qpdf);
         std::set<QPDFObjGen> seen;
         int budget = 100000; // a hostile outline can't make us walk forever
-        std::function<QList<OutlineItem>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
+        std::function<QList<OutlineEntry>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
             [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
-                QList<OutlineItem> out;
+                QList<OutlineEntry> out;
                 if (depth > 64)
                     return out;
                 for (auto &entry : level) {
@@ -319,7 +319,7 @@ QList<OutlineItem> PDFDocument::outline() const
                     const auto og = entry.getObjectHandle().getObjGen();
                     if (og.isIndirect() && !seen.insert(og).second)
                         continue;
-                    OutlineItem item;
+                    OutlineEntry item;
                     item.title = QString::fromStdString(entry.getTitle());
                     try {
                         auto target = entry.getDestPage();
@@ -341,7 +341,7 @@ QList<OutlineItem> PDFDocument::outline() const
 
 int PDFDocument::outlineCount() const
 {
-    std::function<int(const QList<OutlineItem> &)> count = [&](const QList<OutlineItem> &level) {
+    std::function<int(const QList<OutlineEntry> &)> count = [&](const QList<OutlineEntry> &level) {
         int n = 0;
         for (const auto &item : level)
             n += 1 + count(item.children);

@@ -31,10 +31,10 @@ struct DocumentInfo {
     QString producer;
 };
 
-struct OutlineItem {
+struct OutlineEntry {
     QString title;
     int pageIndex = -1; // -1 when the destination doesn't lead to a page
-    QList<OutlineItem> children;
+    QList<OutlineEntry> children;
 };
 
 // What a written copy carries: no encryption, or AES-256 with passwords
@@ -93,7 +93,7 @@ public:
     DocumentInfo info() const;
     // Replaces the document info with the non-empty fields given.
     void setInfo(const DocumentInfo &info);
-    QList<OutlineItem> outline() const;
+    QList<OutlineEntry> outline() const;
     int outlineCount() const; // every entry, nested ones included
 
     // Writes the document. Throws PDFError when it can't be written.

@@ -12,7 +12,7 @@ using namespace Fixtures;
 
 namespace {
 // "Title@page" per bookmark, children in brackets: "A@0[B@-1]".
-QString shape(const QList<OutlineItem> &items)
+QString shape(const QList<OutlineEntry> &items)
 {
     QStringList parts;
     for (const auto &item : items) {
