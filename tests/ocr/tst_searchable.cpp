@@ -133,7 +133,7 @@ private Q_SLOTS:
 private:
     QTemporaryDir m_dir;
     QString path(const QString &name) const { return m_dir.filePath(name); }
-    QString writeScan(const QString &name, const QList<Fixtures::ScanPageSpec> &pages)
+    QString writeScan(const QString &name, const QList<Fixtures::ScanPage> &pages)
     {
         return Fixtures::writeFile(path(name), Fixtures::scanPDF(pages));
     }

@@ -76,13 +76,13 @@ QRectF turnedBox(const QRectF &box, QSize original, int degrees)
     return rotation.mapRect(box).translated(-moved.topLeft());
 }
 
-QByteArray scanPDF(const QList<ScanPageSpec> &pages)
+QByteArray scanPDF(const QList<ScanPage> &pages)
 {
     QPDF q;
     q.emptyPDF();
     QPDFPageDocumentHelper helper(q);
-    for (const auto &spec : pages) {
-        const QImage grey = spec.image.convertToFormat(QImage::Format_Grayscale8);
+    for (const auto &scanned : pages) {
+        const QImage grey = scanned.image.convertToFormat(QImage::Format_Grayscale8);
         const QByteArray jpeg = encode(grey, "JPEG", 85);
         auto image = QPDFObjectHandle::newStream(&q, jpeg.toStdString());
         auto dict = image.getDict();
@@ -94,8 +94,8 @@ QByteArray scanPDF(const QList<ScanPageSpec> &pages)
         dict.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(8));
         dict.replaceKey("/Filter", QPDFObjectHandle::newName("/DCTDecode"));
 
-        const double w = grey.width() * 72.0 / spec.dpi;
-        const double h = grey.height() * 72.0 / spec.dpi;
+        const double w = grey.width() * 72.0 / scanned.dpi;
+        const double h = grey.height() * 72.0 / scanned.dpi;
         const std::string content =
             "q " + std::to_string(w) + " 0 0 " + std::to_string(h) + " 0 0 cm /Im Do Q\n";
         auto page = QPDFObjectHandle::parse("<< /Type /Page /Resources << /XObject << >> >> >>");
@@ -103,8 +103,8 @@ QByteArray scanPDF(const QList<ScanPageSpec> &pages)
         page.replaceKey("/MediaBox", QPDFObjectHandle::parse("[0 0 " + std::to_string(w) + " " +
                                                              std::to_string(h) + "]"));
         page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
-        if (spec.rotate)
-            page.replaceKey("/Rotate", QPDFObjectHandle::newInteger(spec.rotate));
+        if (scanned.rotate)
+            page.replaceKey("/Rotate", QPDFObjectHandle::newInteger(scanned.rotate));
         helper.addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
     }
     return bytesOf(q);

@@ -33,13 +33,13 @@ Scan scan(const QStringList &lines, QSizeF size = {432, 288}, double dpi = 200, 
 QImage turned(const QImage &image, int degrees);
 QRectF turnedBox(const QRectF &box, QSize original, int degrees);
 
-struct ScanPageSpec {
+struct ScanPage {
     QImage image;
     double dpi = 200;
     int rotate = 0; // the page's /Rotate
 };
 
 // A PDF whose pages show only the pictures (JPEG), each filling its page.
-QByteArray scanPDF(const QList<ScanPageSpec> &pages);
+QByteArray scanPDF(const QList<ScanPage> &pages);
 
 } // namespace Fixtures
