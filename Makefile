@@ -5,7 +5,7 @@ PRESET ?= dev
 BUILD  := build/$(PRESET)
 JOBS   ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench selftest clean
+.PHONY: all deps configure build run test bench selftest format format-check clean
 
 all: build
 
@@ -26,6 +26,15 @@ selftest: build
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 900
+
+# Every C++ file of the tree as .clang-format has it.
+SOURCES = $(shell git ls-files '*.cpp' '*.h')
+
+format: deps
+	clang-format -i $(SOURCES)
+
+format-check: deps
+	clang-format --dry-run -Werror $(SOURCES)
 
 bench: build
 	@for b in bench/*.sh; do [ -e "$$b" ] || continue; echo "== $$b"; bash "$$b" $(BUILD) || exit 1; done

@@ -11,6 +11,7 @@ packages=(
   libheif-dev libjpeg-dev
   adwaita-icon-theme
   qpdf poppler-utils
+  clang-format
 )
 
 missing=()

@@ -238,7 +238,8 @@ void AppController::buildMenu()
             continue;
         }
         const char *method = item.method;
-        QAction *action = edit->addAction(item.title, this, [this, method] { forwardToFocus(method); });
+        QAction *action =
+            edit->addAction(item.title, this, [this, method] { forwardToFocus(method); });
         action->setShortcut(item.key);
         // A focused text field answers these keys itself first.
         action->setShortcutContext(Qt::WindowShortcut);
@@ -246,7 +247,8 @@ void AppController::buildMenu()
     }
 
     QMenu *windowMenu = bar->addMenu(tr("&Window"));
-    QAction *minimize = windowMenu->addAction(tr("Minimize"), m_window.data(), &QWidget::showMinimized);
+    QAction *minimize =
+        windowMenu->addAction(tr("Minimize"), m_window.data(), &QWidget::showMinimized);
     minimize->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
     minimize->setObjectName(QStringLiteral("actionMinimize"));
 

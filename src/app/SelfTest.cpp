@@ -65,8 +65,8 @@ const std::vector<Check> &checks()
          }},
         {"picture page size",
          [](const QString &) {
-             return PDFOps::picturePageSize(QSize(3000, 2000)) == QSizeF(842, 561)
-                 && PDFOps::picturePageSize(QSize(1000, 1000)) == QSizeF(842, 842);
+             return PDFOps::picturePageSize(QSize(3000, 2000)) == QSizeF(842, 561) &&
+                    PDFOps::picturePageSize(QSize(1000, 1000)) == QSizeF(842, 842);
          }},
         {"picture intake",
          [](const QString &folder) {
@@ -76,8 +76,8 @@ const std::vector<Check> &checks()
              auto image = PDFOps::loadImage(path, 800);
              auto doc = image ? PDFOps::page(*image) : nullptr;
              auto geometry = doc ? doc->page(0) : std::nullopt;
-             return image && image->size() == QSize(600, 800) && geometry
-                 && geometry->uprightSize() == QSizeF(632, 842);
+             return image && image->size() == QSize(600, 800) && geometry &&
+                    geometry->uprightSize() == QSizeF(632, 842);
          }},
         {"unlock with passwords",
          [](const QString &folder) {
@@ -99,8 +99,8 @@ const std::vector<Check> &checks()
              if (!PDFOps::isRestricted(*doc) || doc->encryptionMethod() != QLatin1String("AES-256"))
                  return false;
              auto owner = PDFDocument::open(path);
-             return owner && owner->unlock(QStringLiteral("owner-pässword"))
-                 && owner->hasOwnerRights() && !PDFOps::isRestricted(*owner);
+             return owner && owner->unlock(QStringLiteral("owner-pässword")) &&
+                    owner->hasOwnerRights() && !PDFOps::isRestricted(*owner);
          }},
         {"workspace intake",
          [](const QString &folder) {
@@ -116,10 +116,10 @@ const std::vector<Check> &checks()
              Workspace workspace;
              workspace.add({pdf, png, txt, folder + QStringLiteral("/missing.pdf")});
              const auto current = workspace.current();
-             return workspace.files().size() == 2 && workspace.pdfs().size() == 1 && current
-                 && current->name() == QLatin1String("a") && current->fresh()
-                 && current->fresh()->pageCount() == 3
-                 && workspace.notice().value_or(QString()).split(u'\n').size() == 2;
+             return workspace.files().size() == 2 && workspace.pdfs().size() == 1 && current &&
+                    current->name() == QLatin1String("a") && current->fresh() &&
+                    current->fresh()->pageCount() == 3 &&
+                    workspace.notice().value_or(QString()).split(u'\n').size() == 2;
          }},
         {"page ranges",
          [](const QString &) {
@@ -127,10 +127,10 @@ const std::vector<Check> &checks()
              const auto *groups = std::get_if<PageRanges::Groups>(&parsed);
              const auto failed = PageRanges::parse(QStringLiteral("1-20"), 10);
              const auto *failure = std::get_if<PageRanges::Failure>(&failed);
-             return groups && *groups == PageRanges::Groups{{0, 1, 2}, {4}, {7, 8, 9}} && failure
-                 && failure->message()
-                        == QStringLiteral("Page 20 doesn't exist; this PDF has 10 pages.")
-                 && PageRanges::label({0, 1, 2}) == QStringLiteral("1–3");
+             return groups && *groups == PageRanges::Groups{{0, 1, 2}, {4}, {7, 8, 9}} && failure &&
+                    failure->message() ==
+                        QStringLiteral("Page 20 doesn't exist; this PDF has 10 pages.") &&
+                    PageRanges::label({0, 1, 2}) == QStringLiteral("1–3");
          }},
         {"text recognition",
          [](const QString &) {
@@ -147,9 +147,9 @@ const std::vector<Check> &checks()
          }},
         {"error messages",
          [](const QString &) {
-             return PDFError::restricted().description().size() == 150
-                 && PDFError::unreadable(QStringLiteral("a b.pdf")).description()
-                        == QStringLiteral("“a b.pdf” couldn't be read as a PDF.");
+             return PDFError::restricted().description().size() == 150 &&
+                    PDFError::unreadable(QStringLiteral("a b.pdf")).description() ==
+                        QStringLiteral("“a b.pdf” couldn't be read as a PDF.");
          }},
     };
     return list;

@@ -7,7 +7,10 @@
 
 #include <unistd.h>
 
-SingleInstance::SingleInstance(QObject *parent) : QObject(parent) {}
+SingleInstance::SingleInstance(QObject *parent)
+    : QObject(parent)
+{
+}
 
 SingleInstance::~SingleInstance()
 {

@@ -1,5 +1,6 @@
 #include "Cli.h"
 
+#include "Intake.h"
 #include "Terminal.h"
 
 #include <QCoreApplication>
@@ -11,7 +12,10 @@ namespace Cli {
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("Cli", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Cli", text);
+}
 
 QList<Verb> &registry()
 {
@@ -35,7 +39,8 @@ void usage()
     out(tr("“quirebook-cli VERB --help” tells more about one verb."));
 }
 
-// The first line of a file, without its line break.
+} // namespace
+
 std::optional<QString> firstLine(const QString &path)
 {
     QFile file(path);
@@ -47,9 +52,10 @@ std::optional<QString> firstLine(const QString &path)
     return QString::fromUtf8(line);
 }
 
-} // namespace
-
-Registration::Registration(Verb verb) { registry().append(std::move(verb)); }
+Registration::Registration(Verb verb)
+{
+    registry().append(std::move(verb));
+}
 
 void out(const QString &text)
 {
@@ -65,7 +71,10 @@ void err(const QString &text)
     std::fflush(stderr);
 }
 
-void complain(const QString &message) { err(QStringLiteral("quirebook-cli: ") + message); }
+void complain(const QString &message)
+{
+    err(QStringLiteral("quirebook-cli: ") + message);
+}
 
 std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
                          const QString &description, const QString &positionalHelp,
@@ -111,23 +120,22 @@ std::optional<QString> CliDialogs::askSecret(const SecretPrompt &prompt)
             if (i != own && !order.contains(given[i]))
                 order << given[i];
         return prompt.attempt <= order.size() ? std::optional<QString>(order[prompt.attempt - 1])
-                                               : std::nullopt;
+                                              : std::nullopt;
     }
     if (!m_interactive || owner)
         return std::nullopt;
-    const QString text = prompt.attempt == 1
-                             ? tr("Password for “%1”: ").arg(prompt.fileName)
-                             : prompt.informative + QLatin1Char(' ');
+    const QString text = prompt.attempt == 1 ? tr("Password for “%1”: ").arg(prompt.fileName)
+                                             : prompt.informative + QLatin1Char(' ');
     return Terminal::readSecret(text);
 }
 
 Sources::Sources()
-    : m_password(QStringLiteral("password"), tr("Password that opens a locked PDF."), tr("PW")),
-      m_passwordFile(QStringLiteral("password-file"),
-                     tr("Read the password from the first line of FILE."), tr("FILE")),
-      m_ownerPassword(QStringLiteral("owner-password"),
-                      tr("Owner password that lifts a PDF's restrictions."), tr("PW")),
-      m_ownerPasswordFile(QStringLiteral("owner-password-file"),
+    : m_password(QStringLiteral("password"), tr("Password that opens a locked PDF."), tr("PW"))
+    , m_passwordFile(QStringLiteral("password-file"),
+                     tr("Read the password from the first line of FILE."), tr("FILE"))
+    , m_ownerPassword(QStringLiteral("owner-password"),
+                      tr("Owner password that lifts a PDF's restrictions."), tr("PW"))
+    , m_ownerPasswordFile(QStringLiteral("owner-password-file"),
                           tr("Read the owner password from the first line of FILE."), tr("FILE"))
 {
 }
@@ -154,28 +162,23 @@ bool Sources::readPasswords(const QCommandLineParser &parser)
             into << qEnvironmentVariable(environment);
         return true;
     };
-    if (!pick(m_password, m_passwordFile, "QUIREBOOK_PASSWORD", m_users)
-        || !pick(m_ownerPassword, m_ownerPasswordFile, nullptr, m_owners))
+    if (!pick(m_password, m_passwordFile, "QUIREBOOK_PASSWORD", m_users) ||
+        !pick(m_ownerPassword, m_ownerPasswordFile, nullptr, m_owners))
         return false;
     m_dialogs = std::make_unique<CliDialogs>(m_users, m_owners, Terminal::stdinIsInteractive());
-    m_workspace.setDialogs(m_dialogs.get());
     return true;
 }
 
 std::optional<PDFFile> Sources::open(const QString &path)
 {
-    m_workspace.setNotice(std::nullopt);
-    const auto before = m_workspace.files().size();
-    m_workspace.add({path});
-    if (m_workspace.files().size() == before) {
-        complain(m_workspace.notice().value_or(QString()));
+    auto opened = Intake::open(path, m_dialogs.get());
+    if (const auto *refusal = std::get_if<QString>(&opened)) {
+        complain(*refusal);
         return std::nullopt;
     }
-    PDFFile file = m_workspace.files().last();
-    if (file.restricted() && !m_owners.isEmpty()) {
-        m_workspace.unlockOwner(file.id);
-        file = *m_workspace.file(file.id);
-    }
+    PDFFile &file = std::get<PDFFile>(opened);
+    if (file.restricted() && !m_owners.isEmpty())
+        Intake::liftRestrictions(file, m_dialogs.get());
     return file;
 }
 
@@ -186,8 +189,8 @@ int run(const QStringList &arguments)
         return Usage;
     }
     const QString first = arguments.first();
-    if (first == QLatin1String("--help") || first == QLatin1String("-h")
-        || first == QLatin1String("help")) {
+    if (first == QLatin1String("--help") || first == QLatin1String("-h") ||
+        first == QLatin1String("help")) {
         usage();
         return Done;
     }

@@ -3,7 +3,6 @@
 #include "Dialogs.h"
 #include "Job.h"
 #include "PDFFile.h"
-#include "Workspace.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
@@ -40,6 +39,9 @@ void err(const QString &text);
 // A message for the person, prefixed with the program's name.
 void complain(const QString &message);
 
+// The first line of a file (a password file), without its line break.
+std::optional<QString> firstLine(const QString &path);
+
 // Sets up a verb's parser (with --help) and parses. Returns a status to end
 // with, or nothing to go on.
 std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
@@ -52,12 +54,16 @@ std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
 // Returns the outcome, or the status to end with after saying why (1).
 std::variant<Outcome, int> execute(const QString &label, const Work &work, bool quiet);
 
-// Ends a verb after execute(): its status, or each result's path on
-// stdout and Done.
-int printResults(const std::variant<Outcome, int> &result);
-
 // The --quiet option, for verbs that show progress.
 QCommandLineOption quietOption();
+
+// The -o option of a verb that writes one result per source.
+QCommandLineOption outputOption(const QString &description, const QString &valueName);
+
+// Several sources need -o to be a folder: the usage status after saying
+// `message` (and, given a verb, where its help is), or nothing.
+std::optional<int> checkOutput(const QString &output, qsizetype sourceCount, const QString &message,
+                               const QString &verb = {});
 
 // Answers intake's password questions from the command line. Passwords
 // given several times go to the locked files in order (the second
@@ -66,13 +72,17 @@ QCommandLineOption quietOption();
 class CliDialogs : public Dialogs {
 public:
     CliDialogs(QStringList passwords, QStringList ownerPasswords, bool interactive)
-        : m_passwords(std::move(passwords)), m_owners(std::move(ownerPasswords)),
-          m_interactive(interactive)
+        : m_passwords(std::move(passwords))
+        , m_owners(std::move(ownerPasswords))
+        , m_interactive(interactive)
     {
     }
     std::optional<QString> askSecret(const SecretPrompt &prompt) override;
     // No panels on the command line: -o names the place instead.
-    std::optional<QString> savePDF(const QString &, const QString &) override { return std::nullopt; }
+    std::optional<QString> savePDF(const QString &, const QString &) override
+    {
+        return std::nullopt;
+    }
     QStringList openFiles(bool) override { return {}; }
     std::optional<QString> openImage() override { return std::nullopt; }
 
@@ -99,13 +109,53 @@ public:
     // refused it.
     std::optional<PDFFile> open(const QString &path);
 
-    Workspace &workspace() { return m_workspace; }
-
 private:
     QCommandLineOption m_password, m_passwordFile, m_ownerPassword, m_ownerPasswordFile;
     QStringList m_users, m_owners;
     std::unique_ptr<CliDialogs> m_dialogs;
-    Workspace m_workspace;
 };
+
+// What a verb does with each of its sources: the tool's work, where its
+// result goes and what is said about it. runEach() and runOne() carry it
+// out the same way for every verb.
+struct Run {
+    using Destination = std::function<std::optional<QString>(const PDFFile &)>;
+    using Work = std::function<Outcome(const PDFFile &, const QString &destination,
+                                       const Progress &, const IsCancelled &)>;
+
+    // Where the result for a source goes; nothing after saying why.
+    Destination destination;
+    // What the progress bar says while a source is worked on.
+    std::function<QString(const PDFFile &)> label;
+    Work work;
+    // A source the tool doesn't take: the sentence that says so.
+    std::function<std::optional<QString>(const PDFFile &)> refuse = {};
+    // The line for stderr after a result; not asked when quiet.
+    std::function<std::optional<QString>(const PDFFile &, const Outcome &)> summary = {};
+    // A failed run may still leave its result (a searchable copy whose later
+    // pages carry no text): its path is printed all the same.
+    bool keepsFailedResult = false;
+};
+
+// Says that nothing can be written next to `file` and -o must say where.
+void cannotWriteBeside(const PDFFile &file);
+
+// One PDF per source: "<name> <suffix>.pdf" beside it as the window would
+// place it, or at -o (a file, or a folder to put it in). Nothing, after
+// saying why, when the source's folder can't be written and no -o given.
+Run::Destination pdfResult(const QString &suffix, const QString &output);
+
+// A destination settled by the tool itself (a new folder, say), which
+// throws PDFError when it can't be had: that is said, and nothing returned.
+Run::Destination settledBy(std::function<QString(const PDFFile &)> settle);
+
+// Opens a source and lets the run refuse it. Nothing after saying why.
+std::optional<PDFFile> take(Sources &sources, const QString &path, const Run &run);
+// Places the result, does the work with a progress bar, then prints the
+// result's paths on stdout and the summary on stderr. Returns the status.
+int runOne(const PDFFile &file, const Run &run, bool quiet);
+// take() and runOne() for every source in turn: Done when all were done,
+// Failed when one failed, Interrupted at once when the person stopped it.
+int runEach(Sources &sources, const QStringList &paths, const Run &run, bool quiet);
 
 } // namespace Cli

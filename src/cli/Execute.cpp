@@ -1,10 +1,13 @@
 #include "Cli.h"
 
+#include "Output.h"
 #include "PDFError.h"
 #include "SafeWrite.h"
 #include "Terminal.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 
 #include <csignal>
 #include <cstdio>
@@ -43,19 +46,115 @@ void drawBar(const QString &label, int done, int total)
 
 } // namespace
 
-int printResults(const std::variant<Outcome, int> &result)
-{
-    if (const int *status = std::get_if<int>(&result))
-        return *status;
-    for (const QString &url : std::get<Outcome>(result).urls)
-        out(url);
-    return Done;
-}
-
 QCommandLineOption quietOption()
 {
     return QCommandLineOption({QStringLiteral("q"), QStringLiteral("quiet")},
                               QCoreApplication::translate("Cli", "Show no progress."));
+}
+
+QCommandLineOption outputOption(const QString &description, const QString &valueName)
+{
+    return QCommandLineOption({QStringLiteral("o"), QStringLiteral("output")}, description,
+                              valueName);
+}
+
+std::optional<int> checkOutput(const QString &output, qsizetype sourceCount, const QString &message,
+                               const QString &verb)
+{
+    if (output.isEmpty() || sourceCount < 2 || QFileInfo(output).isDir())
+        return std::nullopt;
+    complain(message);
+    if (!verb.isEmpty())
+        err(QCoreApplication::translate("Cli", "Try “quirebook-cli %1 --help”.").arg(verb));
+    return Usage;
+}
+
+void cannotWriteBeside(const PDFFile &file)
+{
+    complain(QCoreApplication::translate(
+                 "Cli", "Quirebook can't write next to “%1”. Choose another place with -o.")
+                 .arg(file.fileName()));
+}
+
+Run::Destination pdfResult(const QString &suffix, const QString &output)
+{
+    return [suffix, output](const PDFFile &file) -> std::optional<QString> {
+        if (!output.isEmpty())
+            return Output::chosenURL(output, Output::resultName(file, suffix),
+                                     QStringLiteral("pdf"));
+        auto place = Output::pdfURL(file, suffix, nullptr);
+        if (!place)
+            cannotWriteBeside(file);
+        return place;
+    };
+}
+
+Run::Destination settledBy(std::function<QString(const PDFFile &)> settle)
+{
+    return [settle](const PDFFile &file) -> std::optional<QString> {
+        try {
+            return settle(file);
+        } catch (const PDFError &e) {
+            complain(e.description());
+            return std::nullopt;
+        }
+    };
+}
+
+std::optional<PDFFile> take(Sources &sources, const QString &path, const Run &run)
+{
+    auto file = sources.open(path);
+    if (!file)
+        return std::nullopt;
+    if (run.refuse) {
+        if (const auto refusal = run.refuse(*file)) {
+            complain(*refusal);
+            return std::nullopt;
+        }
+    }
+    return file;
+}
+
+int runOne(const PDFFile &file, const Run &run, bool quiet)
+{
+    const auto destination = run.destination(file);
+    if (!destination)
+        return Failed;
+    const Run::Work work = run.work;
+    const PDFFile source = file;
+    const QString target = *destination;
+    const auto result = execute(
+        run.label(file),
+        [work, source, target](const Progress &progress, const IsCancelled &isCancelled) {
+            return work(source, target, progress, isCancelled);
+        },
+        quiet);
+    if (const int *status = std::get_if<int>(&result)) {
+        if (*status == Failed && run.keepsFailedResult && QFileInfo::exists(target))
+            out(target);
+        return *status;
+    }
+    const Outcome &outcome = std::get<Outcome>(result);
+    for (const QString &url : outcome.urls)
+        out(QDir::toNativeSeparators(url));
+    if (!quiet && run.summary)
+        if (const auto line = run.summary(file, outcome))
+            err(*line);
+    return Done;
+}
+
+int runEach(Sources &sources, const QStringList &paths, const Run &run, bool quiet)
+{
+    int status = Done;
+    for (const QString &path : paths) {
+        const auto file = take(sources, path, run);
+        const int done = file ? runOne(*file, run, quiet) : Failed;
+        if (done == Interrupted)
+            return done;
+        if (done != Done)
+            status = Failed;
+    }
+    return status;
 }
 
 std::variant<Outcome, int> execute(const QString &label, const Work &work, bool quiet)

@@ -8,8 +8,14 @@
 
 namespace Terminal {
 
-bool stdinIsInteractive() { return isatty(STDIN_FILENO) != 0; }
-bool stderrIsInteractive() { return isatty(STDERR_FILENO) != 0; }
+bool stdinIsInteractive()
+{
+    return isatty(STDIN_FILENO) != 0;
+}
+bool stderrIsInteractive()
+{
+    return isatty(STDERR_FILENO) != 0;
+}
 
 std::optional<QString> readSecret(const QString &prompt)
 {

@@ -7,7 +7,10 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("VerbInfo", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("VerbInfo", text);
+}
 
 int info(const QStringList &arguments)
 {
@@ -50,11 +53,13 @@ int info(const QStringList &arguments)
         }
     }
     if (parser.isSet(json))
-        Cli::out(QString::fromUtf8(QJsonDocument(reports).toJson(QJsonDocument::Indented)).trimmed());
+        Cli::out(
+            QString::fromUtf8(QJsonDocument(reports).toJson(QJsonDocument::Indented)).trimmed());
     return status;
 }
 
 const Cli::Registration registration{
-    {QStringLiteral("info"), QCoreApplication::translate("VerbInfo", "Describe PDFs and pictures."), info}};
+    {QStringLiteral("info"), QCoreApplication::translate("VerbInfo", "Describe PDFs and pictures."),
+     info}};
 
 } // namespace

@@ -1,35 +1,39 @@
 #include "Cli.h"
 #include "Merge.h"
 #include "Output.h"
-#include "PDFOps.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("VerbMerge", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("VerbMerge", text);
+}
 
-// Where the result goes: inside -o's folder, at -o's name (numbered when
-// taken), or beside the first file under the name the window suggests.
+// Where the result goes: inside -o's folder, at -o's name (made a PDF when
+// it has no extension; numbered when taken), or beside the first file
+// under the name the window suggests.
 std::optional<QString> destination(const QString &requested, const QList<PDFFile> &files)
 {
-    const QString suggested = Tasks::suggestedMergeName(files);
+    const QString suggested = Merge::suggestedName(files);
+    const QString pdf = QStringLiteral("pdf");
     if (!requested.isEmpty()) {
         const QFileInfo info(requested);
-        if (info.isDir())
-            return PDFOps::uniqueURL(info.absoluteFilePath(), suggested, QStringLiteral("pdf"));
-        const QString ext = info.suffix().isEmpty() ? QStringLiteral("pdf") : info.suffix();
-        return PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), ext);
+        // A name without an extension becomes a PDF's.
+        const bool bare = !info.isDir() && info.suffix().isEmpty();
+        return Output::chosenURL(bare ? info.absolutePath() + u'/' + info.completeBaseName() +
+                                            QStringLiteral(".pdf")
+                                      : requested,
+                                 suggested, pdf);
     }
     const auto folder = Output::folder(files.first());
     if (!folder) {
-        Cli::complain(tr("Quirebook can't write next to “%1”. Choose another place with -o.")
-                          .arg(files.first().fileName()));
+        Cli::cannotWriteBeside(files.first());
         return std::nullopt;
     }
-    return PDFOps::uniqueURL(*folder, suggested, QStringLiteral("pdf"));
+    return Output::chosenURL(*folder, suggested, pdf);
 }
 
 int merge(const QStringList &arguments)
@@ -69,12 +73,12 @@ int merge(const QStringList &arguments)
         return Cli::Failed;
 
     const auto result = Cli::execute(
-        tr("Merging"),
+        Merge::jobTitle(),
         [&](const Progress &progress, const IsCancelled &isCancelled) {
             QList<std::shared_ptr<const PDFDocument>> docs;
             for (const PDFFile &file : files)
                 docs.append(file.kind == PDFFile::Kind::Pdf ? file.doc : file.fresh());
-            return Tasks::mergeDocuments(docs, *target, progress, isCancelled);
+            return Merge::run(docs, *target, progress, isCancelled);
         },
         parser.isSet(quiet));
     if (const int *status = std::get_if<int>(&result))

@@ -1,15 +1,14 @@
 #include "Cli.h"
-#include "Output.h"
-#include "PDFError.h"
 #include "Split.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFileInfo>
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("VerbSplit", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("VerbSplit", text);
+}
 
 int split(const QStringList &arguments)
 {
@@ -28,63 +27,61 @@ int split(const QStringList &arguments)
                                     "--ranges, --every and --each."),
                                  tr("The PDF to cut."), arguments))
         return *status;
-    const int modes = int(parser.isSet(ranges)) + int(parser.isSet(every)) + int(parser.isSet(each));
+    const int modes =
+        int(parser.isSet(ranges)) + int(parser.isSet(every)) + int(parser.isSet(each));
     if (modes != 1 || parser.positionalArguments().size() != 1) {
         Cli::complain(tr("Name one PDF and one of --ranges, --every or --each. "
                          "Try “quirebook-cli split --help”."));
         return Cli::Usage;
     }
-    bool numberOk = true;
-    const int size = parser.isSet(every) ? parser.value(every).toInt(&numberOk) : 1;
-    if (!numberOk || size < 1) {
-        Cli::complain(tr("--every takes a whole number of pages, 1 or more."));
+    Split::Request request;
+    request.mode = parser.isSet(ranges)  ? Split::Mode::Ranges
+                   : parser.isSet(every) ? Split::Mode::Every
+                                         : Split::Mode::Each;
+    request.ranges = parser.value(ranges);
+    if (parser.isSet(every)) {
+        bool numberOk = false;
+        request.every = parser.value(every).toInt(&numberOk);
+        if (!numberOk)
+            request.every = 0; // refused below as too small
+    }
+    if (const auto problem = request.validate()) {
+        Cli::complain(*problem);
         return Cli::Usage;
     }
     if (!sources.readPasswords(parser))
         return Cli::Failed;
-    const auto file = sources.open(parser.positionalArguments().first());
+
+    Cli::Run run;
+    run.refuse = [](const PDFFile &file) -> std::optional<QString> {
+        if (file.kind == PDFFile::Kind::Pdf)
+            return std::nullopt;
+        return tr("“%1” is a picture; split works on PDFs.").arg(file.fileName());
+    };
+    const auto file = Cli::take(sources, parser.positionalArguments().first(), run);
     if (!file)
         return Cli::Failed;
-    if (file->kind != PDFFile::Kind::Pdf) {
-        Cli::complain(tr("“%1” is a picture; split works on PDFs.").arg(file->fileName()));
-        return Cli::Failed;
-    }
-
-    const Split::Mode mode = parser.isSet(ranges) ? Split::Mode::Ranges
-                           : parser.isSet(every)  ? Split::Mode::Every
-                                                  : Split::Mode::Each;
-    const auto result = Split::groups(mode, parser.value(ranges), size, file->pageCount());
+    const auto result = request.groups(file->pageCount());
     if (const auto *failure = std::get_if<PageRanges::Failure>(&result)) {
         Cli::complain(failure->message());
         return Cli::Usage;
     }
     const auto groups = std::get<PageRanges::Groups>(result);
-
-    QString folder;
-    try {
-        folder = Output::newFolder(*file, QStringLiteral("split"));
-    } catch (const PDFError &e) {
-        Cli::complain(e.description());
-        return Cli::Failed;
-    }
-    const auto outcome = Cli::execute(
-        tr("Splitting"),
-        [&](const Progress &progress, const IsCancelled &isCancelled) {
-            return Tasks::splitDocument(file->doc, file->name(), groups, folder, progress, isCancelled);
-        },
-        parser.isSet(quiet));
-    if (const int *status = std::get_if<int>(&outcome)) {
-        QDir().rmdir(folder); // nothing was made
-        return *status;
-    }
-    if (!parser.isSet(quiet))
-        Cli::err(std::get<Outcome>(outcome).title + QStringLiteral(" · ") + std::get<Outcome>(outcome).detail);
-    Cli::out(folder);
-    return Cli::Done;
+    run.destination = Cli::settledBy(Split::destination);
+    run.label = [](const PDFFile &) { return Split::jobTitle(); };
+    run.work = [groups](const PDFFile &source, const QString &folder, const Progress &progress,
+                        const IsCancelled &isCancelled) {
+        // Intake's document is this job's alone here: no second reading.
+        return Split::run(source.doc, source.name(), groups, folder, progress, isCancelled);
+    };
+    run.summary = [](const PDFFile &, const Outcome &outcome) -> std::optional<QString> {
+        return outcome.title + QStringLiteral(" · ") + outcome.detail;
+    };
+    return Cli::runOne(*file, run, parser.isSet(quiet));
 }
 
 const Cli::Registration registration{
-    {QStringLiteral("split"), QCoreApplication::translate("VerbSplit", "Cut a PDF into several files."),
-     split}};
+    {QStringLiteral("split"),
+     QCoreApplication::translate("VerbSplit", "Cut a PDF into several files."), split}};
 
 } // namespace

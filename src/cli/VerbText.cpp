@@ -1,12 +1,15 @@
 #include "Cli.h"
 #include "Convert.h"
-#include "PDFError.h"
+#include "Output.h"
 
 #include <QCoreApplication>
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("VerbText", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("VerbText", text);
+}
 
 int text(const QStringList &arguments)
 {
@@ -32,30 +35,30 @@ int text(const QStringList &arguments)
     }
     if (!sources.readPasswords(parser))
         return Cli::Failed;
-    const auto file = sources.open(paths.first());
+
+    Convert::Request request;
+    request.mode = Convert::Mode::Text;
+    const std::optional<QString> chosen =
+        parser.isSet(output) ? std::optional(parser.value(output)) : std::nullopt;
+    Cli::Run run;
+    run.destination = Cli::settledBy([request, chosen](const PDFFile &file) {
+        return chosen ? Output::chosenURL(*chosen, file.name(), QStringLiteral("txt"))
+                      : Convert::destination(file, request);
+    });
+    run.label = [](const PDFFile &) { return Convert::jobTitle(Convert::Mode::Text); };
+    run.work = [request](const PDFFile &file, const QString &to, const Progress &progress,
+                         const IsCancelled &isCancelled) {
+        return Convert::run(file, request, to, progress, isCancelled);
+    };
+    const auto file = Cli::take(sources, paths.first(), run);
     if (!file)
         return Cli::Failed;
-
-    QString destination;
-    try {
-        destination = parser.isSet(output) ? Convert::textDestination(*file, parser.value(output))
-                                            : Convert::textDestination(*file);
-    } catch (const PDFError &e) {
-        Cli::complain(e.description());
-        return Cli::Failed;
-    }
-    const PDFFile source = *file;
-    const auto result = Cli::execute(
-        Convert::textJobTitle(),
-        [source, destination](const Progress &progress, const IsCancelled &isCancelled) {
-            return Convert::text(source, destination, progress, isCancelled);
-        },
-        parser.isSet(QStringLiteral("quiet")));
-    return Cli::printResults(result);
+    return Cli::runOne(*file, run, parser.isSet(QStringLiteral("quiet")));
 }
 
 const Cli::Registration registration{
     {QStringLiteral("text"),
-     QCoreApplication::translate("VerbText", "Save the text of a PDF as a plain text file."), text}};
+     QCoreApplication::translate("VerbText", "Save the text of a PDF as a plain text file."),
+     text}};
 
 } // namespace

@@ -8,7 +8,10 @@
 
 #include <exception>
 
-Job::Job(QObject *parent) : QObject(parent) {}
+Job::Job(QObject *parent)
+    : QObject(parent)
+{
+}
 
 void Job::setState(State state)
 {
@@ -56,7 +59,10 @@ void Job::run(const QString &title, Work work)
     });
 }
 
-void Job::cancel() { m_flag.load()->set(); }
+void Job::cancel()
+{
+    m_flag.load()->set();
+}
 
 void Job::reset()
 {

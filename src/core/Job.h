@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Progress.h"
+
 #include <QObject>
 
-#include <atomic>
 #include <QString>
 #include <QStringList>
+#include <atomic>
 
 #include <functional>
 #include <memory>
@@ -38,8 +40,6 @@ private:
     bool m_value = false;
 };
 
-using Progress = std::function<void(int done, int total)>;
-using IsCancelled = std::function<bool()>;
 using Work = std::function<Outcome(const Progress &, const IsCancelled &)>;
 
 // One long operation of a screen, run off the interface thread.

@@ -2,6 +2,7 @@
 
 #include "PDFError.h"
 #include "PDFOps.h"
+#include "SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -19,14 +20,34 @@ std::optional<QString> folder(const PDFFile &file)
     return dir;
 }
 
+QString resultName(const PDFFile &file, const QString &suffix)
+{
+    return suffix.isEmpty() ? file.name() : file.name() + u' ' + suffix;
+}
+
+std::optional<QString> besideURL(const PDFFile &file, const QString &suffix, const QString &ext)
+{
+    const auto dir = folder(file);
+    if (!dir)
+        return std::nullopt;
+    return PDFOps::uniqueURL(*dir, resultName(file, suffix), ext);
+}
+
 std::optional<QString> pdfURL(const PDFFile &file, const QString &suffix, Dialogs *dialogs)
 {
-    const QString base = file.name() + u' ' + suffix;
-    if (const auto dir = folder(file))
-        return PDFOps::uniqueURL(*dir, base, QStringLiteral("pdf"));
+    if (auto beside = besideURL(file, suffix, QStringLiteral("pdf")))
+        return beside;
     if (!dialogs)
         return std::nullopt;
-    return dialogs->savePDF(base, QString());
+    return dialogs->savePDF(resultName(file, suffix), QString());
+}
+
+QString chosenURL(const QString &chosen, const QString &base, const QString &ext)
+{
+    const QFileInfo info(chosen);
+    if (info.isDir())
+        return PDFOps::uniqueURL(info.absoluteFilePath(), base, ext);
+    return PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), info.suffix());
 }
 
 QString newFolder(const PDFFile &file, const QString &suffix)
@@ -37,10 +58,19 @@ QString newFolder(const PDFFile &file, const QString &suffix)
             QCoreApplication::translate("Output", "Quirebook can't write next to “%1”. Copy the "
                                                   "file to your Desktop or Documents first.")
                 .arg(file.fileName()));
-    const QString path = PDFOps::uniqueURL(*dir, file.name() + u' ' + suffix, QString());
+    // A run killed while filling a result folder left its hidden temporary
+    // file there; this run writes elsewhere, so the earlier folders (and the
+    // source's own) are swept now.
+    SafeWrite::removeStale(*dir);
+    const QString path =
+        PDFOps::uniqueURL(*dir, resultName(file, suffix), QString(), [](const QString &taken) {
+            if (QFileInfo(taken).isDir())
+                SafeWrite::removeStale(taken);
+        });
     if (!QDir().mkdir(path))
-        throw PDFError::failed(QCoreApplication::translate("Output", "Couldn't create the folder “%1”.")
-                                   .arg(QFileInfo(path).fileName()));
+        throw PDFError::failed(
+            QCoreApplication::translate("Output", "Couldn't create the folder “%1”.")
+                .arg(QFileInfo(path).fileName()));
     return path;
 }
 

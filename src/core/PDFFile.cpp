@@ -5,13 +5,25 @@
 
 #include <QFileInfo>
 
-QString PDFFile::fileName() const { return QFileInfo(path).fileName(); }
+QString PDFFile::fileName() const
+{
+    return QFileInfo(path).fileName();
+}
 
-QString PDFFile::name() const { return QFileInfo(path).completeBaseName(); }
+QString PDFFile::name() const
+{
+    return QFileInfo(path).completeBaseName();
+}
 
-int PDFFile::pageCount() const { return doc ? doc->pageCount() : 0; }
+int PDFFile::pageCount() const
+{
+    return doc ? doc->pageCount() : 0;
+}
 
-bool PDFFile::restricted() const { return doc && PDFOps::isRestricted(*doc); }
+bool PDFFile::restricted() const
+{
+    return doc && PDFOps::isRestricted(*doc);
+}
 
 std::shared_ptr<PDFDocument> PDFFile::fresh() const
 {

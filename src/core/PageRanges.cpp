@@ -11,11 +11,14 @@ namespace {
 bool isLineBreak(QChar c)
 {
     switch (c.unicode()) {
-    case 0x000A: case 0x000B: case 0x000C: case 0x000D:
-    case 0x0085: case 0x2028: case 0x2029:
-        return true;
-    default:
-        return false;
+    case 0x000A:
+    case 0x000B:
+    case 0x000C:
+    case 0x000D:
+    case 0x0085:
+    case 0x2028:
+    case 0x2029: return true;
+    default: return false;
     }
 }
 
@@ -53,7 +56,10 @@ std::optional<qint64> number(const QString &piece)
     return value;
 }
 
-Failure invalid(const QString &part) { return {Failure::Kind::Invalid, part, 0, 0}; }
+Failure invalid(const QString &part)
+{
+    return {Failure::Kind::Invalid, part, 0, 0};
+}
 
 } // namespace
 
@@ -75,7 +81,8 @@ QString Failure::message() const
                          .arg(page)
                          .arg(count);
     case Kind::Empty:
-        return QCoreApplication::translate("PageRanges", "Type the pages you want, like 1-3, 5, 8-");
+        return QCoreApplication::translate("PageRanges",
+                                           "Type the pages you want, like 1-3, 5, 8-");
     }
     return {};
 }

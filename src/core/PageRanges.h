@@ -11,7 +11,7 @@ namespace PageRanges {
 struct Failure {
     enum class Kind { Invalid, OutOfRange, Empty };
     Kind kind = Kind::Empty;
-    QString part;  // Invalid: the offending part, trimmed
+    QString part;     // Invalid: the offending part, trimmed
     qint64 page = 0;  // OutOfRange
     qint64 count = 0; // OutOfRange
 

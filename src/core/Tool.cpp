@@ -45,14 +45,20 @@ QString title(Tool tool)
 QString subtitle(Tool tool)
 {
     switch (tool) {
-    case Tool::Merge: return QCoreApplication::translate("Tool", "Combine PDFs and pictures into one file.");
-    case Tool::Pages: return QCoreApplication::translate("Tool", "Reorder, rotate, delete and add pages.");
+    case Tool::Merge:
+        return QCoreApplication::translate("Tool", "Combine PDFs and pictures into one file.");
+    case Tool::Pages:
+        return QCoreApplication::translate("Tool", "Reorder, rotate, delete and add pages.");
     case Tool::Split: return QCoreApplication::translate("Tool", "Cut a PDF into several files.");
-    case Tool::Compress: return QCoreApplication::translate("Tool", "Make big PDFs small enough to email.");
-    case Tool::Sign: return QCoreApplication::translate("Tool", "Add your signature, a date or a stamp.");
-    case Tool::Searchable: return QCoreApplication::translate("Tool", "Turn scans into text you can search and copy.");
+    case Tool::Compress:
+        return QCoreApplication::translate("Tool", "Make big PDFs small enough to email.");
+    case Tool::Sign:
+        return QCoreApplication::translate("Tool", "Add your signature, a date or a stamp.");
+    case Tool::Searchable:
+        return QCoreApplication::translate("Tool", "Turn scans into text you can search and copy.");
     case Tool::Protect: return QCoreApplication::translate("Tool", "Add or remove a password.");
-    case Tool::Convert: return QCoreApplication::translate("Tool", "Save pages as pictures, or pull out the text.");
+    case Tool::Convert:
+        return QCoreApplication::translate("Tool", "Save pages as pictures, or pull out the text.");
     }
     return {};
 }

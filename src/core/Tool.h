@@ -9,9 +9,9 @@
 enum class Tool { Merge, Pages, Split, Compress, Sign, Searchable, Protect, Convert };
 
 namespace Tools {
-inline constexpr std::array<Tool, 8> all{Tool::Merge,      Tool::Pages,   Tool::Split,
-                                         Tool::Compress,   Tool::Sign,    Tool::Searchable,
-                                         Tool::Protect,    Tool::Convert};
+inline constexpr std::array<Tool, 8> all{Tool::Merge,    Tool::Pages,  Tool::Split,
+                                         Tool::Compress, Tool::Sign,   Tool::Searchable,
+                                         Tool::Protect,  Tool::Convert};
 QString rawValue(Tool tool);
 std::optional<Tool> fromRawValue(const QString &raw);
 QString title(Tool tool);

@@ -1,24 +1,15 @@
 #include "Workspace.h"
 
-#include "PDFOps.h"
+#include "Intake.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 
 #include <algorithm>
 
-namespace {
-QString tr(const char *text) { return QCoreApplication::translate("Workspace", text); }
-
-QString quoted(const QString &name) { return QChar(0x201C) + name + QChar(0x201D); }
-
-QString retryText(int attempt)
+Workspace::Workspace(QObject *parent)
+    : QObject(parent)
 {
-    return tr("That password didn't work. Try again (%1 of 3).").arg(attempt);
 }
-} // namespace
-
-Workspace::Workspace(QObject *parent) : QObject(parent) {}
 
 QList<PDFFile> Workspace::pdfs() const
 {
@@ -49,48 +40,10 @@ std::optional<PDFFile> Workspace::file(const QUuid &id) const
     return std::nullopt;
 }
 
-Workspace::FileType Workspace::typeOf(const QString &path)
-{
-    static const QStringList pictures{QStringLiteral("jpg"),  QStringLiteral("jpeg"),
-                                      QStringLiteral("png"),  QStringLiteral("heic"),
-                                      QStringLiteral("heif"), QStringLiteral("gif"),
-                                      QStringLiteral("bmp"),  QStringLiteral("tif"),
-                                      QStringLiteral("tiff"), QStringLiteral("webp")};
-    const QString extension = QFileInfo(path).suffix().toLower();
-    if (extension == QLatin1String("pdf"))
-        return FileType::Pdf;
-    if (pictures.contains(extension))
-        return FileType::Picture;
-    return FileType::Other;
-}
-
 qint64 Workspace::bytes(const QString &path)
 {
     const QFileInfo info(path);
     return info.exists() ? info.size() : 0;
-}
-
-std::optional<QString> Workspace::askOpenPassword(PDFDocument &doc, const QString &fileName)
-{
-    if (!m_dialogs)
-        return std::nullopt;
-    for (int attempt = 1; attempt <= 3; ++attempt) {
-        SecretPrompt prompt;
-        prompt.purpose = SecretPrompt::Purpose::OpenPassword;
-        prompt.fileName = fileName;
-        prompt.attempt = attempt;
-        prompt.message = tr("This PDF is password-protected");
-        prompt.informative = attempt == 1
-                                 ? tr("Type the password to open %1.").arg(quoted(fileName))
-                                 : retryText(attempt);
-        prompt.acceptTitle = tr("Open");
-        const auto typed = m_dialogs->askSecret(prompt);
-        if (!typed)
-            return std::nullopt;
-        if (doc.unlock(*typed))
-            return typed;
-    }
-    return std::nullopt;
 }
 
 void Workspace::add(const QStringList &paths)
@@ -98,62 +51,17 @@ void Workspace::add(const QStringList &paths)
     QStringList refusals;
     bool filesChangedFlag = false, selectionChangedFlag = false;
     for (const QString &path : paths) {
-        const QString fileName = QFileInfo(path).fileName();
-        switch (typeOf(path)) {
-        case FileType::Pdf: {
-            auto doc = PDFDocument::open(path);
-            if (!doc) {
-                refusals << tr("%1 couldn't be read as a PDF.").arg(quoted(fileName));
-                break;
-            }
-            std::optional<QString> password;
-            if (doc->isLocked()) {
-                password = askOpenPassword(*doc, fileName);
-                if (!password) {
-                    refusals << tr("%1 stayed locked.").arg(quoted(fileName));
-                    break;
-                }
-            }
-            if (doc->pageCount() < 1) {
-                refusals << tr("%1 has no pages.").arg(quoted(fileName));
-                break;
-            }
-            PDFFile entry;
-            entry.id = QUuid::createUuid();
-            entry.path = path;
-            entry.kind = PDFFile::Kind::Pdf;
-            entry.doc = doc;
-            entry.password = password;
-            entry.bytes = bytes(path);
-            m_files.append(entry);
-            filesChangedFlag = true;
-            if (!m_selectedID || pdfs().size() == 1) {
-                m_selectedID = entry.id;
-                selectionChangedFlag = true;
-            }
-            break;
+        auto opened = Intake::open(path, m_dialogs);
+        if (const auto *refusal = std::get_if<QString>(&opened)) {
+            refusals << *refusal;
+            continue;
         }
-        case FileType::Picture: {
-            const auto image = PDFOps::loadImage(path, kPictureMaxPixel);
-            auto doc = image ? PDFOps::page(*image) : nullptr;
-            if (!doc) {
-                refusals << tr("%1 couldn't be read as a picture.").arg(quoted(fileName));
-                break;
-            }
-            PDFFile entry;
-            entry.id = QUuid::createUuid();
-            entry.path = path;
-            entry.kind = PDFFile::Kind::Image;
-            entry.doc = doc;
-            entry.pictureDocument = doc->toBytes();
-            entry.bytes = bytes(path);
-            m_files.append(entry);
-            filesChangedFlag = true;
-            break;
-        }
-        case FileType::Other:
-            refusals << tr("%1 isn't a PDF or a picture.").arg(quoted(fileName));
-            break;
+        const PDFFile &entry = std::get<PDFFile>(opened);
+        m_files.append(entry);
+        filesChangedFlag = true;
+        if (entry.kind == PDFFile::Kind::Pdf && (!m_selectedID || pdfs().size() == 1)) {
+            m_selectedID = entry.id;
+            selectionChangedFlag = true;
         }
     }
     if (filesChangedFlag)
@@ -213,39 +121,18 @@ void Workspace::move(const QList<qsizetype> &offsets, qsizetype destination)
 
 void Workspace::unlockOwner(const QUuid &id)
 {
-    qsizetype index = -1;
-    for (qsizetype i = 0; i < m_files.size(); ++i)
-        if (m_files[i].id == id)
-            index = i;
-    if (index < 0 || !m_dialogs)
-        return;
-    const QString fileName = m_files[index].fileName();
-    for (int attempt = 1; attempt <= 3; ++attempt) {
-        SecretPrompt prompt;
-        prompt.purpose = SecretPrompt::Purpose::OwnerPassword;
-        prompt.fileName = fileName;
-        prompt.attempt = attempt;
-        prompt.message = tr("Owner password needed");
-        prompt.informative =
-            attempt == 1 ? tr("%1 limits what can be done with it (such as copying or editing). "
-                              "Enter its owner password to continue.")
-                               .arg(quoted(fileName))
-                         : retryText(attempt);
-        prompt.acceptTitle = tr("OK");
-        const auto typed = m_dialogs->askSecret(prompt);
-        if (!typed)
-            return;
-        auto doc = PDFDocument::open(m_files[index].path);
-        if (!doc)
-            return;
-        if (doc->unlock(*typed) && !PDFOps::isRestricted(*doc)) {
-            m_files[index].doc = doc;
-            m_files[index].password = typed;
-            Q_EMIT filesChanged();
-            return;
+    for (PDFFile &file : m_files) {
+        if (file.id != id)
+            continue;
+        switch (Intake::liftRestrictions(file, m_dialogs)) {
+        case Intake::Password::Accepted: Q_EMIT filesChanged(); break;
+        case Intake::Password::Refused:
+            setNotice(tr("The owner password wasn't accepted, so the file stays as it is."));
+            break;
+        case Intake::Password::Cancelled: break;
         }
+        return;
     }
-    setNotice(tr("The owner password wasn't accepted, so the file stays as it is."));
 }
 
 void Workspace::select(const QUuid &id)

@@ -32,6 +32,8 @@ public:
     std::optional<PDFFile> current() const;
     std::optional<PDFFile> file(const QUuid &id) const;
 
+    // Takes files in through Intake::open; their refusals, one a line,
+    // become the notice.
     void add(const QStringList &paths);
     void remove(const QUuid &id);
     // Moves the entries at `offsets` to stand before the entry that was at
@@ -42,12 +44,7 @@ public:
     void setTool(Tool tool);
     void setNotice(const std::optional<QString> &notice);
 
-    // What intake makes of a file name.
-    enum class FileType { Pdf, Picture, Other };
-    static FileType typeOf(const QString &path);
     static qint64 bytes(const QString &path);
-    // Pictures are bounded to this many pixels on their longer side.
-    static constexpr int kPictureMaxPixel = 3200;
 
 Q_SIGNALS:
     void filesChanged();
@@ -56,9 +53,6 @@ Q_SIGNALS:
     void toolChanged();
 
 private:
-    // Asks for the password of a locked document, up to three times.
-    std::optional<QString> askOpenPassword(PDFDocument &doc, const QString &fileName);
-
     QList<PDFFile> m_files;
     std::optional<QUuid> m_selectedID;
     std::optional<QString> m_notice;

@@ -38,7 +38,10 @@ void silencePoppler()
 
 } // namespace
 
-DrawingDocument::DrawingDocument(std::unique_ptr<Poppler::Document> doc) : m_doc(std::move(doc)) {}
+DrawingDocument::DrawingDocument(std::unique_ptr<Poppler::Document> doc)
+    : m_doc(std::move(doc))
+{
+}
 
 DrawingDocument::~DrawingDocument() = default;
 
@@ -81,7 +84,10 @@ std::optional<DrawingDocument::Source> DrawingDocument::sourceFor(const PDFDocum
     return std::nullopt;
 }
 
-int DrawingDocument::pageCount() const { return m_doc->numPages(); }
+int DrawingDocument::pageCount() const
+{
+    return m_doc->numPages();
+}
 
 std::optional<QSizeF> DrawingDocument::uprightSize(int index) const
 {
@@ -146,13 +152,16 @@ QList<PDFOps::TextWord> DrawingDocument::words(int index) const
     for (const auto &box : boxes) {
         if (!box)
             continue;
-        result.append({box->text(), box->boundingBox(), box->hasSpaceAfter(),
-                       box->nextWord() == nullptr});
+        result.append(
+            {box->text(), box->boundingBox(), box->hasSpaceAfter(), box->nextWord() == nullptr});
     }
     return result;
 }
 
-QString DrawingDocument::text(int index) const { return PDFOps::assembleText(words(index)); }
+QString DrawingDocument::text(int index) const
+{
+    return PDFOps::assembleText(words(index));
+}
 
 namespace PDFOps {
 

@@ -58,4 +58,3 @@ private:
     explicit DrawingDocument(std::unique_ptr<Poppler::Document> doc);
     std::unique_ptr<Poppler::Document> m_doc;
 };
-

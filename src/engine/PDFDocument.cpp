@@ -1,12 +1,14 @@
 #include "PDFDocument.h"
 
+#include "BestEffort.h"
+#include "Bookmarks.h"
 #include "PDFError.h"
+#include "PDFOpsProtect.h"
 #include "QpdfSupport.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 #include <qpdf/QUtil.hh>
@@ -80,40 +82,17 @@ bool PDFDocument::load(const QByteArray &passwordBytes)
             return true;
         }
     } catch (...) {
+        return false; // not a PDF qpdf can read
     }
     return false;
 }
-
-namespace {
-// The preparation AES-256 passwords go through (SASLprep): characters that
-// mean nothing are dropped, odd spaces become spaces, and the text is
-// normalised (NFKC), so a password typed with a soft hyphen or a
-// superscript letter still matches.
-QString saslPrepared(const QString &password)
-{
-    QString mapped;
-    for (QChar c : password) {
-        const char16_t u = c.unicode();
-        const bool nothing = u == 0x00AD || u == 0x034F || u == 0x1806 || (u >= 0x180B && u <= 0x180D)
-                          || u == 0x200B || u == 0x200C || u == 0x200D || u == 0x2060
-                          || (u >= 0xFE00 && u <= 0xFE0F) || u == 0xFEFF;
-        if (nothing)
-            continue;
-        if (u != 0x20 && c.category() == QChar::Separator_Space)
-            mapped.append(u' ');
-        else
-            mapped.append(c);
-    }
-    return mapped.normalized(QString::NormalizationForm_KC);
-}
-} // namespace
 
 bool PDFDocument::unlock(const QString &password)
 {
     if (m_path.isEmpty() && m_bytes.isEmpty())
         return false; // made in memory: nothing to unlock
     const std::string utf8 = password.toStdString();
-    std::vector<std::string> candidates{utf8, saslPrepared(password).toStdString()};
+    std::vector<std::string> candidates{utf8, PDFOps::preparedPassword(password).toStdString()};
     bool has8bit = false, validUtf8 = false, utf16 = false;
     QUtil::analyze_encoding(utf8, has8bit, validUtf8, utf16);
     if (has8bit) {
@@ -145,7 +124,10 @@ bool PDFDocument::unlock(const QString &password)
     return false;
 }
 
-bool PDFDocument::isLocked() const { return m_locked; }
+bool PDFDocument::isLocked() const
+{
+    return m_locked;
+}
 
 bool PDFDocument::isEncrypted() const
 {
@@ -228,7 +210,10 @@ QString PDFDocument::encryptionMethod() const
     }
 }
 
-int PDFDocument::pageCount() const { return m_locked ? 0 : m_pageCount; }
+int PDFDocument::pageCount() const
+{
+    return m_locked ? 0 : m_pageCount;
+}
 
 void PDFDocument::pagesChanged()
 {
@@ -261,10 +246,10 @@ DocumentInfo PDFDocument::info() const
     DocumentInfo info;
     if (!m_qpdf)
         return info;
-    try {
+    bestEffort([&] {
         auto dict = m_qpdf->getTrailer().getKey("/Info");
         if (!dict.isDictionary())
-            return info;
+            return;
         auto text = [&](const char *key) { return qpdfsupport::textOf(dict.getKey(key)); };
         info.title = text("/Title");
         info.author = text("/Author");
@@ -272,8 +257,7 @@ DocumentInfo PDFDocument::info() const
         info.keywords = text("/Keywords");
         info.creator = text("/Creator");
         info.producer = text("/Producer");
-    } catch (...) {
-    }
+    });
     return info;
 }
 
@@ -281,7 +265,7 @@ void PDFDocument::setInfo(const DocumentInfo &info)
 {
     if (!m_qpdf)
         return;
-    try {
+    bestEffort([&] {
         auto dict = QPDFObjectHandle::newDictionary();
         auto set = [&](const char *key, const QString &value) {
             if (!value.isEmpty())
@@ -294,8 +278,7 @@ void PDFDocument::setInfo(const DocumentInfo &info)
         set("/Creator", info.creator);
         set("/Producer", info.producer);
         m_qpdf->getTrailer().replaceKey("/Info", m_qpdf->makeIndirectObject(dict));
-    } catch (...) {
-    }
+    });
 }
 
 QList<OutlineEntry> PDFDocument::outline() const
@@ -303,39 +286,18 @@ QList<OutlineEntry> PDFDocument::outline() const
     QList<OutlineEntry> items;
     if (!m_qpdf)
         return items;
-    try {
-        const auto pageIndex = qpdfsupport::pageIndexMap(*m_qpdf);
-        QPDFOutlineDocumentHelper helper(*m_qpdf);
-        std::set<QPDFObjGen> seen;
-        int budget = 100000; // a hostile outline can't make us walk forever
-        std::function<QList<OutlineEntry>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
-            [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
+    bestEffort([&] {
+        const bookmarks::Destinations destinations(*m_qpdf);
+        std::function<QList<OutlineEntry>(const std::vector<bookmarks::Mark> &)> entries =
+            [&](const std::vector<bookmarks::Mark> &marks) {
                 QList<OutlineEntry> out;
-                if (depth > 64)
-                    return out;
-                for (auto &entry : level) {
-                    if (--budget < 0)
-                        break;
-                    const auto og = entry.getObjectHandle().getObjGen();
-                    if (og.isIndirect() && !seen.insert(og).second)
-                        continue;
-                    OutlineEntry item;
-                    item.title = QString::fromStdString(entry.getTitle());
-                    try {
-                        auto target = entry.getDestPage();
-                        auto found = pageIndex.find(target.getObjGen());
-                        if (!target.isNull() && found != pageIndex.end())
-                            item.pageIndex = found->second;
-                    } catch (...) {
-                    }
-                    item.children = walk(entry.getKids(), depth + 1);
-                    out.append(item);
-                }
+                for (const auto &mark : marks)
+                    out.append({qpdfsupport::textOf(mark.title),
+                                mark.target ? mark.target->page : -1, entries(mark.children)});
                 return out;
             };
-        items = walk(helper.getTopLevelOutlines(), 0);
-    } catch (...) {
-    }
+        items = entries(bookmarks::read(*m_qpdf, destinations));
+    });
     return items;
 }
 
@@ -363,35 +325,38 @@ void configure(QPDFWriter &writer, const WriteOptions &options)
     if (options.encrypt) {
         const std::string user = options.userPassword.toStdString();
         const std::string owner = options.ownerPassword.toStdString();
-        writer.setR6EncryptionParameters(
-            user.c_str(), owner.c_str(),
-            true,                   // accessibility
-            options.allowCopying,   // extract
-            options.allowChanges,   // assemble
-            options.allowChanges,   // annotate and form
-            options.allowChanges,   // form filling
-            options.allowChanges,   // other changes
-            options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none,
-            true);
+        writer.setR6EncryptionParameters(user.c_str(), owner.c_str(),
+                                         true,                 // accessibility
+                                         options.allowCopying, // extract
+                                         options.allowChanges, // assemble
+                                         options.allowChanges, // annotate and form
+                                         options.allowChanges, // form filling
+                                         options.allowChanges, // other changes
+                                         options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none,
+                                         true);
     }
 }
 } // namespace
 
-void PDFDocument::write(const QString &path, const WriteOptions &options) const
+void PDFDocument::write(const QString &destination, const WriteOptions &options,
+                        const QString &failureMessage) const
 {
     const QString sentence =
-        QCoreApplication::translate("PDFDocument", "Couldn't write the file.");
+        failureMessage.isEmpty()
+            ? QCoreApplication::translate("PDFDocument", "Couldn't write the file.")
+            : failureMessage;
     if (!m_qpdf)
         throw PDFError::failed(PDFError::lockedText());
-    try {
-        QPDFWriter writer(*m_qpdf, QFile::encodeName(path).constData());
-        configure(writer, options);
-        writer.write();
-    } catch (const PDFError &) {
-        throw;
-    } catch (...) {
-        throw PDFError::failed(sentence);
-    }
+    SafeWrite::write(
+        destination,
+        [&](SafeWrite::Target &out) {
+            qpdfsupport::TargetPipeline pipeline(out);
+            QPDFWriter writer(*m_qpdf);
+            writer.setOutputPipeline(&pipeline);
+            configure(writer, options);
+            writer.write();
+        },
+        sentence);
 }
 
 QByteArray PDFDocument::toBytes(const WriteOptions &options) const

@@ -96,8 +96,11 @@ public:
     QList<OutlineEntry> outline() const;
     int outlineCount() const; // every entry, nested ones included
 
-    // Writes the document. Throws PDFError when it can't be written.
-    void write(const QString &path, const WriteOptions &options = {}) const;
+    // Writes the document to `destination` through the safe write (never
+    // half a file there). Throws PDFError: `failureMessage` (by default
+    // "Couldn't write the file.") or the disk-full sentence.
+    void write(const QString &destination, const WriteOptions &options = {},
+               const QString &failureMessage = {}) const;
     QByteArray toBytes(const WriteOptions &options = {}) const;
 
     // For the engine's own operations; null while locked.
@@ -109,7 +112,10 @@ public:
     void pagesChanged();
     // Keeps a document alive for as long as this one: pages copied from it
     // read their stream data from it when this document is written.
-    void retain(std::shared_ptr<const PDFDocument> source) { m_retained.push_back(std::move(source)); }
+    void retain(std::shared_ptr<const PDFDocument> source)
+    {
+        m_retained.push_back(std::move(source));
+    }
 
 private:
     PDFDocument() = default;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PDFDocument.h"
+#include "Progress.h"
 
 #include <QImage>
 #include <QList>
@@ -36,11 +37,10 @@ void requireRewritable(const PDFDocument &doc);
 
 // The first free name in the folder: "name.ext", then "name 2.ext",
 // "name 3.ext", ... (no extension when ext is empty). Creates nothing.
-QString uniqueURL(const QString &folder, const QString &name, const QString &ext);
+QString uniqueURL(const QString &folder, const QString &name, const QString &ext,
+                  const std::function<void(const QString &taken)> &onTaken = {});
 
 // Progress of a page loop (pages done, pages in all) and its cancel test.
-using PageProgress = std::function<void(int done, int total)>;
-using CancelTest = std::function<bool()>;
 
 // A new document holding copies of the listed pages (zero-based, any
 // order, repeats allowed; indexes out of range are skipped). Each copy
@@ -57,8 +57,8 @@ std::shared_ptr<PDFDocument> extract(const std::shared_ptr<const PDFDocument> &d
 // is asked before each document and every few dozen pages (throws
 // PDFError::cancelled).
 std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument>> &docs,
-                                   const PageProgress &progress = {},
-                                   const CancelTest &isCancelled = {});
+                                   const Progress &progress = {},
+                                   const IsCancelled &isCancelled = {});
 
 // One page of some document, turned by a further number of degrees.
 struct AssemblyItem {
@@ -76,7 +76,7 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
 // The cancel test is asked before each part (throws PDFError::cancelled).
 void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
            const std::function<void(int, PDFDocument &)> &writePart,
-           const CancelTest &isCancelled = {});
+           const IsCancelled &isCancelled = {});
 
 // 0..pageCount-1 cut into runs of `every`; empty when either is below 1.
 QList<QList<int>> chunks(int pageCount, int every);

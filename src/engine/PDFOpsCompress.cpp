@@ -14,26 +14,24 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("PDFOps", text); }
-
-// Puts the source file's bytes into `path` (ours, already created).
-void copyBytes(const QString &original, const QString &path)
+QString tr(const char *text)
 {
+    return QCoreApplication::translate("PDFOps", text);
+}
+
+// Puts the source file's bytes into the result instead of what was written.
+void copyBytes(const QString &original, SafeWrite::Target &out)
+{
+    out.restart();
     QFile in(original);
     if (!in.open(QIODevice::ReadOnly))
         throw PDFError::unreadable(QFileInfo(original).fileName());
-    QFile out(path);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        throw PDFError::failed(tr("Couldn't write the file."));
     while (!in.atEnd()) {
         const QByteArray chunk = in.read(1 << 20);
         if (chunk.isEmpty() && in.error() != QFileDevice::NoError)
             throw PDFError::unreadable(QFileInfo(original).fileName());
-        if (out.write(chunk) != chunk.size())
-            throw PDFError::failed(tr("Couldn't write the file."));
+        out.write(chunk);
     }
-    if (!out.flush())
-        throw PDFError::failed(tr("Couldn't write the file."));
 }
 
 } // namespace
@@ -43,12 +41,9 @@ namespace PDFOps {
 QString rawValue(CompressionLevel level)
 {
     switch (level) {
-    case CompressionLevel::Small:
-        return QStringLiteral("small");
-    case CompressionLevel::Balanced:
-        return QStringLiteral("balanced");
-    case CompressionLevel::High:
-        return QStringLiteral("high");
+    case CompressionLevel::Small: return QStringLiteral("small");
+    case CompressionLevel::Balanced: return QStringLiteral("balanced");
+    case CompressionLevel::High: return QStringLiteral("high");
     }
     return {};
 }
@@ -95,9 +90,8 @@ int CompressResult::percent() const
 }
 
 CompressResult compress(PDFDocument &doc, const QString &original, CompressionLevel level,
-                        const QString &destination,
-                        const std::function<void(int, int)> &progress,
-                        const std::function<bool()> &isCancelled)
+                        const QString &destination, const Progress &progress,
+                        const IsCancelled &isCancelled)
 {
     const auto filter = makeFilter(level);
     if (!filter)
@@ -116,14 +110,14 @@ CompressResult compress(PDFDocument &doc, const QString &original, CompressionLe
     // own bytes.
     SafeWrite::write(
         destination,
-        [&](const QString &temporary) {
-            rebuilding::buildAndWrite(doc, temporary, settings, progress, isCancelled);
-            const qint64 after = QFileInfo(temporary).size();
+        [&](SafeWrite::Target &out) {
+            rebuilding::buildAndWrite(doc, out, settings, progress, isCancelled);
+            const qint64 after = out.size();
             if (after >= 1 && after < result.before) {
                 result.after = after;
                 result.keptOriginal = false;
             } else {
-                copyBytes(original, temporary);
+                copyBytes(original, out);
                 result.after = result.before;
                 result.keptOriginal = true;
             }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PDFDocument.h"
+#include "Progress.h"
 
 #include <QList>
 #include <QString>
@@ -33,8 +34,8 @@ QList<CompressionLevel> allCompressionLevels();
 std::optional<ImageFilter> makeFilter(CompressionLevel level);
 
 struct CompressResult {
-    qint64 before = 0; // the source file's size in bytes (0 when unknown)
-    qint64 after = 0;  // the written file's size
+    qint64 before = 0;         // the source file's size in bytes (0 when unknown)
+    qint64 after = 0;          // the written file's size
     bool keptOriginal = false; // compressing didn't help: the result is a copy of the source
     // How much smaller, rounded: 0 when before is unknown, never negative.
     int percent() const;
@@ -49,8 +50,7 @@ struct CompressResult {
 // Throws PDFError as rebuild does, and failed("Couldn't set up the
 // compressor.") when the level's filter can't be made.
 CompressResult compress(PDFDocument &doc, const QString &original, CompressionLevel level,
-                        const QString &destination,
-                        const std::function<void(int done, int total)> &progress,
-                        const std::function<bool()> &isCancelled);
+                        const QString &destination, const Progress &progress,
+                        const IsCancelled &isCancelled);
 
 } // namespace PDFOps

@@ -1,5 +1,7 @@
 #include "PDFOps.h"
 
+#include "BestEffort.h"
+#include "Bookmarks.h"
 #include "PDFError.h"
 #include "QpdfSupport.h"
 
@@ -14,174 +16,25 @@ namespace {
 
 using Handle = QPDFObjectHandle;
 
-// A bookmark as it will be written: its label, where it leads (a page of
-// the new document and the rest of the destination array), whether it is
-// open, and what lies below it.
-struct Bookmark {
-    std::string title;
-    Handle page; // null for a label-only container
-    std::vector<Handle> view;
-    bool open = false;
-    std::vector<Bookmark> children;
-};
-
-// The page a destination (explicit array, or a name / string naming one)
-// leads to, with the rest of the array. Nothing when it leads nowhere.
-struct Target {
-    Handle page;
-    std::vector<Handle> view;
-};
-
-// Named destinations of one document, read once: looking each one up in
-// the name tree costs too much on a manual with thousands of links.
-class NamedDestinations {
-public:
-    explicit NamedDestinations(QPDF &q)
-    {
-        try {
-            auto root = q.getRoot();
-            auto names = root.getKey("/Names");
-            if (names.isDictionary() && names.getKey("/Dests").isDictionary()) {
-                QPDFNameTreeObjectHelper tree(names.getKey("/Dests"), q);
-                for (auto it = tree.begin(); it != tree.end(); ++it)
-                    m_map.emplace(it->first, it->second);
-            }
-            auto dests = root.getKey("/Dests");
-            if (dests.isDictionary())
-                for (auto &key : dests.getKeys())
-                    m_map.emplace(key.substr(1), dests.getKey(key));
-        } catch (...) {
-        }
-    }
-    Handle find(Handle name) const
-    {
-        std::string key;
-        if (name.isName())
-            key = name.getName().substr(1);
-        else if (name.isString())
-            key = name.getUTF8Value();
-        auto found = m_map.find(key);
-        if (found == m_map.end() && name.isString())
-            found = m_map.find(name.getStringValue());
-        return found == m_map.end() ? Handle::newNull() : found->second;
-    }
-
-private:
-    std::map<std::string, Handle> m_map;
-};
-
-std::optional<Target> resolve(const NamedDestinations &named, Handle dest)
-{
-    try {
-        if (dest.isName() || dest.isString())
-            dest = named.find(dest);
-        if (dest.isDictionary() && dest.hasKey("/D"))
-            dest = dest.getKey("/D");
-        if (!dest.isArray() || dest.getArrayNItems() < 1)
-            return std::nullopt;
-        Target target;
-        target.page = dest.getArrayItem(0);
-        for (int i = 1; i < dest.getArrayNItems(); ++i)
-            target.view.push_back(dest.getArrayItem(i));
-        // The zoom of an /XYZ view is not carried.
-        if (target.view.size() == 4 && target.view[0].isNameAndEquals("/XYZ"))
-            target.view[3] = Handle::newNull();
-        if (target.view.empty())
-            target.view.push_back(Handle::newName("/Fit"));
-        return target;
-    } catch (...) {
-        return std::nullopt;
-    }
-}
-
-// An outline item's or link's own destination, before any name is looked up.
-Handle rawDestination(Handle item)
-{
-    Handle dest = item.getKey("/Dest");
-    if (!dest.isNull())
-        return dest;
-    Handle action = item.getKey("/A");
-    if (action.isDictionary() && action.getKey("/S").isNameAndEquals("/GoTo"))
-        return action.getKey("/D");
-    return Handle::newNull();
-}
-
-bool present(Handle h) { return h.isInitialized() && !h.isNull(); }
-
-Handle destination(const Handle &page, const std::vector<Handle> &view)
-{
-    auto array = Handle::newArray();
-    array.appendItem(page);
-    for (const auto &item : view)
-        array.appendItem(item);
-    return array;
-}
-
-// A bookmark of the source: the page it leads to (-1 for none) and the view.
-struct SourceMark {
-    std::string title;
-    int page = -1;
-    std::vector<Handle> view;
-    bool open = false;
-    std::vector<SourceMark> children;
-};
-
-std::vector<SourceMark> readOutline(QPDF &q, const std::map<QPDFObjGen, int> &index,
-                                    const NamedDestinations &named)
-{
-    QPDFOutlineDocumentHelper outlines(q);
-    std::set<QPDFObjGen> seen;
-    int budget = 100000; // a hostile outline can't make us walk forever
-    std::function<std::vector<SourceMark>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
-        [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
-            std::vector<SourceMark> out;
-            if (depth > 64)
-                return out;
-            for (auto &item : level) {
-                if (--budget < 0)
-                    break;
-                const auto og = item.getObjectHandle().getObjGen();
-                if (og.isIndirect() && !seen.insert(og).second)
-                    continue;
-                SourceMark mark;
-                try {
-                    mark.title = item.getTitle();
-                    mark.open = item.getCount() > 0;
-                } catch (...) {
-                }
-                mark.children = walk(item.getKids(), depth + 1);
-                if (auto target = resolve(named, rawDestination(item.getObjectHandle()))) {
-                    auto found = index.find(target->page.getObjGen());
-                    if (found != index.end()) {
-                        mark.page = found->second;
-                        mark.view = target->view;
-                    }
-                }
-                out.push_back(std::move(mark));
-            }
-            return out;
-        };
-    try {
-        return walk(outlines.getTopLevelOutlines(), 0);
-    } catch (...) {
-        return {};
-    }
-}
-
 // What copying needs to know of a source document, gathered once (a split
 // into a thousand parts reads it a thousand times).
 struct Source {
     explicit Source(const PDFDocument &d)
-        : doc(d), pages(QPDFPageDocumentHelper(*d.qpdf()).getAllPages()),
-          index(qpdfsupport::pageIndexMap(*d.qpdf())), named(*d.qpdf()),
-          outline(readOutline(*d.qpdf(), index, named))
+        : doc(d)
+        , pages(QPDFPageDocumentHelper(*d.qpdf()).getAllPages())
+        , index(qpdfsupport::pageIndexMap(*d.qpdf()))
+        , destinations(*d.qpdf())
+        , outline(bookmarks::read(*d.qpdf(), destinations))
     {
+        // Before any page is copied: resources leading back into the page
+        // tree are mended in the source held in memory.
+        qpdfsupport::mendPageResources(*d.qpdf());
     }
     const PDFDocument &doc;
     std::vector<QPDFPageObjectHelper> pages;
     std::map<QPDFObjGen, int> index;
-    NamedDestinations named;
-    std::vector<SourceMark> outline;
+    bookmarks::Destinations destinations;
+    std::vector<bookmarks::Mark> outline;
 
     // True when the page's fonts or pictures are listed in a dictionary
     // that other pages use too.
@@ -208,7 +61,8 @@ struct Source {
         }
         if (page < 0 || page >= int(pages.size()))
             return false;
-        auto resources = QPDFPageObjectHelper(pages[size_t(page)]).getAttribute("/Resources", false);
+        auto resources =
+            QPDFPageObjectHelper(pages[size_t(page)]).getAttribute("/Resources", false);
         if (!resources.isDictionary())
             return false;
         for (auto h : {resources, resources.getKey("/Font"), resources.getKey("/XObject")})
@@ -225,7 +79,11 @@ private:
 // source's links and bookmarks over to the copies.
 class Copier {
 public:
-    explicit Copier(PDFDocument &dst) : m_dst(dst), m_target(*dst.qpdf()) {}
+    explicit Copier(PDFDocument &dst)
+        : m_dst(dst)
+        , m_target(*dst.qpdf())
+    {
+    }
 
     // Appends copies of the source pages; returns source index → first copy.
     std::map<int, Handle> copy(const Source &src, const QList<int> &indexes,
@@ -233,8 +91,6 @@ public:
                                const std::function<void()> &afterEach)
     {
         const auto &pages = src.pages;
-        const auto &index = src.index;
-        const auto &named = src.named;
         std::map<int, Handle> first;
         std::vector<std::pair<Handle, int>> copies; // new page, source index
         for (int i : indexes) {
@@ -243,8 +99,9 @@ public:
             const bool again = first.count(i) != 0;
             // Copy the page here rather than in addPage, to know the new object
             // without asking for the whole page list each time.
-            Handle added = again ? first[i]
-                                 : m_dst.qpdf()->copyForeignObject(pages[size_t(i)].getObjectHandle());
+            Handle added =
+                again ? first[i]
+                      : m_dst.qpdf()->copyForeignObject(pages[size_t(i)].getObjectHandle());
             // qpdf copies a foreign object once; a page that is already in
             // the new document gets a shallow copy with annotations of its own.
             if (m_placed.count(added.getObjGen())) {
@@ -263,80 +120,25 @@ public:
                 afterEach();
         }
         for (auto &[page, i] : copies)
-            mendAnnotations(page, pages[size_t(i)].getObjectHandle(), named, index, first);
+            mendAnnotations(page, pages[size_t(i)].getObjectHandle(), src.destinations, first);
         return first;
     }
 
     // The source's bookmarks, pointed at the copies (left out when their
     // page wasn't copied and nothing below them survives).
-    std::vector<Bookmark> bookmarks(const Source &src, const std::map<int, Handle> &first)
+    static std::vector<bookmarks::Placed> bookmarksOf(const Source &src,
+                                                      const std::map<int, Handle> &first)
     {
-        std::function<std::vector<Bookmark>(const std::vector<SourceMark> &)> place =
-            [&](const std::vector<SourceMark> &level) {
-                std::vector<Bookmark> out;
-                for (const auto &mark : level) {
-                    Bookmark placed;
-                    placed.title = mark.title;
-                    placed.open = mark.open;
-                    placed.children = place(mark.children);
-                    if (mark.page >= 0 && first.count(mark.page)) {
-                        placed.page = first.at(mark.page);
-                        placed.view = mark.view;
-                        out.push_back(std::move(placed));
-                    } else if (!placed.children.empty()) {
-                        out.push_back(std::move(placed));
-                    }
-                }
-                return out;
-            };
-        return place(src.outline);
-    }
-
-    void writeOutline(const std::vector<Bookmark> &marks)
-    {
-        QPDF &q = *m_dst.qpdf();
-        if (marks.empty()) {
-            q.getRoot().removeKey("/Outlines");
-            return;
-        }
-        auto root = q.makeIndirectObject(Handle::parse("<< /Type /Outlines >>"));
-        root.replaceKey("/Count", Handle::newInteger(writeLevel(root, marks)));
-        q.getRoot().replaceKey("/Outlines", root);
+        return bookmarks::place(src.outline,
+                                [&](const bookmarks::Target &target) -> std::optional<Handle> {
+                                    const auto found = first.find(target.page);
+                                    if (found == first.end())
+                                        return std::nullopt;
+                                    return bookmarks::destination(found->second, target.view);
+                                });
     }
 
 private:
-    // Writes the items below `parent`; returns how many are visible.
-    int writeLevel(Handle parent, const std::vector<Bookmark> &marks)
-    {
-        QPDF &q = *m_dst.qpdf();
-        Handle previous;
-        int visible = 0;
-        for (size_t i = 0; i < marks.size(); ++i) {
-            const Bookmark &mark = marks[i];
-            auto item = q.makeIndirectObject(Handle::newDictionary());
-            item.replaceKey("/Title", Handle::newUnicodeString(mark.title));
-            item.replaceKey("/Parent", parent);
-            if (present(mark.page))
-                item.replaceKey("/Dest", destination(mark.page, mark.view));
-            if (i == 0)
-                parent.replaceKey("/First", item);
-            else {
-                previous.replaceKey("/Next", item);
-                item.replaceKey("/Prev", previous);
-            }
-            if (!mark.children.empty()) {
-                const int below = writeLevel(item, mark.children);
-                item.replaceKey("/Count", Handle::newInteger(mark.open ? below : -below));
-                if (mark.open)
-                    visible += below;
-            }
-            ++visible;
-            previous = item;
-        }
-        parent.replaceKey("/Last", previous);
-        return visible;
-    }
-
     // A second copy of a page gets annotations of its own.
     void separateAnnotations(Handle page)
     {
@@ -346,15 +148,17 @@ private:
             return;
         auto fresh = Handle::newArray();
         for (auto &annot : annots.getArrayAsVector())
-            fresh.appendItem(annot.isDictionary() ? q.makeIndirectObject(annot.shallowCopy()) : annot);
+            fresh.appendItem(annot.isDictionary() ? q.makeIndirectObject(annot.shallowCopy())
+                                                  : annot);
         page.replaceKey("/Annots", fresh);
     }
 
     // Points the copy's links at the copies of their pages (removing those
     // that lead to pages left out) and drops ties to document-wide
     // structures that didn't come along.
-    void mendAnnotations(Handle page, Handle sourcePage, const NamedDestinations &named,
-                         const std::map<QPDFObjGen, int> &index, const std::map<int, Handle> &first)
+    void mendAnnotations(Handle page, Handle sourcePage,
+                         const bookmarks::Destinations &destinations,
+                         const std::map<int, Handle> &first)
     {
         page.removeKey("/StructParents");
         auto annots = page.getKey("/Annots");
@@ -362,8 +166,8 @@ private:
         if (!annots.isArray())
             return;
         const auto copies = annots.getArrayAsVector();
-        const auto originals = sourceAnnots.isArray() ? sourceAnnots.getArrayAsVector()
-                                                      : std::vector<Handle>{};
+        const auto originals =
+            sourceAnnots.isArray() ? sourceAnnots.getArrayAsVector() : std::vector<Handle>{};
         auto kept = Handle::newArray();
         for (size_t i = 0; i < copies.size(); ++i) {
             Handle annot = copies[i];
@@ -373,21 +177,14 @@ private:
             annot.replaceKey("/P", page);
             if (annot.getKey("/Subtype").isNameAndEquals("/Widget"))
                 annot.removeKey("/Parent"); // the form's field tree stays behind
-            if (annot.getKey("/Subtype").isNameAndEquals("/Link") && i < originals.size()) {
-                Handle dest = rawDestination(originals[i]);
-                if (!dest.isNull()) {
-                    auto target = resolve(named, dest);
-                    std::optional<int> at;
-                    if (target) {
-                        auto found = index.find(target->page.getObjGen());
-                        if (found != index.end() && first.count(found->second))
-                            at = found->second;
-                    }
-                    if (!at)
-                        continue; // leads to a page that isn't here
-                    annot.removeKey("/A");
-                    annot.replaceKey("/Dest", destination(first.at(*at), target->view));
-                }
+            if (annot.getKey("/Subtype").isNameAndEquals("/Link") && i < originals.size() &&
+                bookmarks::Destinations::hasDestination(originals[i])) {
+                const auto target = destinations.of(originals[i]);
+                if (!target || !first.count(target->page))
+                    continue; // leads to a page that isn't here
+                annot.removeKey("/A");
+                annot.replaceKey("/Dest",
+                                 bookmarks::destination(first.at(target->page), target->view));
             }
             kept.appendItem(annot);
         }
@@ -420,15 +217,14 @@ std::shared_ptr<PDFDocument> copyDocument(const std::shared_ptr<const PDFDocumen
     auto result = PDFDocument::createEmpty();
     if (!doc || !doc->qpdf())
         return result;
-    try {
+    bestEffort([&] {
         result->retain(doc);
         Copier copier(*result);
         const Source source(*doc);
         const auto first = copier.copy(source, pages, {}, {});
-        copier.writeOutline(copier.bookmarks(source, first));
+        bookmarks::write(*result->qpdf(), Copier::bookmarksOf(source, first));
         copyInfo(*doc, *result);
-    } catch (...) {
-    }
+    });
     result->pagesChanged();
     return result;
 }
@@ -440,7 +236,7 @@ std::shared_ptr<PDFDocument> extract(const std::shared_ptr<const PDFDocument> &d
 }
 
 std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument>> &docs,
-                                   const PageProgress &progress, const CancelTest &isCancelled)
+                                   const Progress &progress, const IsCancelled &isCancelled)
 {
     auto result = PDFDocument::createEmpty();
     int total = 0;
@@ -448,7 +244,7 @@ std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument
         total += doc ? doc->pageCount() : 0;
     int done = 0;
     Copier copier(*result);
-    std::vector<Bookmark> marks;
+    std::vector<bookmarks::Placed> marks;
     for (const auto &doc : docs) {
         if (isCancelled && isCancelled())
             throw PDFError::cancelled();
@@ -457,7 +253,7 @@ std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument
         result->retain(doc);
         std::map<int, Handle> first;
         std::unique_ptr<Source> source;
-        try {
+        bestEffort([&] {
             source = std::make_unique<Source>(*doc);
             first = copier.copy(*source, allPages(*doc), {}, [&] {
                 ++done;
@@ -466,16 +262,13 @@ std::shared_ptr<PDFDocument> merge(const QList<std::shared_ptr<const PDFDocument
                 if (progress)
                     progress(done, total);
             });
-        } catch (const PDFError &) {
-            throw;
-        } catch (...) {
-        }
+        });
         if (!source)
             continue;
-        auto more = copier.bookmarks(*source, first);
+        auto more = Copier::bookmarksOf(*source, first);
         std::move(more.begin(), more.end(), std::back_inserter(marks));
     }
-    copier.writeOutline(marks);
+    bookmarks::write(*result->qpdf(), marks);
     result->pagesChanged();
     return result;
 }
@@ -490,24 +283,24 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
         if (!item.doc || !item.doc->qpdf())
             continue;
         result->retain(item.doc);
-        try {
+        bestEffort([&] {
             // Each item is a copy of its own, even when a page comes twice.
             auto &source = sources[item.doc.get()];
             if (!source)
                 source = std::make_unique<Source>(*item.doc);
             if (item.page < 0 || item.page >= int(source->pages.size()))
-                continue;
+                return;
             const int turned = qpdfsupport::normalisedRotation(source->pages[size_t(item.page)]);
             copier.copy(*source, {item.page},
                         [&](QPDFPageObjectHelper &page, int) {
                             int degrees = (turned + item.extraRotation) % 360;
                             if (degrees < 0)
                                 degrees += 360;
-                            page.getObjectHandle().replaceKey("/Rotate", Handle::newInteger(degrees));
+                            page.getObjectHandle().replaceKey("/Rotate",
+                                                              Handle::newInteger(degrees));
                         },
                         {});
-        } catch (...) {
-        }
+        });
     }
     if (info)
         copyInfo(*info, *result);
@@ -516,7 +309,7 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
 }
 
 void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
-           const std::function<void(int, PDFDocument &)> &writePart, const CancelTest &isCancelled)
+           const std::function<void(int, PDFDocument &)> &writePart, const IsCancelled &isCancelled)
 {
     if (!doc || !doc->qpdf())
         return;
@@ -529,15 +322,12 @@ void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>
         {
             Copier copier(*part);
             const auto first = copier.copy(source, groups[i], {}, {});
-            copier.writeOutline(copier.bookmarks(source, first));
+            bookmarks::write(*part->qpdf(), Copier::bookmarksOf(source, first));
             // Some writers give every page one dictionary naming every font
             // and picture of the document; a part keeps only what its pages draw.
             for (const auto &[index, page] : first)
                 if (source.sharesResources(index)) {
-                    try {
-                        QPDFPageObjectHelper(page).removeUnreferencedResources();
-                    } catch (...) {
-                    }
+                    bestEffort([&] { QPDFPageObjectHelper(page).removeUnreferencedResources(); });
                 }
         }
         copyInfo(*doc, *part);
@@ -564,7 +354,7 @@ void copyInfo(const PDFDocument &from, PDFDocument &to)
 {
     if (!from.qpdf() || !to.qpdf())
         return;
-    try {
+    bestEffort([&] {
         auto source = from.qpdf()->getTrailer().getKey("/Info");
         if (!source.isDictionary())
             return;
@@ -577,8 +367,7 @@ void copyInfo(const PDFDocument &from, PDFDocument &to)
         if (info.getKeys().empty())
             return;
         to.qpdf()->getTrailer().replaceKey("/Info", to.qpdf()->makeIndirectObject(info));
-    } catch (...) {
-    }
+    });
 }
 
 } // namespace PDFOps

@@ -26,8 +26,8 @@ bool isHeif(const QString &path)
     const QByteArray head = file.read(64);
     if (head.size() < 12)
         return false;
-    const auto kind = heif_check_filetype(reinterpret_cast<const uint8_t *>(head.constData()),
-                                          int(head.size()));
+    const auto kind =
+        heif_check_filetype(reinterpret_cast<const uint8_t *>(head.constData()), int(head.size()));
     return kind == heif_filetype_yes_supported || kind == heif_filetype_maybe;
 }
 
@@ -39,12 +39,12 @@ std::optional<QImage> decodeHeif(const QString &path)
     heif_image *decoded = nullptr;
     std::optional<QImage> result;
     const QByteArray name = QFile::encodeName(path);
-    if (heif_context_read_from_file(context, name.constData(), nullptr).code == heif_error_Ok
-        && heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
+    if (heif_context_read_from_file(context, name.constData(), nullptr).code == heif_error_Ok &&
+        heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
         const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
         const auto chroma = alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB;
-        if (heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, nullptr).code
-            == heif_error_Ok) {
+        if (heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, nullptr).code ==
+            heif_error_Ok) {
             int stride = 0;
             const uint8_t *pixels =
                 heif_image_get_plane_readonly(decoded, heif_channel_interleaved, &stride);
@@ -101,10 +101,9 @@ QPDFObjectHandle imageStream(QPDF &q, int w, int h, const char *colorSpace, std:
                              const char *filter)
 {
     auto stream = QPDFObjectHandle::newStream(&q);
-    stream.replaceStreamData(std::move(data),
-                             filter ? QPDFObjectHandle::newName(filter)
-                                    : QPDFObjectHandle::newNull(),
-                             QPDFObjectHandle::newNull());
+    stream.replaceStreamData(
+        std::move(data), filter ? QPDFObjectHandle::newName(filter) : QPDFObjectHandle::newNull(),
+        QPDFObjectHandle::newNull());
     auto dict = stream.getDict();
     dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
     dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Image"));
@@ -170,11 +169,11 @@ std::shared_ptr<PDFDocument> page(const QImage &source)
         QPDF &q = *doc->qpdf();
 
         const bool gray = !source.hasAlphaChannel() && source.isGrayscale();
-        const QImage opaque = source.convertToFormat(gray ? QImage::Format_Grayscale8
-                                                          : QImage::Format_RGB888);
-        auto image = imageStream(q, opaque.width(), opaque.height(),
-                                 gray ? "/DeviceGray" : "/DeviceRGB",
-                                 encodeJpeg(opaque).toStdString(), "/DCTDecode");
+        const QImage opaque =
+            source.convertToFormat(gray ? QImage::Format_Grayscale8 : QImage::Format_RGB888);
+        auto image =
+            imageStream(q, opaque.width(), opaque.height(), gray ? "/DeviceGray" : "/DeviceRGB",
+                        encodeJpeg(opaque).toStdString(), "/DCTDecode");
         if (hasTransparency(source)) {
             const QImage alpha = source.convertToFormat(QImage::Format_Alpha8);
             std::string bytes;
@@ -195,9 +194,8 @@ std::shared_ptr<PDFDocument> page(const QImage &source)
         resources.getKey("/XObject").replaceKey("/Im0", image);
         auto pageDict = QPDFObjectHandle::newDictionary();
         pageDict.replaceKey("/Type", QPDFObjectHandle::newName("/Page"));
-        pageDict.replaceKey("/MediaBox",
-                            QPDFObjectHandle::newArray(QPDFObjectHandle::Rectangle(
-                                0, 0, size.width(), size.height())));
+        pageDict.replaceKey("/MediaBox", QPDFObjectHandle::newArray(QPDFObjectHandle::Rectangle(
+                                             0, 0, size.width(), size.height())));
         pageDict.replaceKey("/Resources", resources);
         pageDict.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
         QPDFPageDocumentHelper(q).addPage(QPDFPageObjectHelper(q.makeIndirectObject(pageDict)),

@@ -1,6 +1,7 @@
 #include "PDFOpsProtect.h"
 
 #include "PDFError.h"
+#include "QpdfSupport.h"
 #include "SafeWrite.h"
 
 #include <qpdf/Buffer.hh>
@@ -14,7 +15,10 @@ namespace PDFOps {
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("PDFOps", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("PDFOps", text);
+}
 
 // qpdf takes the permissions as one switch each; print is one setting for
 // both qualities (high quality can't be granted without low).
@@ -24,14 +28,10 @@ void encrypt(QPDFWriter &writer, const std::string &user, const std::string &own
     qpdf_r3_print_e print = qpdf_r3p_none;
     if (has(Permission::LowQualityPrinting))
         print = has(Permission::HighQualityPrinting) ? qpdf_r3p_full : qpdf_r3p_low;
-    writer.setR6EncryptionParameters(user.c_str(), owner.c_str(),
-                                     has(Permission::Accessibility),
-                                     has(Permission::Copying),
-                                     has(Permission::Assembly),
-                                     has(Permission::Commenting),
-                                     has(Permission::FormFilling),
-                                     has(Permission::Changes),
-                                     print,
+    writer.setR6EncryptionParameters(user.c_str(), owner.c_str(), has(Permission::Accessibility),
+                                     has(Permission::Copying), has(Permission::Assembly),
+                                     has(Permission::Commenting), has(Permission::FormFilling),
+                                     has(Permission::Changes), print,
                                      true); // metadata encrypted too
 }
 
@@ -39,8 +39,8 @@ void encrypt(QPDFWriter &writer, const std::string &user, const std::string &own
 
 int protectPermissions(bool allowPrinting, bool allowCopying)
 {
-    int flags = Permission::Changes | Permission::Assembly | Permission::Accessibility
-              | Permission::Commenting | Permission::FormFilling;
+    int flags = Permission::Changes | Permission::Assembly | Permission::Accessibility |
+                Permission::Commenting | Permission::FormFilling;
     if (allowPrinting)
         flags |= Permission::LowQualityPrinting | Permission::HighQualityPrinting;
     if (allowCopying)
@@ -55,10 +55,14 @@ qint32 standardPermissionBits(int permissions)
         int flag;
         int bit;
     } map[] = {
-        {Permission::LowQualityPrinting, 3}, {Permission::Changes, 4},
-        {Permission::Copying, 5},            {Permission::Commenting, 6},
-        {Permission::FormFilling, 9},        {Permission::Accessibility, 10},
-        {Permission::Assembly, 11},          {Permission::HighQualityPrinting, 12},
+        {Permission::LowQualityPrinting, 3},
+        {Permission::Changes, 4},
+        {Permission::Copying, 5},
+        {Permission::Commenting, 6},
+        {Permission::FormFilling, 9},
+        {Permission::Accessibility, 10},
+        {Permission::Assembly, 11},
+        {Permission::HighQualityPrinting, 12},
     };
     // Bits 1 and 2 are zero; the reserved bits 7, 8 and 13 to 32 are one.
     quint32 p = 0xFFFFFFFCu;
@@ -74,16 +78,15 @@ qint32 standardPermissionBits(int permissions)
 
 QString preparedPassword(const QString &password)
 {
-    // The same preparation PDFDocument::unlock tries, so that what this
-    // program writes it also opens.
+    // PDFDocument::unlock tries it too, so what this program writes it also opens.
     QString mapped;
     mapped.reserve(password.size());
     for (QChar c : password) {
         const char16_t u = c.unicode();
-        const bool nothing = u == 0x00AD || u == 0x034F || u == 0x1806
-                          || (u >= 0x180B && u <= 0x180D) || u == 0x200B || u == 0x200C
-                          || u == 0x200D || u == 0x2060 || (u >= 0xFE00 && u <= 0xFE0F)
-                          || u == 0xFEFF;
+        const bool nothing = u == 0x00AD || u == 0x034F || u == 0x1806 ||
+                             (u >= 0x180B && u <= 0x180D) || u == 0x200B || u == 0x200C ||
+                             u == 0x200D || u == 0x2060 || (u >= 0xFE00 && u <= 0xFE0F) ||
+                             u == 0xFEFF;
         if (nothing)
             continue;
         if (u != 0x20 && c.category() == QChar::Separator_Space)
@@ -102,17 +105,18 @@ void protect(const PDFDocument &doc, const QString &openPassword,
     if (openPassword.isEmpty())
         throw PDFError::failed(tr("Type a password first."));
     const std::string user = preparedPassword(openPassword).toStdString();
-    const std::string owner =
-        ownerPassword ? preparedPassword(*ownerPassword).toStdString() : user;
+    const std::string owner = ownerPassword ? preparedPassword(*ownerPassword).toStdString() : user;
     const int flags = protectPermissions(allowPrinting, allowCopying);
     const QString failure = tr("Couldn't write the protected file.");
     SafeWrite::write(
         to,
-        [&](const QString &temporary) {
+        [&](SafeWrite::Target &out) {
             try {
                 // The whole document, as it is: forms, attachments and
                 // object streams stay; only the encryption is new.
-                QPDFWriter writer(*doc.qpdf(), QFile::encodeName(temporary).constData());
+                qpdfsupport::TargetPipeline pipeline(out);
+                QPDFWriter writer(*doc.qpdf());
+                writer.setOutputPipeline(&pipeline);
                 encrypt(writer, user, owner, flags);
                 writer.write();
             } catch (...) {

@@ -50,8 +50,8 @@ QString preparedPassword(const QString &password);
 // rights to whoever knows it. Throws PDFError: the locked text, restricted,
 // "Type a password first." or "Couldn't write the protected file.".
 void protect(const PDFDocument &doc, const QString &openPassword,
-             const std::optional<QString> &ownerPassword, bool allowPrinting,
-             bool allowCopying, const QString &to);
+             const std::optional<QString> &ownerPassword, bool allowPrinting, bool allowCopying,
+             const QString &to);
 
 // A copy of the whole document (pages, bookmarks, links, forms,
 // attachments, info) that opens without a password, held in memory for the

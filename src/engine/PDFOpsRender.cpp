@@ -1,9 +1,9 @@
 #include "PDFOpsRender.h"
 
 #include "PDFError.h"
+#include "SafeWrite.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QFileInfo>
 #include <QImageWriter>
 
@@ -44,29 +44,26 @@ QSize pixelSize(QSizeF points, double dpi)
 }
 
 void writeImage(const QImage &image, const QString &path, ImageFormat format, double dpi,
-                double quality, const QString &nameInMessages)
+                double quality)
 {
-    const QString name = nameInMessages.isEmpty() ? QFileInfo(path).fileName() : nameInMessages;
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        throw PDFError::failed(
-            QCoreApplication::translate("PDFOps", "Couldn't create %1.").arg(name));
-
+    const QString name = QFileInfo(path).fileName();
     QImage stamped = image;
     const int dotsPerMeter = int(std::lround(dpi / 0.0254));
     if (stamped.dotsPerMeterX() != dotsPerMeter || stamped.dotsPerMeterY() != dotsPerMeter) {
         stamped.setDotsPerMeterX(dotsPerMeter);
         stamped.setDotsPerMeterY(dotsPerMeter);
     }
-    QImageWriter writer(&file, format == ImageFormat::Png ? "png" : "jpeg");
-    if (format == ImageFormat::Jpeg)
-        writer.setQuality(std::clamp(int(std::lround(quality * 100.0)), 0, 100));
-    const bool written = writer.write(stamped);
-    const bool flushed = written && file.flush();
-    file.close();
-    if (!written || !flushed || file.error() != QFileDevice::NoError)
-        throw PDFError::failed(
-            QCoreApplication::translate("PDFOps", "Couldn't write %1.").arg(name));
+    const QString failure = QCoreApplication::translate("PDFOps", "Couldn't write %1.").arg(name);
+    SafeWrite::write(
+        path,
+        [&](SafeWrite::Target &out) {
+            QImageWriter writer(&out.device(), format == ImageFormat::Png ? "png" : "jpeg");
+            if (format == ImageFormat::Jpeg)
+                writer.setQuality(std::clamp(int(std::lround(quality * 100.0)), 0, 100));
+            if (!writer.write(stamped))
+                throw PDFError::failed(failure);
+        },
+        failure, QCoreApplication::translate("PDFOps", "Couldn't create %1.").arg(name));
 }
 
 } // namespace PDFOps

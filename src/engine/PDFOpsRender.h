@@ -43,11 +43,11 @@ QString assembleText(const QList<TextWord> &words);
 // Draws page `index` (see DrawingDocument::render).
 std::optional<QImage> render(const DrawingDocument &doc, int index, double dpi);
 
-// Saves a bitmap as PNG or JPEG with the resolution recorded; quality (0…1)
-// matters for JPEG only. Throws PDFError::failed "Couldn't create <name>."
-// or "Couldn't write <name>.", naming `nameInMessages` when given (the
-// final name of a file written under a temporary one), else the file's.
+// Saves a bitmap as PNG or JPEG with the resolution recorded, through the
+// safe write; quality (0…1) matters for JPEG only. Throws PDFError::failed
+// "Couldn't create <name>.", "Couldn't write <name>." or the disk-full
+// sentence.
 void writeImage(const QImage &image, const QString &path, ImageFormat format, double dpi,
-                double quality, const QString &nameInMessages = {});
+                double quality);
 
 } // namespace PDFOps

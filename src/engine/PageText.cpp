@@ -22,7 +22,10 @@ bool isRtl(char32_t c)
     return direction == QChar::DirR || direction == QChar::DirAL;
 }
 
-bool isLtr(char32_t c) { return QChar::direction(c) == QChar::DirL; }
+bool isLtr(char32_t c)
+{
+    return QChar::direction(c) == QChar::DirL;
+}
 
 bool isNumber(char32_t c)
 {
@@ -30,7 +33,10 @@ bool isNumber(char32_t c)
     return direction == QChar::DirEN || direction == QChar::DirAN;
 }
 
-bool isMark(char32_t c) { return QChar::direction(c) == QChar::DirNSM; }
+bool isMark(char32_t c)
+{
+    return QChar::direction(c) == QChar::DirNSM;
+}
 
 // Pages draw right-to-left script in the order it appears on the page, left
 // to right. Every run of it (with the spaces and punctuation inside the run)
@@ -62,9 +68,9 @@ QString logicalOrder(const QString &visual)
         for (qsizetype j = i; j < end;) {
             qsizetype k = j + 1;
             if (isNumber(points[j])) {
-                while (k < end && (isNumber(points[k])
-                                   || (QChar::direction(points[k]) == QChar::DirCS && k + 1 < end
-                                       && isNumber(points[k + 1]))))
+                while (k < end &&
+                       (isNumber(points[k]) || (QChar::direction(points[k]) == QChar::DirCS &&
+                                                k + 1 < end && isNumber(points[k + 1]))))
                     ++k;
             } else {
                 while (k < end && isMark(points[k]))
@@ -97,8 +103,8 @@ bool joinsAcrossLines(const QString &before, const QString &after)
 {
     if (before.size() < 2 || after.isEmpty())
         return false;
-    return isLineBreakHyphen(before.back()) && before[before.size() - 2].isLetter()
-        && after.front().isLower();
+    return isLineBreakHyphen(before.back()) && before[before.size() - 2].isLetter() &&
+           after.front().isLower();
 }
 
 // A wider gap than between the lines of a paragraph, or a step back up the

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PDFError.h"
+#include "Progress.h"
 
 #include <QThread>
 
@@ -23,8 +24,6 @@
 // checked by the caller while it waits and stops every worker before its
 // next page.
 namespace PageWorkers {
-
-using IsCancelled = std::function<bool()>;
 
 inline int defaultCount()
 {

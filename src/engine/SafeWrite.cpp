@@ -4,8 +4,8 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
+#include <QIODevice>
 #include <QSet>
 #include <QUuid>
 
@@ -22,6 +22,11 @@
 
 namespace {
 
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("SafeWrite", text);
+}
+
 // Paths being written, for the signal handler: fixed slots, no allocation.
 constexpr int kSlots = 64;
 constexpr size_t kPathMax = 4096;
@@ -37,7 +42,8 @@ int claimSlot(const QByteArray &path)
         return -1;
     for (int i = 0; i < kSlots; ++i) {
         bool expected = false;
-        if (g_slots[size_t(i)].used.load() || !g_slots[size_t(i)].used.compare_exchange_strong(expected, true))
+        if (g_slots[size_t(i)].used.load() ||
+            !g_slots[size_t(i)].used.compare_exchange_strong(expected, true))
             continue;
         std::memcpy(g_slots[size_t(i)].path, path.constData(), size_t(path.size()) + 1);
         return i;
@@ -51,78 +57,247 @@ void releaseSlot(int slot)
         g_slots[size_t(slot)].used.store(false);
 }
 
-// Holds the temporary file open and locked for as long as it lives.
-class TemporaryFile {
+bool diskFull(int error)
+{
+    return error == ENOSPC || error == EDQUOT;
+}
+
+QString temporaryPath(const QString &folder)
+{
+    return folder + QStringLiteral("/.quirebook-") +
+           QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".pdf");
+}
+
+// Once per folder and run: a split writes thousands of parts into one.
+void sweepOnce(const QString &folder)
+{
+    static std::mutex mutex;
+    static QSet<QString> swept;
+    {
+        std::lock_guard lock(mutex);
+        if (swept.contains(folder))
+            return;
+        swept.insert(folder);
+    }
+    SafeWrite::removeStale(folder);
+}
+
+// Writes through the target; the target keeps the error for the save.
+class TargetDevice : public QIODevice {
 public:
-    explicit TemporaryFile(const QString &path) : m_name(QFile::encodeName(path))
+    explicit TargetDevice(SafeWrite::Target &target)
+        : m_target(target)
     {
-        m_slot = claimSlot(m_name);
-        m_fd = ::open(m_name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-        if (m_fd >= 0)
-            ::flock(m_fd, LOCK_EX | LOCK_NB);
+        open(QIODevice::WriteOnly | QIODevice::Unbuffered);
     }
-    ~TemporaryFile()
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *data, qint64 size) override
     {
-        ::unlink(m_name.constData()); // gone already after a successful rename
-        if (m_fd >= 0)
-            ::close(m_fd);
-        releaseSlot(m_slot);
+        return m_target.append(data, size) ? size
+                                           : -1; // encoders are C code: nothing may be thrown
     }
-    bool created() const { return m_fd >= 0; }
 
 private:
-    QByteArray m_name;
-    int m_fd = -1;
-    int m_slot = -1;
+    SafeWrite::Target &m_target;
 };
-
-QString tr(const char *text) { return QCoreApplication::translate("SafeWrite", text); }
 
 } // namespace
 
 namespace SafeWrite {
 
-QString temporaryPath(const QString &destination)
+struct Target::Private {
+    QByteArray name; // the temporary path, encoded
+    QString failure; // the sentence for anything but a full disk
+    QString destinationName;
+    int fd = -1;
+    int slot = -1;
+    int error = 0; // the first errno seen
+    qint64 written = 0;
+    QByteArray buffer;
+    std::unique_ptr<TargetDevice> device;
+
+    static constexpr qsizetype kBuffer = 1 << 18;
+
+    [[noreturn]] void fail(int errorNumber)
+    {
+        if (!error)
+            error = errorNumber ? errorNumber : EIO;
+        throw PDFError::failed(message());
+    }
+
+    QString message() const { return diskFull(error) ? diskFullText(destinationName) : failure; }
+
+    void flush()
+    {
+        if (error)
+            fail(error);
+        const char *data = buffer.constData();
+        qsizetype left = buffer.size();
+        while (left > 0) {
+            const ssize_t n = ::write(fd, data, size_t(left));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                fail(n < 0 ? errno : ENOSPC); // a write of nothing means no room
+            data += n;
+            left -= n;
+        }
+        buffer.clear();
+    }
+
+    // Everything on the disk and the file closed; throws otherwise.
+    void finish()
+    {
+        flush();
+        if (::fsync(fd) != 0)
+            fail(errno);
+        const int fdToClose = fd;
+        fd = -1;
+        if (::close(fdToClose) != 0 && errno != EINTR)
+            fail(errno);
+    }
+
+    ~Private()
+    {
+        ::unlink(name.constData()); // gone already after a successful rename
+        if (fd >= 0)
+            ::close(fd);
+        releaseSlot(slot);
+    }
+};
+
+Target::Target(std::unique_ptr<Private> p)
+    : d(std::move(p))
 {
-    const QString folder = QFileInfo(destination).absolutePath();
-    return folder + QStringLiteral("/.quirebook-")
-         + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".pdf");
 }
 
-void write(const QString &destination, const std::function<void(const QString &)> &writeTo,
-           const QString &failureMessage)
+Target::~Target() = default;
+
+void Target::write(const char *data, qint64 size)
 {
-    const QString folder = QFileInfo(destination).absolutePath();
-    // Once per folder and run: a split writes thousands of parts into one.
-    static std::mutex swept;
-    static QSet<QString> sweptFolders;
-    bool sweep = false;
-    {
-        std::lock_guard lock(swept);
-        sweep = !sweptFolders.contains(folder);
-        sweptFolders.insert(folder);
+    if (d->error)
+        d->fail(d->error);
+    if (size <= 0)
+        return;
+    d->written += size;
+    if (d->buffer.size() + size > Private::kBuffer) {
+        d->flush();
+        if (size >= Private::kBuffer) {
+            d->buffer = QByteArray::fromRawData(data, qsizetype(size));
+            d->flush();
+            return;
+        }
     }
-    if (sweep)
-        removeStale(folder);
-    const QString temporary = temporaryPath(destination);
-    TemporaryFile guard(temporary);
-    if (!guard.created())
-        throw PDFError::failed(failureMessage);
+    d->buffer.append(data, qsizetype(size));
+}
+
+void Target::write(const QByteArray &bytes)
+{
+    write(bytes.constData(), bytes.size());
+}
+
+bool Target::append(const char *data, qint64 size) noexcept
+{
     try {
-        writeTo(temporary);
-    } catch (const PDFError &) {
-        throw;
+        write(data, size);
+        return true;
     } catch (...) {
-        throw PDFError::failed(failureMessage);
+        return false;
     }
+}
+
+QIODevice &Target::device()
+{
+    if (!d->device)
+        d->device = std::make_unique<TargetDevice>(*this);
+    return *d->device;
+}
+
+qint64 Target::size() const
+{
+    return d->written;
+}
+
+void Target::restart()
+{
+    if (d->error)
+        d->fail(d->error);
+    d->buffer.clear();
+    d->written = 0;
+    if (::ftruncate(d->fd, 0) != 0 || ::lseek(d->fd, 0, SEEK_SET) != 0)
+        d->fail(errno);
+}
+
+void write(const QString &destination, const std::function<void(Target &)> &writeTo,
+           const QString &failureMessage, const QString &creationMessage)
+{
+    const QFileInfo info(destination);
+    const QString folder = info.absolutePath();
+    sweepOnce(folder);
+
+    auto p = std::make_unique<Target::Private>();
+    p->name = QFile::encodeName(temporaryPath(folder));
+    p->failure = failureMessage;
+    p->destinationName = info.fileName();
+    p->slot = claimSlot(p->name);
+    p->fd = ::open(p->name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (p->fd < 0) {
+        p->error = errno;
+        if (diskFull(p->error))
+            throw PDFError::failed(p->message());
+        throw PDFError::failed(creationMessage.isEmpty() ? failureMessage : creationMessage);
+    }
+    ::flock(p->fd, LOCK_EX | LOCK_NB);
+    Target target(std::move(p));
+    Target::Private &d = *target.d;
+
+    try {
+        writeTo(target);
+    } catch (...) {
+        // Writers wrap what they catch in sentences of their own; a full
+        // disk underneath is still a full disk.
+        if (d.error)
+            throw PDFError::failed(d.message());
+        try {
+            throw;
+        } catch (const PDFError &) {
+            throw;
+        } catch (...) {
+            throw PDFError::failed(failureMessage);
+        }
+    }
+    if (d.device && d.device->isOpen())
+        d.device->close();
+    d.finish();
+
     // rename() replaces an existing destination atomically.
-    if (std::rename(QFile::encodeName(temporary).constData(),
-                    QFile::encodeName(destination).constData())
-        != 0) {
-        const QString reason = QString::fromLocal8Bit(std::strerror(errno));
-        throw PDFError::failed(tr("Couldn't save “%1”: %2.")
-                                   .arg(QFileInfo(destination).fileName(), reason));
+    const QByteArray destinationName = QFile::encodeName(info.absoluteFilePath());
+    if (std::rename(d.name.constData(), destinationName.constData()) != 0) {
+        d.error = errno;
+        throw PDFError::failed(d.message());
     }
+    // The new name is only durable once the folder is. A folder we may not
+    // open for reading, or one whose file system can't sync folders, is
+    // taken as it is.
+    const int dirFd =
+        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd < 0)
+        return;
+    const bool synced = ::fsync(dirFd) == 0 || errno == EINVAL;
+    const int syncError = errno;
+    ::close(dirFd);
+    if (!synced) {
+        ::unlink(destinationName.constData());
+        d.error = syncError;
+        throw PDFError::failed(d.message());
+    }
+}
+
+QString diskFullText(const QString &name)
+{
+    return tr("There isn't enough space on the disk to save “%1”.").arg(name);
 }
 
 void removeStale(const QString &folder)

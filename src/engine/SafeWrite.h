@@ -3,23 +3,63 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
+
+class QIODevice;
 
 // Results are never written in place: the whole file goes to a hidden
 // ".quirebook-<UUID>.pdf" beside the destination, which is then renamed
-// onto it. A crash leaves either the old destination or the new one, and
-// the temporary file is removed in every case we live through. While a
-// temporary file is being written it is locked, so a later run can tell a
-// stale one (left by a killed process) from one still in use.
+// onto it. Every write, the flush, the file's fsync and its close are
+// checked before the rename, and the folder is synced after it, so a full
+// disk, a crash or a power cut leaves either the old state or the whole new
+// file, never a cut-off one under the result's name. The temporary file is
+// removed in every case we live through; while it is being written it is
+// locked, so a later run can tell a stale one (left by a killed process)
+// from one still in use.
 namespace SafeWrite {
 
-// A fresh temporary path in the destination's folder.
-QString temporaryPath(const QString &destination);
+// The hidden temporary file a result is being written into. Writes are
+// buffered; the first failure is kept and fails the whole save.
+class Target {
+public:
+    ~Target();
+    Target(const Target &) = delete;
+    Target &operator=(const Target &) = delete;
 
-// Calls write(temporaryPath); if it throws, the exception goes on (a
-// PDFError stays as it is, anything else becomes failed(failureMessage)).
-// Then the temporary file replaces the destination. Throws PDFError.
-void write(const QString &destination, const std::function<void(const QString &)> &write,
-           const QString &failureMessage);
+    // Appends bytes; throws PDFError at once when the file can't take them.
+    void write(const char *data, qint64 size);
+    void write(const QByteArray &bytes);
+    // The same without throwing, for writers that may write from a
+    // destructor or from C code: false once anything failed, and the
+    // failure is still the save's.
+    bool append(const char *data, qint64 size) noexcept;
+    // The same file as a device, for writers that want one (picture
+    // encoders). A failed write there returns -1 and fails the save later.
+    QIODevice &device();
+    // Bytes written so far.
+    qint64 size() const;
+    // Throws away what was written, to write something else instead.
+    void restart();
+
+private:
+    friend void write(const QString &, const std::function<void(Target &)> &, const QString &,
+                      const QString &);
+    struct Private;
+    explicit Target(std::unique_ptr<Private> d);
+    std::unique_ptr<Private> d;
+};
+
+// Makes the temporary file beside `destination`, calls write(target), and
+// when everything reached the disk, renames it onto the destination.
+// Throws PDFError: the disk-full sentence when the disk or quota is full,
+// `failureMessage` for any other failure of the writing, syncing or renaming,
+// `creationMessage` (or `failureMessage`) when the file can't be made at all.
+// A PDFError thrown by `write` goes on unchanged unless a write failed first.
+void write(const QString &destination, const std::function<void(Target &)> &write,
+           const QString &failureMessage, const QString &creationMessage = {});
+
+// "There isn't enough space on the disk to save “<name>”."
+QString diskFullText(const QString &name);
 
 // Removes ".quirebook-" files in the folder that no live process holds.
 void removeStale(const QString &folder);

@@ -6,7 +6,6 @@
 #include "PDFOps.h"
 #include "PDFOpsRebuild.h"
 #include "PageWorkers.h"
-#include "QpdfSupport.h"
 
 #include <QCoreApplication>
 
@@ -25,7 +24,7 @@ QString tr(const char *text)
 
 QByteArray num(double v)
 {
-    return QByteArray::fromStdString(qpdfsupport::number(v));
+    return PDFOps::RebuildPage::number(v);
 }
 
 // What a worker made of one page.
@@ -121,9 +120,8 @@ void drawWords(const QList<Word> &words, const QRectF &frame, InvisibleFont &fon
                       i + 1 < words.size() ? &words[i + 1] : nullptr);
 }
 
-Stats make(PDFDocument &from, const QString &to, const Options &options,
-           const std::function<void(int done, int total)> &progress,
-           const std::function<bool()> &isCancelled)
+Stats make(PDFDocument &from, const QString &to, const Options &options, const Progress &progress,
+           const IsCancelled &isCancelled)
 {
     PDFOps::requireRewritable(from);
     const auto source = DrawingDocument::sourceFor(from);
@@ -155,9 +153,10 @@ Stats make(PDFDocument &from, const QString &to, const Options &options,
         } catch (const std::exception &e) {
             setupError = QString::fromLocal8Bit(e.what());
         }
-        return [&options, doc, recognizer, setupError, failed](int index) {
+        return [&options, &isCancelled, doc, recognizer, setupError, failed](int index) {
             PageResult result;
-            if (!doc)
+            // After a cancel the caller drops whatever comes back: don't read another page.
+            if (!doc || (isCancelled && isCancelled()))
                 return result;
             if (options.skipPagesWithText && hasText(*doc, index)) {
                 result.kind = PageResult::Kind::Skipped;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PDFDocument.h"
+#include "Progress.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -61,9 +62,8 @@ struct Options {
 // Throws PDFError: those of the rebuild (locked, restricted, cancelled,
 // failed), and failed("Text recognition failed: …") after writing the file
 // when recognition broke down on some page (later pages carry no text).
-Stats make(PDFDocument &from, const QString &to, const Options &options,
-           const std::function<void(int done, int total)> &progress,
-           const std::function<bool()> &isCancelled);
+Stats make(PDFDocument &from, const QString &to, const Options &options, const Progress &progress,
+           const IsCancelled &isCancelled);
 
 // A page has text when its plain text, trimmed, has 20 characters or more.
 bool hasText(const QString &plainText);

@@ -26,7 +26,10 @@ Banner::Banner(const QString &symbol, const QColor &color, const QString &text, 
     layout->addWidget(m_text, 1, Qt::AlignTop);
 }
 
-QString Banner::text() const { return m_text->text(); }
+QString Banner::text() const
+{
+    return m_text->text();
+}
 
 void Banner::paintEvent(QPaintEvent *)
 {

@@ -10,7 +10,8 @@ class QLabel;
 class Banner : public QWidget {
     Q_OBJECT
 public:
-    Banner(const QString &symbol, const QColor &color, const QString &text, QWidget *parent = nullptr);
+    Banner(const QString &symbol, const QColor &color, const QString &text,
+           QWidget *parent = nullptr);
     QString text() const;
 
 protected:

@@ -1,14 +1,10 @@
 #pragma once
 
-#include "Job.h"
+#include "Compress.h"
 #include "ToolModel.h"
-#include "PDFOpsCompress.h"
 
 #include <QObject>
 #include <QString>
-#include <QUuid>
-
-#include <optional>
 
 class Workspace;
 
@@ -20,8 +16,7 @@ class CompressModel : public ToolModel {
 public:
     explicit CompressModel(Workspace &workspace, QObject *parent = nullptr);
 
-
-    CompressionLevel level() const { return m_level; }
+    CompressionLevel level() const { return m_request.level; }
     void setLevel(CompressionLevel level);
 
     // "Current size: 1.2 MB" for the chosen file; empty without one.
@@ -33,6 +28,5 @@ public:
     void compress();
 
 private:
-
-    CompressionLevel m_level;
+    Compress::Request m_request;
 };

@@ -27,7 +27,7 @@ const ScreenRegistry::Registration registration(Tool::Compress, [](Workspace &ws
 // accent when chosen. A click (or Space) chooses it.
 class LevelCard : public QWidget {
 public:
-    LevelCard(const Tasks::CompressLevelCard &card, std::function<void()> choose, QWidget *parent)
+    LevelCard(const Compress::LevelCard &card, std::function<void()> choose, QWidget *parent)
         : QWidget(parent)
         , m_choose(std::move(choose))
     {
@@ -67,7 +67,8 @@ protected:
     }
     void keyPressEvent(QKeyEvent *event) override
     {
-        if (event->key() == Qt::Key_Space || event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        if (event->key() == Qt::Key_Space || event->key() == Qt::Key_Return ||
+            event->key() == Qt::Key_Enter)
             m_choose();
         else
             QWidget::keyPressEvent(event);
@@ -109,22 +110,23 @@ QWidget *makePanel(CompressModel &model, QWidget *parent)
     QList<LevelCard *> cards;
     auto *row = new QHBoxLayout;
     row->setSpacing(12);
-    for (const Tasks::CompressLevelCard &card : Tasks::compressLevelCards()) {
+    for (const Compress::LevelCard &card : Compress::levelCards()) {
         const CompressionLevel level = card.level;
-        auto *widget = new LevelCard(card, [m, level] { m->setLevel(level); }, panel);
+        auto *widget = new LevelCard(
+            card, [m, level] { m->setLevel(level); }, panel);
         row->addWidget(widget, 1);
         cards << widget;
     }
     layout->addLayout(row);
 
-    auto *note = Theme::label(Tasks::compressNote(), Theme::Type::Callout, panel);
+    auto *note = Theme::label(Compress::note(), Theme::Type::Callout, panel);
     note->setObjectName(QStringLiteral("compressNote"));
     note->setWordWrap(true);
     Theme::setTextColor(note, Theme::secondary());
     layout->addWidget(note);
 
     auto *actions = new QHBoxLayout;
-    auto *button = new QPushButton(Tasks::compressButton(), panel);
+    auto *button = new QPushButton(Compress::button(), panel);
     button->setObjectName(QStringLiteral("compressButton"));
     Theme::makeProminent(button);
     actions->addWidget(button);

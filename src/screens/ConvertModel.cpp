@@ -1,6 +1,5 @@
 #include "ConvertModel.h"
 
-#include "PDFError.h"
 #include "Workspace.h"
 
 ConvertModel::ConvertModel(Workspace &workspace, QObject *parent)
@@ -10,69 +9,41 @@ ConvertModel::ConvertModel(Workspace &workspace, QObject *parent)
 
 void ConvertModel::setMode(Convert::Mode mode)
 {
-    if (m_mode == mode)
+    if (m_request.mode == mode)
         return;
-    m_mode = mode;
+    m_request.mode = mode;
     Q_EMIT changed();
 }
 
 void ConvertModel::setFormat(PDFOps::ImageFormat format)
 {
-    if (m_format == format)
+    if (m_request.format == format)
         return;
-    m_format = format;
+    m_request.format = format;
     Q_EMIT changed();
 }
 
 void ConvertModel::setDpi(double dpi)
 {
-    if (m_dpi == dpi)
+    if (m_request.dpi == dpi)
         return;
-    m_dpi = dpi;
+    m_request.dpi = dpi;
     Q_EMIT changed();
 }
 
-bool ConvertModel::canSave() const { return m_ws.current() && !m_job.isRunning(); }
-
-bool ConvertModel::savePictures()
+bool ConvertModel::canSave() const
 {
-    const auto current = m_ws.current();
-    if (!current || m_job.isRunning())
-        return false;
-    QString folder;
-    try {
-        folder = Convert::picturesFolder(*current);
-    } catch (const PDFError &error) {
-        m_job.fail(error.description());
-        return false;
-    }
-    Convert::PictureOptions options;
-    options.format = m_format;
-    options.dpi = m_dpi;
-    const PDFFile file = *current;
-    m_job.run(Convert::picturesJobTitle(),
-              [file, folder, options](const Progress &progress, const IsCancelled &isCancelled) {
-                  return Convert::pictures(file, folder, options, progress, isCancelled);
-              });
-    return true;
+    return m_ws.current() && !m_job.isRunning();
 }
 
-bool ConvertModel::saveText()
+bool ConvertModel::save()
 {
-    const auto current = m_ws.current();
-    if (!current || m_job.isRunning())
-        return false;
-    QString destination;
-    try {
-        destination = Convert::textDestination(*current);
-    } catch (const PDFError &error) {
-        m_job.fail(error.description());
-        return false;
-    }
-    const PDFFile file = *current;
-    m_job.run(Convert::textJobTitle(),
-              [file, destination](const Progress &progress, const IsCancelled &isCancelled) {
-                  return Convert::text(file, destination, progress, isCancelled);
-              });
-    return true;
+    const Convert::Request request = m_request;
+    return startTowards(
+        [request](const PDFFile &file) { return Convert::destination(file, request); },
+        Convert::jobTitle(request.mode),
+        [request](const PDFFile &file, const QString &to, const Progress &progress,
+                  const IsCancelled &isCancelled) {
+            return Convert::run(file, request, to, progress, isCancelled);
+        });
 }

@@ -1,13 +1,9 @@
 #pragma once
 
 #include "Convert.h"
-#include "Job.h"
 #include "ToolModel.h"
 
 #include <QObject>
-#include <QUuid>
-
-#include <optional>
 
 class Workspace;
 
@@ -20,10 +16,9 @@ class ConvertModel : public ToolModel {
 public:
     explicit ConvertModel(Workspace &workspace, QObject *parent = nullptr);
 
-
-    Convert::Mode mode() const { return m_mode; }
-    PDFOps::ImageFormat format() const { return m_format; }
-    double dpi() const { return m_dpi; }
+    Convert::Mode mode() const { return m_request.mode; }
+    PDFOps::ImageFormat format() const { return m_request.format; }
+    double dpi() const { return m_request.dpi; }
     void setMode(Convert::Mode mode);
     void setFormat(PDFOps::ImageFormat format);
     void setDpi(double dpi);
@@ -31,15 +26,11 @@ public:
     // A chosen file and no job running.
     bool canSave() const;
 
-    // Every page as a picture in a new "<name> pictures" folder. When the
-    // folder can't be made, the job shows why and nothing runs.
-    bool savePictures();
-    // All the text in "<name>.txt" beside the source.
-    bool saveText();
+    // What the mode makes: every page as a picture in a new "<name>
+    // pictures" folder, or all the text in "<name>.txt" beside the source.
+    // When that place can't be had, the job shows why and nothing runs.
+    bool save();
 
 private:
-
-    Convert::Mode m_mode = Convert::Mode::Images;
-    PDFOps::ImageFormat m_format = PDFOps::ImageFormat::Png;
-    double m_dpi = Convert::kDefaultDpi;
+    Convert::Request m_request;
 };

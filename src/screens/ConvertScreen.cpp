@@ -19,7 +19,8 @@ const ScreenRegistry::Registration registration(Tool::Convert, [](Workspace &ws,
     return new ConvertScreen(ws, parent);
 });
 
-QPushButton *actionRow(const QString &title, const QString &name, QWidget *parent, QVBoxLayout *layout)
+QPushButton *actionRow(const QString &title, const QString &name, QWidget *parent,
+                       QVBoxLayout *layout)
 {
     auto *row = new QHBoxLayout;
     auto *button = new QPushButton(title, parent);
@@ -72,8 +73,8 @@ QWidget *makePanel(ConvertModel &model, QWidget *parent)
     picturesNote->setWordWrap(true);
     Theme::setTextColor(picturesNote, Theme::secondary());
     images->addWidget(picturesNote);
-    auto *savePictures = actionRow(Convert::savePicturesTitle(), QStringLiteral("savePicturesButton"),
-                                   imagesBox, images);
+    auto *savePictures = actionRow(Convert::savePicturesTitle(),
+                                   QStringLiteral("savePicturesButton"), imagesBox, images);
     layout->addWidget(imagesBox);
 
     // Text.
@@ -87,7 +88,8 @@ QWidget *makePanel(ConvertModel &model, QWidget *parent)
     textNote->setWordWrap(true);
     Theme::setTextColor(textNote, Theme::secondary());
     text->addWidget(textNote);
-    auto *saveText = actionRow(Convert::saveTextTitle(), QStringLiteral("saveTextButton"), textBox, text);
+    auto *saveText =
+        actionRow(Convert::saveTextTitle(), QStringLiteral("saveTextButton"), textBox, text);
     layout->addWidget(textBox);
 
     layout->addWidget(new JobBar(&model.job(), panel));
@@ -112,11 +114,10 @@ QWidget *makePanel(ConvertModel &model, QWidget *parent)
     QObject::connect(format, &QComboBox::currentIndexChanged, panel, [m, format](int index) {
         m->setFormat(PDFOps::ImageFormat(format->itemData(index).toInt()));
     });
-    QObject::connect(quality, &QComboBox::currentIndexChanged, panel, [m, quality](int index) {
-        m->setDpi(quality->itemData(index).toDouble());
-    });
-    QObject::connect(savePictures, &QPushButton::clicked, panel, [m] { m->savePictures(); });
-    QObject::connect(saveText, &QPushButton::clicked, panel, [m] { m->saveText(); });
+    QObject::connect(quality, &QComboBox::currentIndexChanged, panel,
+                     [m, quality](int index) { m->setDpi(quality->itemData(index).toDouble()); });
+    QObject::connect(savePictures, &QPushButton::clicked, panel, [m] { m->save(); });
+    QObject::connect(saveText, &QPushButton::clicked, panel, [m] { m->save(); });
     QObject::connect(m, &ConvertModel::changed, panel, refresh);
     refresh();
     return panel;

@@ -8,7 +8,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-EmptyDrop::EmptyDrop(Workspace &workspace, const QString &text, bool includesImages, QWidget *parent)
+EmptyDrop::EmptyDrop(Workspace &workspace, const QString &text, bool includesImages,
+                     QWidget *parent)
     : QWidget(parent)
     , m_ws(workspace)
     , m_includesImages(includesImages)

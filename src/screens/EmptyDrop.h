@@ -11,7 +11,8 @@ class Workspace;
 class EmptyDrop : public QWidget {
     Q_OBJECT
 public:
-    EmptyDrop(Workspace &workspace, const QString &text, bool includesImages, QWidget *parent = nullptr);
+    EmptyDrop(Workspace &workspace, const QString &text, bool includesImages,
+              QWidget *parent = nullptr);
 
     static QString hint(bool includesImages);
 

@@ -35,10 +35,9 @@ public:
         layout->setSpacing(8);
         auto *symbol = new QLabel(this);
         const bool encrypted = file.doc && file.doc->isEncrypted();
-        symbol->setPixmap(Symbols::pixmap(encrypted ? QStringLiteral("lock.doc")
-                                                    : QStringLiteral("doc.richtext"),
-                                          18, chosen ? Theme::accent() : Theme::secondary(),
-                                          devicePixelRatioF()));
+        symbol->setPixmap(Symbols::pixmap(
+            encrypted ? QStringLiteral("lock.doc") : QStringLiteral("doc.richtext"), 18,
+            chosen ? Theme::accent() : Theme::secondary(), devicePixelRatioF()));
         symbol->setProperty("symbol", encrypted ? QStringLiteral("lock.doc")
                                                 : QStringLiteral("doc.richtext"));
         symbol->setObjectName(QStringLiteral("chipSymbol"));
@@ -128,8 +127,8 @@ void FileBar::rebuild()
     const auto current = m_ws.current();
     for (const PDFFile &file : m_ws.pdfs())
         layout->addWidget(new FileChip(m_ws, file, current && current->id == file.id, row));
-    auto *add = new QPushButton(Symbols::icon(QStringLiteral("plus"), Theme::secondary()),
-                                tr("Add"), row);
+    auto *add =
+        new QPushButton(Symbols::icon(QStringLiteral("plus"), Theme::secondary()), tr("Add"), row);
     add->setObjectName(QStringLiteral("fileBarAdd"));
     connect(add, &QPushButton::clicked, this, [this] {
         if (Dialogs *dialogs = m_ws.dialogs())

@@ -124,8 +124,8 @@ void JobBar::refresh()
         m_show->setVisible(!m_urls.isEmpty());
     } else if (const auto *failed = std::get_if<Job::Failed>(&state)) {
         m_tint = Theme::red();
-        m_symbol->setPixmap(Symbols::pixmap(QStringLiteral("xmark.octagon.fill"), 22, m_tint,
-                                            devicePixelRatioF()));
+        m_symbol->setPixmap(
+            Symbols::pixmap(QStringLiteral("xmark.octagon.fill"), 22, m_tint, devicePixelRatioF()));
         m_title->setText(failed->message);
         m_title->setFont(Theme::font(Theme::Type::Body, font()));
         m_detail->clear();

@@ -133,7 +133,10 @@ MergeList::MergeList(MergeModel &model, QWidget *parent)
     rebuild();
 }
 
-int MergeList::rowCount() const { return static_cast<int>(m_rows.size()); }
+int MergeList::rowCount() const
+{
+    return static_cast<int>(m_rows.size());
+}
 
 void MergeList::rebuild()
 {

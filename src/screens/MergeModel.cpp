@@ -49,7 +49,10 @@ bool MergeModel::canMerge() const
     return !m_job.isRunning() && m_ws.files().size() >= 2 && !anyRestricted();
 }
 
-QString MergeModel::suggestedName() const { return Tasks::suggestedMergeName(m_ws.files()); }
+QString MergeModel::suggestedName() const
+{
+    return Merge::suggestedName(m_ws.files());
+}
 
 QString MergeModel::startFolder() const
 {
@@ -66,9 +69,10 @@ void MergeModel::merge()
     if (!destination)
         return;
     const QString target = *destination;
-    m_job.run(tr("Merging"), [files, target](const Progress &progress, const IsCancelled &isCancelled) {
-        return Tasks::merge(files, target, progress, isCancelled);
-    });
+    m_job.run(Merge::jobTitle(),
+              [files, target](const Progress &progress, const IsCancelled &isCancelled) {
+                  return Merge::run(files, target, progress, isCancelled);
+              });
 }
 
 void MergeModel::move(const QList<qsizetype> &rows, qsizetype destination)

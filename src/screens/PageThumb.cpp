@@ -11,8 +11,8 @@ namespace {
 constexpr int kShadow = 3; // room around the page for its shadow
 }
 
-PageThumb::PageThumb(std::shared_ptr<const PDFDocument> doc, int page, int extraRotation, int height,
-                     QWidget *parent)
+PageThumb::PageThumb(std::shared_ptr<const PDFDocument> doc, int page, int extraRotation,
+                     int height, QWidget *parent)
     : QWidget(parent)
     , m_doc(std::move(doc))
     , m_page(page)
@@ -43,7 +43,10 @@ PageThumb::PageThumb(std::shared_ptr<const PDFDocument> doc, int page, int extra
             });
 }
 
-QSize PageThumb::sizeHint() const { return m_pageSize + QSize(2 * kShadow, 2 * kShadow); }
+QSize PageThumb::sizeHint() const
+{
+    return m_pageSize + QSize(2 * kShadow, 2 * kShadow);
+}
 
 void PageThumb::request()
 {

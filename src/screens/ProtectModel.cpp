@@ -7,70 +7,100 @@ ProtectModel::ProtectModel(Workspace &workspace, QObject *parent)
 {
 }
 
-void ProtectModel::setMode(ProtectForm::Mode mode)
+void ProtectModel::setMode(Protect::Mode mode)
 {
-    if (m_form.mode == mode)
+    if (m_request.mode == mode)
         return;
-    m_form.mode = mode;
+    m_request.mode = mode;
     Q_EMIT changed();
 }
 
 void ProtectModel::setPassword(const QString &text)
 {
-    if (m_form.password == text)
+    if (m_request.password == text)
         return;
-    m_form.password = text;
+    m_request.password = text;
     Q_EMIT changed();
 }
 
 void ProtectModel::setPasswordAgain(const QString &text)
 {
-    if (m_form.passwordAgain == text)
+    if (m_passwordAgain == text)
         return;
-    m_form.passwordAgain = text;
+    m_passwordAgain = text;
     Q_EMIT changed();
 }
 
 void ProtectModel::setPrinting(bool on)
 {
-    if (m_form.printing == on)
+    if (m_request.allowPrinting == on)
         return;
-    m_form.printing = on;
+    m_request.allowPrinting = on;
     Q_EMIT changed();
 }
 
 void ProtectModel::setCopying(bool on)
 {
-    if (m_form.copying == on)
+    if (m_request.allowCopying == on)
         return;
-    m_form.copying = on;
+    m_request.allowCopying = on;
     Q_EMIT changed();
+}
+
+std::optional<QString> ProtectModel::mismatch() const
+{
+    return Protect::mismatch(m_request.password, m_passwordAgain);
 }
 
 bool ProtectModel::canProtect() const
 {
-    return m_ws.current() && m_form.canProtect(m_job.isRunning());
+    return m_ws.current() && !m_job.isRunning() && !m_request.password.isEmpty() &&
+           m_request.password == m_passwordAgain;
 }
 
 bool ProtectModel::canRemove() const
 {
-    return removeView() == ProtectForm::RemoveView::Offer && m_form.canRemove(m_job.isRunning());
+    return removeView() == Protect::RemoveView::Offer && !m_job.isRunning();
 }
 
-std::optional<ProtectForm::RemoveView> ProtectModel::removeView() const
+std::optional<Protect::RemoveView> ProtectModel::removeView() const
 {
     const auto current = m_ws.current();
     if (!current)
         return std::nullopt;
-    return ProtectForm::removeView(*current);
+    return Protect::removeView(*current);
+}
+
+bool ProtectModel::start(Protect::Mode mode)
+{
+    Protect::Request request;
+    request.mode = mode;
+    if (mode == Protect::Mode::Add) {
+        request.password = QString(m_request.password.constData(), m_request.password.size());
+        request.allowPrinting = m_request.allowPrinting;
+        request.allowCopying = m_request.allowCopying;
+    }
+    const bool started =
+        startTowardsPDF(Protect::suffix(mode), Protect::jobTitle(mode),
+                        [request](const PDFFile &file, const QString &to, const Progress &progress,
+                                  const IsCancelled &isCancelled) {
+                            return Protect::run(file, request, to, progress, isCancelled);
+                        });
+    // The job holds its own copy; this one (the only one when nothing
+    // started) and, once the job runs, both fields are overwritten.
+    Protect::wipe(request.password);
+    if (started && mode == Protect::Mode::Add) {
+        Protect::wipe(m_request.password);
+        Protect::wipe(m_passwordAgain);
+    }
+    return started;
 }
 
 bool ProtectModel::protect()
 {
-    const auto current = m_ws.current();
-    if (!current || !canProtect())
+    if (!canProtect())
         return false;
-    const bool started = m_form.startProtect(m_job, *current, m_ws.dialogs());
+    const bool started = start(Protect::Mode::Add);
     // The fields were emptied as the job started.
     Q_EMIT changed();
     return started;
@@ -78,8 +108,5 @@ bool ProtectModel::protect()
 
 bool ProtectModel::remove()
 {
-    const auto current = m_ws.current();
-    if (!current || !canRemove())
-        return false;
-    return m_form.startRemove(m_job, *current, m_ws.dialogs());
+    return canRemove() && start(Protect::Mode::Remove);
 }

@@ -21,7 +21,10 @@ const ScreenRegistry::Registration registration(Tool::Protect, [](Workspace &ws,
     return new ProtectScreen(ws, parent);
 });
 
-QColor infoBlue() { return QColor::fromRgbF(0.0f, 0.48f, 1.0f); }
+QColor infoBlue()
+{
+    return QColor::fromRgbF(0.0f, 0.48f, 1.0f);
+}
 
 QLineEdit *secretField(const QString &name, const QString &placeholder, QWidget *parent)
 {
@@ -37,11 +40,11 @@ QLineEdit *secretField(const QString &name, const QString &placeholder, QWidget 
     return field;
 }
 
-// The controls for one chosen file. The form lives in the model, so a panel
+// The controls for one chosen file. The request lives in the model, so a panel
 // made for the next file shows the same mode, toggles and fields.
 QWidget *makePanel(ProtectModel &model, QWidget *parent)
 {
-    using Mode = ProtectForm::Mode;
+    using Mode = Protect::Mode;
     auto *panel = new QWidget(parent);
     panel->setObjectName(QStringLiteral("protectPanel"));
     auto *layout = new QVBoxLayout(panel);
@@ -49,8 +52,8 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
     layout->setSpacing(12);
 
     QList<QPair<int, QString>> choices;
-    for (Mode mode : ProtectForm::modes())
-        choices.append({int(mode), ProtectForm::label(mode)});
+    for (Mode mode : Protect::modes())
+        choices.append({int(mode), Protect::label(mode)});
     auto *group = Theme::modePicker(panel, layout, choices, QStringLiteral("protectMode"));
 
     // Add a password.
@@ -62,27 +65,29 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
     auto *fields = new QFormLayout;
     fields->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     fields->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    auto *password = secretField(QStringLiteral("protectPassword"), ProtectForm::passwordLabel(), addBox);
-    auto *again = secretField(QStringLiteral("protectPasswordAgain"), ProtectForm::repeatLabel(), addBox);
-    fields->addRow(ProtectForm::passwordLabel(), password);
-    fields->addRow(ProtectForm::repeatLabel(), again);
+    auto *password =
+        secretField(QStringLiteral("protectPassword"), Protect::passwordLabel(), addBox);
+    auto *again =
+        secretField(QStringLiteral("protectPasswordAgain"), Protect::repeatLabel(), addBox);
+    fields->addRow(Protect::passwordLabel(), password);
+    fields->addRow(Protect::repeatLabel(), again);
     add->addLayout(fields);
-    auto *printing = new QCheckBox(ProtectForm::printingLabel(), addBox);
+    auto *printing = new QCheckBox(Protect::printingLabel(), addBox);
     printing->setObjectName(QStringLiteral("protectPrinting"));
     add->addWidget(printing);
-    auto *copying = new QCheckBox(ProtectForm::copyingLabel(), addBox);
+    auto *copying = new QCheckBox(Protect::copyingLabel(), addBox);
     copying->setObjectName(QStringLiteral("protectCopying"));
     add->addWidget(copying);
-    auto *note = Theme::label(ProtectForm::note(), Theme::Type::Callout, addBox);
+    auto *note = Theme::label(Protect::note(), Theme::Type::Callout, addBox);
     note->setObjectName(QStringLiteral("protectNote"));
     note->setWordWrap(true);
     add->addWidget(note);
-    auto *mismatch = Theme::label(ProtectForm::mismatchText(), Theme::Type::Callout, addBox);
+    auto *mismatch = Theme::label(Protect::mismatchText(), Theme::Type::Callout, addBox);
     mismatch->setObjectName(QStringLiteral("protectMismatch"));
     Theme::setTextColor(mismatch, Theme::red());
     add->addWidget(mismatch);
     auto *protectRow = new QHBoxLayout;
-    auto *protect = new QPushButton(ProtectForm::protectButton(), addBox);
+    auto *protect = new QPushButton(Protect::protectButton(), addBox);
     protect->setObjectName(QStringLiteral("protectButton"));
     Theme::makeProminent(protect);
     protectRow->addWidget(protect);
@@ -96,15 +101,15 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
     auto *remove = new QVBoxLayout(removeBox);
     remove->setContentsMargins(0, 0, 0, 0);
     remove->setSpacing(10);
-    auto *banner = new Banner(ProtectForm::noPasswordSymbol(), infoBlue(),
-                              ProtectForm::noPasswordBanner(), removeBox);
+    auto *banner =
+        new Banner(Protect::noPasswordSymbol(), infoBlue(), Protect::noPasswordBanner(), removeBox);
     remove->addWidget(banner);
-    auto *explanation = Theme::label(ProtectForm::removeExplanation(), Theme::Type::Body, removeBox);
+    auto *explanation = Theme::label(Protect::removeExplanation(), Theme::Type::Body, removeBox);
     explanation->setObjectName(QStringLiteral("protectRemoveText"));
     explanation->setWordWrap(true);
     remove->addWidget(explanation);
     auto *removeRow = new QHBoxLayout;
-    auto *removeButton = new QPushButton(ProtectForm::removeButton(), removeBox);
+    auto *removeButton = new QPushButton(Protect::removeButton(), removeBox);
     removeButton->setObjectName(QStringLiteral("removePasswordButton"));
     Theme::makeProminent(removeButton);
     removeRow->addWidget(removeButton);
@@ -117,28 +122,30 @@ QWidget *makePanel(ProtectModel &model, QWidget *parent)
 
     ProtectModel *m = &model;
     const auto refresh = [=] {
-        const ProtectForm &form = m->form();
-        if (auto *chosen = group->button(int(form.mode)); !chosen->isChecked())
+        const Protect::Request &request = m->request();
+        if (auto *chosen = group->button(int(request.mode)); !chosen->isChecked())
             chosen->setChecked(true);
-        addBox->setVisible(form.mode == Mode::Add);
-        removeBox->setVisible(form.mode == Mode::Remove);
-        if (password->text() != form.password)
-            password->setText(form.password);
-        if (again->text() != form.passwordAgain)
-            again->setText(form.passwordAgain);
-        printing->setChecked(form.printing);
-        copying->setChecked(form.copying);
+        addBox->setVisible(request.mode == Mode::Add);
+        removeBox->setVisible(request.mode == Mode::Remove);
+        if (password->text() != request.password)
+            password->setText(request.password);
+        if (again->text() != m->passwordAgain())
+            again->setText(m->passwordAgain());
+        printing->setChecked(request.allowPrinting);
+        copying->setChecked(request.allowCopying);
         mismatch->setVisible(m->mismatch().has_value());
         protect->setEnabled(m->canProtect());
-        const bool offer = m->removeView() == ProtectForm::RemoveView::Offer;
+        const bool offer = m->removeView() == Protect::RemoveView::Offer;
         banner->setVisible(!offer);
         explanation->setVisible(offer);
         removeButton->setVisible(offer);
         removeButton->setEnabled(m->canRemove());
     };
     QObject::connect(group, &QButtonGroup::idClicked, panel, [m](int id) { m->setMode(Mode(id)); });
-    QObject::connect(password, &QLineEdit::textChanged, panel, [m](const QString &t) { m->setPassword(t); });
-    QObject::connect(again, &QLineEdit::textChanged, panel, [m](const QString &t) { m->setPasswordAgain(t); });
+    QObject::connect(password, &QLineEdit::textChanged, panel,
+                     [m](const QString &t) { m->setPassword(t); });
+    QObject::connect(again, &QLineEdit::textChanged, panel,
+                     [m](const QString &t) { m->setPasswordAgain(t); });
     QObject::connect(password, &QLineEdit::returnPressed, panel, [m] { m->protect(); });
     QObject::connect(again, &QLineEdit::returnPressed, panel, [m] { m->protect(); });
     QObject::connect(printing, &QCheckBox::toggled, panel, [m](bool on) { m->setPrinting(on); });

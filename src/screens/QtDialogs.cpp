@@ -47,8 +47,8 @@ std::optional<QString> QtDialogs::askSecret(const SecretPrompt &prompt)
     outer->setContentsMargins(20, 20, 20, 16);
     outer->setSpacing(16);
     auto *symbol = new QLabel(&dialog);
-    symbol->setPixmap(Symbols::pixmap(QStringLiteral("lock"), 40, Theme::accent(),
-                                      dialog.devicePixelRatioF()));
+    symbol->setPixmap(
+        Symbols::pixmap(QStringLiteral("lock"), 40, Theme::accent(), dialog.devicePixelRatioF()));
     outer->addWidget(symbol, 0, Qt::AlignTop);
     auto *column = new QVBoxLayout;
     column->setSpacing(8);
@@ -66,7 +66,8 @@ std::optional<QString> QtDialogs::askSecret(const SecretPrompt &prompt)
     auto *buttons = new QDialogButtonBox(&dialog);
     auto *accept = buttons->addButton(prompt.acceptTitle, QDialogButtonBox::AcceptRole);
     accept->setDefault(true);
-    buttons->addButton(QApplication::translate("QtDialogs", "Cancel"), QDialogButtonBox::RejectRole);
+    buttons->addButton(QApplication::translate("QtDialogs", "Cancel"),
+                       QDialogButtonBox::RejectRole);
     column->addWidget(buttons);
     outer->addLayout(column);
     QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
@@ -107,7 +108,8 @@ QStringList QtDialogs::openFiles(bool images)
     filters << QApplication::translate("QtDialogs", "PDF documents (%1)")
                    .arg(patterns({QStringLiteral("pdf")}));
     if (images)
-        filters << QApplication::translate("QtDialogs", "Pictures (%1)").arg(patterns(pictureSuffixes()));
+        filters << QApplication::translate("QtDialogs", "Pictures (%1)")
+                       .arg(patterns(pictureSuffixes()));
     QFileDialog panel(m_window ? m_window->window() : nullptr);
     panel.setAcceptMode(QFileDialog::AcceptOpen);
     panel.setFileMode(QFileDialog::ExistingFiles);

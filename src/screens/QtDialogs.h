@@ -9,7 +9,10 @@
 // masked field, the save panel for PDFs, the open panels.
 class QtDialogs : public Dialogs {
 public:
-    explicit QtDialogs(QWidget *window = nullptr) : m_window(window) {}
+    explicit QtDialogs(QWidget *window = nullptr)
+        : m_window(window)
+    {
+    }
     void setWindow(QWidget *window) { m_window = window; }
 
     std::optional<QString> askSecret(const SecretPrompt &prompt) override;

@@ -25,7 +25,8 @@ bool viaFileManager(const QStringList &paths)
     for (const QString &path : paths)
         uris << QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()).toString();
     QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"),
+        QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << uris << QString();
     const QDBusMessage reply = bus.call(call, QDBus::Block, 3000);
@@ -33,7 +34,10 @@ bool viaFileManager(const QStringList &paths)
 }
 } // namespace
 
-void setHandler(std::function<void(const QStringList &)> h) { handler() = std::move(h); }
+void setHandler(std::function<void(const QStringList &)> h)
+{
+    handler() = std::move(h);
+}
 
 void showInFolder(const QStringList &paths)
 {

@@ -33,7 +33,10 @@ RootView::RootView(Workspace &workspace, QWidget *parent)
     showTool();
 }
 
-QWidget *RootView::screen() const { return m_toolArea->screen(); }
+QWidget *RootView::screen() const
+{
+    return m_toolArea->screen();
+}
 
 void RootView::showTool()
 {

@@ -14,9 +14,15 @@ std::map<Tool, Factory> &factories()
 }
 } // namespace
 
-void add(Tool tool, Factory factory) { factories()[tool] = std::move(factory); }
+void add(Tool tool, Factory factory)
+{
+    factories()[tool] = std::move(factory);
+}
 
-bool has(Tool tool) { return factories().count(tool) > 0; }
+bool has(Tool tool)
+{
+    return factories().count(tool) > 0;
+}
 
 Factory factory(Tool tool)
 {
@@ -24,7 +30,10 @@ Factory factory(Tool tool)
     return it == factories().end() ? Factory() : it->second;
 }
 
-void remove(Tool tool) { factories().erase(tool); }
+void remove(Tool tool)
+{
+    factories().erase(tool);
+}
 
 QWidget *make(Tool tool, Workspace &workspace, QWidget *parent)
 {

@@ -1,7 +1,6 @@
 #include "SearchableModel.h"
 
-#include "Output.h"
-#include "SearchableTask.h"
+#include "MakeSearchable.h"
 #include "Workspace.h"
 
 #include <QCoreApplication>
@@ -11,23 +10,25 @@ const QString kEnglish = QStringLiteral("eng");
 
 QString joined(const QStringList &extra)
 {
-    QString label = Tasks::languageName(kEnglish);
+    QString label = MakeSearchable::languageName(kEnglish);
     for (const QString &code : extra)
-        label = QCoreApplication::translate("SearchableModel", "%1 and %2").arg(label, Tasks::languageName(code));
+        label = QCoreApplication::translate("SearchableModel", "%1 and %2")
+                    .arg(label, MakeSearchable::languageName(code));
     return label;
 }
 } // namespace
 
-SearchableModel::SearchableModel(Workspace &workspace, QObject *parent) : ToolModel(workspace, parent)
+SearchableModel::SearchableModel(Workspace &workspace, QObject *parent)
+    : ToolModel(workspace, parent)
 {
     m_languages.append({joined({}), {}});
-    for (const QString &code : Tasks::searchableLanguages())
+    for (const QString &code : MakeSearchable::installedLanguages())
         if (code != kEnglish)
             m_languages.append({joined({code}), {code}});
     // The run reads English plus the remembered languages still installed,
     // so the picker shows exactly those, even a combination it doesn't
     // offer itself.
-    QStringList remembered = Tasks::languagesFor(std::nullopt);
+    QStringList remembered = MakeSearchable::languagesFor(std::nullopt);
     remembered.removeAll(kEnglish);
     m_languageIndex = -1;
     for (qsizetype i = 0; i < m_languages.size(); ++i)
@@ -41,9 +42,9 @@ SearchableModel::SearchableModel(Workspace &workspace, QObject *parent) : ToolMo
 
 void SearchableModel::setSkip(bool skip)
 {
-    if (skip == m_skip)
+    if (skip == m_request.skipPagesWithText)
         return;
-    m_skip = skip;
+    m_request.skipPagesWithText = skip;
     Q_EMIT changed();
 }
 
@@ -52,28 +53,25 @@ void SearchableModel::setLanguageIndex(int index)
     if (index < 0 || index >= m_languages.size() || index == m_languageIndex)
         return;
     m_languageIndex = index;
-    Tasks::rememberLanguages(m_languages[index].extra);
+    MakeSearchable::rememberLanguages(m_languages[index].extra);
     Q_EMIT changed();
 }
 
-bool SearchableModel::canStart() const { return !m_job.isRunning() && m_ws.current().has_value(); }
+bool SearchableModel::canStart() const
+{
+    return !m_job.isRunning() && m_ws.current().has_value();
+}
 
 void SearchableModel::start()
 {
-    const auto file = m_ws.current();
-    if (!file || !canStart())
+    if (!canStart())
         return;
-    const auto destination = Output::pdfURL(*file, Tasks::searchableSuffix(), m_ws.dialogs());
-    if (!destination)
-        return;
-    const PDFFile source = *file;
-    Tasks::SearchableOptions options;
-    options.skipPagesWithText = m_skip;
+    MakeSearchable::Request request = m_request;
     // Settled here, where the picker was read, not later on the worker.
-    options.languages = Tasks::languagesFor(std::nullopt);
-    const QString target = *destination;
-    m_job.run(Tasks::searchableJobTitle(), [source, options, target](const Progress &progress,
-                                                                   const IsCancelled &isCancelled) {
-        return Tasks::makeSearchable(source, options, target, progress, isCancelled);
-    });
+    request.languages = MakeSearchable::languagesFor(std::nullopt);
+    startTowardsPDF(MakeSearchable::suffix(), MakeSearchable::jobTitle(),
+                    [request](const PDFFile &file, const QString &to, const Progress &progress,
+                              const IsCancelled &isCancelled) {
+                        return MakeSearchable::run(file, request, to, progress, isCancelled);
+                    });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MakeSearchable.h"
 #include "ToolModel.h"
 
 #include <QList>
@@ -18,7 +19,7 @@ class SearchableModel : public ToolModel {
 public:
     explicit SearchableModel(Workspace &workspace, QObject *parent = nullptr);
 
-    bool skip() const { return m_skip; }
+    bool skip() const { return m_request.skipPagesWithText; }
     void setSkip(bool skip);
 
     // The picker's entries: "English", then "English and German" for each
@@ -38,7 +39,7 @@ public:
     void start();
 
 private:
-    bool m_skip = true;
+    MakeSearchable::Request m_request;
     QList<Language> m_languages;
     int m_languageIndex = 0;
 };

@@ -1,9 +1,9 @@
 #include "SearchableScreen.h"
 
 #include "JobBar.h"
+#include "MakeSearchable.h"
 #include "ScreenRegistry.h"
 #include "SearchableModel.h"
-#include "SearchableTask.h"
 #include "Theme.h"
 #include "ToolPage.h"
 
@@ -16,9 +16,10 @@
 #include <QVBoxLayout>
 
 namespace {
-const ScreenRegistry::Registration registration(Tool::Searchable, [](Workspace &ws, QWidget *parent) {
-    return new SearchableScreen(ws, parent);
-});
+const ScreenRegistry::Registration registration(Tool::Searchable,
+                                                [](Workspace &ws, QWidget *parent) {
+                                                    return new SearchableScreen(ws, parent);
+                                                });
 
 // The controls for one chosen file. The choices live in the model, so a
 // panel made for the next file starts with the same ones.
@@ -30,18 +31,19 @@ QWidget *makePanel(SearchableModel &model, QWidget *parent)
     layout->setContentsMargins(20, 16, 20, 16);
     layout->setSpacing(12);
 
-    auto *explanation = Theme::label(Tasks::searchableExplanation(), Theme::Type::Body, panel);
+    auto *explanation = Theme::label(MakeSearchable::explanation(), Theme::Type::Body, panel);
     explanation->setObjectName(QStringLiteral("searchableExplanation"));
     explanation->setWordWrap(true);
     layout->addWidget(explanation);
 
-    auto *skip = new QCheckBox(Tasks::searchableSkipToggle(), panel);
+    auto *skip = new QCheckBox(MakeSearchable::skipToggle(), panel);
     skip->setObjectName(QStringLiteral("searchableSkip"));
     layout->addWidget(skip);
 
     auto *languageRow = new QHBoxLayout;
     languageRow->setSpacing(8);
-    auto *languageLabel = new QLabel(QCoreApplication::translate("SearchableScreen", "Language"), panel);
+    auto *languageLabel =
+        new QLabel(QCoreApplication::translate("SearchableScreen", "Language"), panel);
     languageLabel->setObjectName(QStringLiteral("searchableLanguageLabel"));
     auto *language = new QComboBox(panel);
     language->setObjectName(QStringLiteral("searchableLanguage"));
@@ -54,7 +56,7 @@ QWidget *makePanel(SearchableModel &model, QWidget *parent)
     layout->addLayout(languageRow);
 
     auto *actions = new QHBoxLayout;
-    auto *button = new QPushButton(Tasks::searchableButton(), panel);
+    auto *button = new QPushButton(MakeSearchable::button(), panel);
     button->setObjectName(QStringLiteral("searchableButton"));
     Theme::makeProminent(button);
     actions->addWidget(button);

@@ -115,8 +115,9 @@ Sidebar::Sidebar(Workspace &workspace, QWidget *parent)
         layout->addWidget(new ToolRow(workspace, tool, this));
     layout->addStretch(1);
 
-    auto *footer = Theme::label(tr("Everything happens on your computer. Files are never uploaded."),
-                                Theme::Type::Caption, this);
+    auto *footer =
+        Theme::label(tr("Everything happens on your computer. Files are never uploaded."),
+                     Theme::Type::Caption, this);
     footer->setObjectName(QStringLiteral("sidebarFooter"));
     footer->setWordWrap(true);
     footer->setContentsMargins(12, 0, 8, 0);

@@ -1,7 +1,5 @@
 #include "SplitModel.h"
 
-#include "Output.h"
-#include "PDFError.h"
 #include "Workspace.h"
 
 #include <algorithm>
@@ -13,32 +11,38 @@ SplitModel::SplitModel(Workspace &workspace, QObject *parent)
 
 void SplitModel::setMode(Split::Mode mode)
 {
-    if (mode == m_mode)
+    if (mode == m_request.mode)
         return;
-    m_mode = mode;
+    m_request.mode = mode;
     Q_EMIT changed();
 }
 
 void SplitModel::setRangeText(const QString &text)
 {
-    if (text == m_rangeText)
+    if (text == m_request.ranges)
         return;
-    m_rangeText = text;
+    m_request.ranges = text;
     Q_EMIT changed();
 }
 
-int SplitModel::every() const { return std::clamp(m_every, 1, everyMaximum()); }
+int SplitModel::every() const
+{
+    return std::clamp(m_request.every, 1, everyMaximum());
+}
 
 void SplitModel::setEvery(int every)
 {
     every = std::clamp(every, 1, everyMaximum());
-    if (every == m_every)
+    if (every == m_request.every)
         return;
-    m_every = every;
+    m_request.every = every;
     Q_EMIT changed();
 }
 
-int SplitModel::everyMaximum() const { return std::max(1, pageCount()); }
+int SplitModel::everyMaximum() const
+{
+    return std::max(1, pageCount());
+}
 
 int SplitModel::pageCount() const
 {
@@ -48,7 +52,10 @@ int SplitModel::pageCount() const
 
 PageRanges::Result SplitModel::groups() const
 {
-    return Split::groups(m_mode, m_rangeText, every(), pageCount());
+    // The part size as the chosen file allows it.
+    Split::Request request = m_request;
+    request.every = every();
+    return request.groups(pageCount());
 }
 
 QString SplitModel::preview() const
@@ -60,7 +67,7 @@ QString SplitModel::preview() const
 
 QString SplitModel::error() const
 {
-    if (m_mode != Split::Mode::Ranges || m_rangeText.isEmpty())
+    if (m_request.mode != Split::Mode::Ranges || m_request.ranges.isEmpty())
         return {};
     const auto result = groups();
     const auto *failure = std::get_if<PageRanges::Failure>(&result);
@@ -78,20 +85,12 @@ bool SplitModel::canSplit() const
 
 void SplitModel::split()
 {
-    const auto file = m_ws.current();
-    if (!file || !canSplit())
+    if (!canSplit())
         return;
     const PageRanges::Groups groups = std::get<PageRanges::Groups>(this->groups());
-    QString folder;
-    try {
-        folder = Output::newFolder(*file, QStringLiteral("split"));
-    } catch (const PDFError &e) {
-        m_job.fail(e.description());
-        return;
-    }
-    const PDFFile source = *file;
-    m_job.run(tr("Splitting"), [source, groups, folder](const Progress &progress,
-                                                       const IsCancelled &isCancelled) {
-        return Tasks::split(source, groups, folder, progress, isCancelled);
-    });
+    startTowards(Split::destination, Split::jobTitle(),
+                 [groups](const PDFFile &file, const QString &folder, const Progress &progress,
+                          const IsCancelled &isCancelled) {
+                     return Split::run(file, groups, folder, progress, isCancelled);
+                 });
 }

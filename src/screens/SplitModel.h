@@ -1,15 +1,11 @@
 #pragma once
 
-#include "Job.h"
-#include "ToolModel.h"
 #include "PageRanges.h"
 #include "Split.h"
+#include "ToolModel.h"
 
 #include <QObject>
 #include <QString>
-#include <QUuid>
-
-#include <optional>
 
 class Workspace;
 
@@ -22,13 +18,12 @@ class SplitModel : public ToolModel {
 public:
     explicit SplitModel(Workspace &workspace, QObject *parent = nullptr);
 
-
-    Split::Mode mode() const { return m_mode; }
+    Split::Mode mode() const { return m_request.mode; }
     void setMode(Split::Mode mode);
-    QString rangeText() const { return m_rangeText; }
+    QString rangeText() const { return m_request.ranges; }
     void setRangeText(const QString &text);
     // The chunk size as set; every() is what the chosen file allows.
-    int chosenEvery() const { return m_every; }
+    int chosenEvery() const { return m_request.every; }
     int every() const;
     void setEvery(int every);
     // The stepper's upper end: the chosen file's page count, at least 1.
@@ -48,8 +43,5 @@ public:
     void split();
 
 private:
-
-    Split::Mode m_mode = Split::Mode::Ranges;
-    QString m_rangeText;
-    int m_every = 5;
+    Split::Request m_request;
 };

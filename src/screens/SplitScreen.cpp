@@ -19,8 +19,6 @@ const ScreenRegistry::Registration registration(Tool::Split, [](Workspace &ws, Q
     return new SplitScreen(ws, parent);
 });
 
-constexpr Split::Mode kModes[] = {Split::Mode::Ranges, Split::Mode::Every, Split::Mode::Each};
-
 // The controls for one chosen file. The state lives in the model, so a
 // panel made for the next file starts where this one left off.
 QWidget *makePanel(SplitModel &model, QWidget *parent)
@@ -32,7 +30,7 @@ QWidget *makePanel(SplitModel &model, QWidget *parent)
     layout->setSpacing(12);
 
     QList<QPair<int, QString>> choices;
-    for (Split::Mode mode : kModes)
+    for (Split::Mode mode : Split::kModes)
         choices.append({int(mode), Split::label(mode)});
     auto *group = Theme::modePicker(panel, layout, choices, QStringLiteral("splitMode"));
 
@@ -43,11 +41,12 @@ QWidget *makePanel(SplitModel &model, QWidget *parent)
     ranges->setSpacing(6);
     auto *field = new QLineEdit(rangesBox);
     field->setObjectName(QStringLiteral("splitRanges"));
-    field->setPlaceholderText(SplitModel::tr("For example: 1-3, 5, 8-"));
+    field->setPlaceholderText(Split::rangesPlaceholder());
     field->setMaximumWidth(420);
     field->setText(model.rangeText());
     ranges->addWidget(field);
-    auto *help = Theme::label(Split::rangesHelp(model.pageCount()), Theme::Type::Callout, rangesBox);
+    auto *help =
+        Theme::label(Split::rangesHelp(model.pageCount()), Theme::Type::Callout, rangesBox);
     help->setObjectName(QStringLiteral("splitRangesHelp"));
     help->setWordWrap(true);
     Theme::setTextColor(help, Theme::secondary());
@@ -72,7 +71,7 @@ QWidget *makePanel(SplitModel &model, QWidget *parent)
     layout->addWidget(everyBox);
 
     // Every page.
-    auto *each = Theme::label(SplitModel::tr("One file per page."), Theme::Type::Body, panel);
+    auto *each = Theme::label(Split::eachNote(), Theme::Type::Body, panel);
     each->setObjectName(QStringLiteral("splitEach"));
     layout->addWidget(each);
 
@@ -87,7 +86,7 @@ QWidget *makePanel(SplitModel &model, QWidget *parent)
     layout->addWidget(error);
 
     auto *actions = new QHBoxLayout;
-    auto *split = new QPushButton(SplitModel::tr("Split"), panel);
+    auto *split = new QPushButton(Split::button(), panel);
     split->setObjectName(QStringLiteral("splitButton"));
     Theme::makeProminent(split);
     actions->addWidget(split);
@@ -121,9 +120,11 @@ QWidget *makePanel(SplitModel &model, QWidget *parent)
     };
     QObject::connect(group, &QButtonGroup::idClicked, panel,
                      [m](int id) { m->setMode(Split::Mode(id)); });
-    QObject::connect(field, &QLineEdit::textChanged, panel, [m](const QString &text) { m->setRangeText(text); });
+    QObject::connect(field, &QLineEdit::textChanged, panel,
+                     [m](const QString &text) { m->setRangeText(text); });
     QObject::connect(field, &QLineEdit::returnPressed, panel, [m] { m->split(); });
-    QObject::connect(stepper, &QSpinBox::valueChanged, panel, [m](int value) { m->setEvery(value); });
+    QObject::connect(stepper, &QSpinBox::valueChanged, panel,
+                     [m](int value) { m->setEvery(value); });
     QObject::connect(split, &QPushButton::clicked, panel, [m] { m->split(); });
     QObject::connect(m, &SplitModel::changed, panel, refresh);
     refresh();

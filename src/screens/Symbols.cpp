@@ -58,8 +58,9 @@ QIcon themeIcon(const QString &name)
 void installTheme()
 {
     QStringList paths = QIcon::themeSearchPaths();
-    for (const QString &dir : {QStringLiteral("/usr/share/icons"), QStringLiteral("/usr/local/share/icons"),
-                               QDir::homePath() + QStringLiteral("/.local/share/icons")})
+    for (const QString &dir :
+         {QStringLiteral("/usr/share/icons"), QStringLiteral("/usr/local/share/icons"),
+          QDir::homePath() + QStringLiteral("/.local/share/icons")})
         if (!paths.contains(dir) && QDir(dir).exists())
             paths.append(dir);
     QIcon::setThemeSearchPaths(paths);
@@ -68,7 +69,10 @@ void installTheme()
     QIcon::setFallbackThemeName(QStringLiteral("hicolor"));
 }
 
-QString iconName(const QString &symbol) { return table().value(symbol); }
+QString iconName(const QString &symbol)
+{
+    return table().value(symbol);
+}
 
 QPixmap pixmap(const QString &symbol, int size, const QColor &color, qreal devicePixelRatio)
 {

@@ -2,8 +2,8 @@
 
 #include "PDFDocument.h"
 
-#include <QFileInfo>
 #include <QDateTime>
+#include <QFileInfo>
 #include <QMetaObject>
 #include <QTransform>
 
@@ -78,8 +78,8 @@ Thumbnails::Known *Thumbnails::known(const std::shared_ptr<const PDFDocument> &d
                        .arg(info.size())
                        .arg(doc->password().value_or(QString()))
                        .arg(doc->pageCount());
-        entry.source = DrawingDocument::Source{doc->path(),
-                                               doc->password().value_or(QString()).toUtf8(), {}};
+        entry.source =
+            DrawingDocument::Source{doc->path(), doc->password().value_or(QString()).toUtf8(), {}};
     } else {
         entry.id = QStringLiteral("memory:%1").arg(++m_serial);
         try {
@@ -142,7 +142,8 @@ void Thumbnails::start(const Request &request, const QString &k, Known &entry)
         if (!sourceFailed) {
             if (const auto upright = drawing->uprightSize(page)) {
                 const bool turned = extra == 90 || extra == 270;
-                const double shownHeight = std::max(1.0, turned ? upright->width() : upright->height());
+                const double shownHeight =
+                    std::max(1.0, turned ? upright->width() : upright->height());
                 const double dpi = 72.0 * pixelHeight / shownHeight;
                 if (auto picture = drawing->render(page, dpi)) {
                     result = extra ? picture->transformed(QTransform().rotate(extra),
@@ -152,7 +153,8 @@ void Thumbnails::start(const Request &request, const QString &k, Known &entry)
             }
         }
         QMetaObject::invokeMethod(
-            this, [this, k, result, sourceFailed, keep] { finished(k, result, sourceFailed, keep); },
+            this,
+            [this, k, result, sourceFailed, keep] { finished(k, result, sourceFailed, keep); },
             Qt::QueuedConnection);
     });
 }
@@ -181,4 +183,7 @@ void Thumbnails::finished(const QString &k, const QImage &image, bool sourceFail
     Q_EMIT ready(k, image);
 }
 
-void Thumbnails::waitForDone() { m_pool.waitForDone(); }
+void Thumbnails::waitForDone()
+{
+    m_pool.waitForDone();
+}

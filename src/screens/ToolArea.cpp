@@ -128,7 +128,10 @@ void ToolArea::dragMoveEvent(QDragMoveEvent *event)
         event->ignore();
 }
 
-void ToolArea::dragLeaveEvent(QDragLeaveEvent *) { setTargeted(false); }
+void ToolArea::dragLeaveEvent(QDragLeaveEvent *)
+{
+    setTargeted(false);
+}
 
 void ToolArea::dropEvent(QDropEvent *event)
 {

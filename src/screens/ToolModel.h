@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Job.h"
+#include "PDFFile.h"
 
 #include <QObject>
 #include <QUuid>
 
+#include <functional>
 #include <optional>
 
 class Workspace;
@@ -26,6 +28,18 @@ Q_SIGNALS:
     void changed();
 
 protected:
+    using FileWork = std::function<Outcome(const PDFFile &, const QString &destination,
+                                           const Progress &, const IsCancelled &)>;
+    // Runs `work` on the chosen file towards "<name> <suffix>.pdf" beside it
+    // (the save panel when its folder can't be written). False when there
+    // is no chosen file or no place was given.
+    bool startTowardsPDF(const QString &suffix, const QString &title, FileWork work);
+    // Runs `work` on the chosen file towards a place the tool settles first,
+    // here on the interface thread (a new folder, say); when that throws
+    // PDFError, the job shows why and nothing runs.
+    bool startTowards(const std::function<QString(const PDFFile &)> &settle, const QString &title,
+                      FileWork work);
+
     Workspace &m_ws;
     Job m_job;
 

@@ -71,7 +71,8 @@ QWidget *ToolPage::restrictedPanel(Workspace &workspace, const QUuid &id, QWidge
     headline->setObjectName(QStringLiteral("restrictedHeadline"));
     headline->setAlignment(Qt::AlignCenter);
     layout->addWidget(headline);
-    auto *description = Theme::label(PDFError::restricted().description(), Theme::Type::Body, panel);
+    auto *description =
+        Theme::label(PDFError::restricted().description(), Theme::Type::Body, panel);
     description->setObjectName(QStringLiteral("restrictedText"));
     description->setWordWrap(true);
     description->setAlignment(Qt::AlignCenter);

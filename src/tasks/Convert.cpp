@@ -2,14 +2,14 @@
 
 #include "Output.h"
 #include "PDFError.h"
-#include "PDFOps.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFileInfo>
 
 namespace {
-QString tr(const char *text) { return QCoreApplication::translate("Convert", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Convert", text);
+}
 } // namespace
 
 namespace Convert {
@@ -28,18 +28,51 @@ QList<Resolution> resolutions()
     return {{tr("Screen (72 dpi)"), 72}, {tr("Good (150 dpi)"), 150}, {tr("Print (300 dpi)"), 300}};
 }
 
-QString formatLabel() { return tr("Format"); }
-QString qualityLabel() { return tr("Quality"); }
-QString picturesNote() { return tr("Every page becomes one picture, saved together in a new folder."); }
-QString textNote() { return tr("Saves all the text in the PDF as a plain text file."); }
-QString savePicturesTitle() { return tr("Save Pictures"); }
-QString saveTextTitle() { return tr("Save Text"); }
-QString picturesJobTitle() { return tr("Saving"); }
-QString textJobTitle() { return tr("Reading"); }
+QString formatLabel()
+{
+    return tr("Format");
+}
+QString qualityLabel()
+{
+    return tr("Quality");
+}
+QString picturesNote()
+{
+    return tr("Every page becomes one picture, saved together in a new folder.");
+}
+QString textNote()
+{
+    return tr("Saves all the text in the PDF as a plain text file.");
+}
+QString savePicturesTitle()
+{
+    return tr("Save Pictures");
+}
+QString saveTextTitle()
+{
+    return tr("Save Text");
+}
+QString jobTitle(Mode mode)
+{
+    return mode == Mode::Images ? tr("Saving") : tr("Reading");
+}
 
 QString noFolderText()
 {
-    return tr("Quirebook can't write next to this file. Copy it to your Desktop or Documents first.");
+    return tr(
+        "Quirebook can't write next to this file. Copy it to your Desktop or Documents first.");
+}
+
+QString resolutionRefusal()
+{
+    return tr("The resolution must be a number from %1 to %2.")
+        .arg(Request::kMinDpi)
+        .arg(Request::kMaxDpi);
+}
+
+QString qualityRefusal()
+{
+    return tr("The quality must be a whole number from 0 to 100.");
 }
 
 QString noTextText()
@@ -63,25 +96,33 @@ QString pictureName(const QString &baseName, int pageNumber, int pageCount,
         .arg(extension(format));
 }
 
-QString picturesFolder(const PDFFile &file)
+std::optional<QString> Request::validate() const
 {
-    return Output::newFolder(file, QStringLiteral("pictures"));
+    if (!(dpi >= kMinDpi && dpi <= kMaxDpi))
+        return resolutionRefusal();
+    if (!(quality >= 0 && quality <= 1))
+        return qualityRefusal();
+    return std::nullopt;
 }
 
-QString textDestination(const PDFFile &file)
+QString destination(const PDFFile &file, const Request &request)
 {
-    const auto folder = Output::folder(file);
-    if (!folder)
+    if (request.mode == Mode::Images)
+        return Output::newFolder(file, QStringLiteral("pictures"));
+    const auto beside = Output::besideURL(file, QString(), QStringLiteral("txt"));
+    if (!beside)
         throw PDFError::failed(noFolderText());
-    return PDFOps::uniqueURL(*folder, file.name(), QStringLiteral("txt"));
+    return *beside;
 }
 
-QString textDestination(const PDFFile &file, const QString &chosen)
+Outcome run(const PDFFile &file, const Request &request, const QString &destination,
+            const Progress &progress, const IsCancelled &isCancelled)
 {
-    const QFileInfo info(chosen);
-    if (info.isDir())
-        return PDFOps::uniqueURL(info.absoluteFilePath(), file.name(), QStringLiteral("txt"));
-    return PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), info.suffix());
+    if (const auto problem = request.validate())
+        throw PDFError::failed(*problem);
+    if (request.mode == Mode::Images)
+        return pictures(file, destination, request, progress, isCancelled);
+    return text(file, destination, progress, isCancelled);
 }
 
 } // namespace Convert

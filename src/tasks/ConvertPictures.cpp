@@ -4,7 +4,7 @@
 #include "PDFError.h"
 #include "PDFOps.h"
 #include "PageWorkers.h"
-#include "SafeWrite.h"
+#include "ResultFolder.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,7 +14,10 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("Convert", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Convert", text);
+}
 
 QString cannotDraw(int pageNumber)
 {
@@ -25,9 +28,10 @@ QString cannotDraw(int pageNumber)
 
 namespace Convert {
 
-Outcome pictures(const PDFFile &file, const QString &folder, const PictureOptions &options,
+Outcome pictures(const PDFFile &file, const QString &folder, const Request &options,
                  const Progress &progress, const IsCancelled &isCancelled)
 {
+    const ResultFolder::EmptyGuard guard(folder);
     std::optional<DrawingDocument::Source> source;
     {
         const auto doc = file.freshForWork();
@@ -52,32 +56,29 @@ Outcome pictures(const PDFFile &file, const QString &folder, const PictureOption
 
     const QDir dir(folder);
     const QString base = file.name();
-    const PictureOptions chosen = options;
-    const auto makeWorker = [&]() -> std::function<int(int)> {
-        std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
-        if (!own)
-            throw PDFError::unreadable(file.fileName());
-        return [own, &pages, &dir, &base, chosen, pageCount](int position) {
-            const int index = pages[position];
-            const auto image = own->render(index, chosen.dpi);
-            if (!image)
-                throw PDFError::failed(cannotDraw(index + 1));
-            const QString name = pictureName(base, index + 1, pageCount, chosen.format);
-            // Written under a hidden name and renamed when complete, so a
-            // cancel or a crash never leaves half a picture under this name.
-            SafeWrite::write(
-                dir.filePath(name),
-                [&](const QString &temporary) {
-                    PDFOps::writeImage(*image, temporary, chosen.format, chosen.dpi,
-                                       chosen.quality, name);
-                },
-                tr("Couldn't create %1.").arg(name));
-            return index;
+    const Request chosen = options;
+    const int total = int(pages.size());
+    ResultFolder::fill(folder, total, ResultFolder::Pieces::Pictures, [&](std::atomic<int> &saved) {
+        const auto makeWorker = [&]() -> std::function<int(int)> {
+            std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
+            if (!own)
+                throw PDFError::unreadable(file.fileName());
+            return [own, &pages, &dir, &base, &saved, chosen, pageCount](int position) {
+                const int index = pages[position];
+                const auto image = own->render(index, chosen.dpi);
+                if (!image)
+                    throw PDFError::failed(cannotDraw(index + 1));
+                const QString name = pictureName(base, index + 1, pageCount, chosen.format);
+                PDFOps::writeImage(*image, dir.filePath(name), chosen.format, chosen.dpi,
+                                   chosen.quality);
+                ++saved;
+                return index;
+            };
         };
-    };
-    PageWorkers::run<int>(
-        int(pages.size()), PageWorkers::defaultCount(), makeWorker,
-        [&](int position, int &&) { progress(position + 1, int(pages.size())); }, isCancelled);
+        PageWorkers::run<int>(
+            total, PageWorkers::defaultCount(), makeWorker,
+            [&](int position, int &&) { progress(position + 1, total); }, isCancelled);
+    });
 
     const auto count = pages.size();
     return Outcome{count == 1 ? tr("Saved 1 picture") : tr("Saved %1 pictures").arg(count),

@@ -15,14 +15,20 @@
 
 namespace {
 
-QString tr(const char *text) { return QCoreApplication::translate("Convert", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Convert", text);
+}
 
 // Writes text as UTF-8 while trimming white space from both ends of the
 // whole, counting its words and enough of its characters to tell a real
 // text from a few stray marks, without holding it all in memory.
 class TrimmedWriter {
 public:
-    TrimmedWriter(QFile &file, QString name) : m_file(file), m_name(std::move(name)) {}
+    explicit TrimmedWriter(SafeWrite::Target &out)
+        : m_out(out)
+    {
+    }
 
     void append(const QString &chunk)
     {
@@ -85,15 +91,11 @@ private:
     {
         if (m_buffer.isEmpty())
             return;
-        const QByteArray utf8 = m_buffer.toUtf8();
-        if (m_file.write(utf8) != utf8.size())
-            throw PDFError::failed(
-                tr("Couldn't save “%1”: %2.").arg(m_name, m_file.errorString()));
+        m_out.write(m_buffer.toUtf8());
         m_buffer.clear();
     }
 
-    QFile &m_file;
-    QString m_name;
+    SafeWrite::Target &m_out;
     QString m_buffer;
     QString m_pending;
     QString m_prefix;
@@ -131,12 +133,8 @@ Outcome text(const PDFFile &file, const QString &destination, const Progress &pr
     qint64 words = 0;
     SafeWrite::write(
         target,
-        [&](const QString &temporary) {
-            QFile out(temporary);
-            if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate))
-                throw PDFError::failed(
-                    tr("Couldn't save “%1”: %2.").arg(name, out.errorString()));
-            TrimmedWriter writer(out, name);
+        [&](SafeWrite::Target &out) {
+            TrimmedWriter writer(out);
             const auto makeWorker = [&]() -> std::function<QString(int)> {
                 std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
                 if (!own)
@@ -156,10 +154,6 @@ Outcome text(const PDFFile &file, const QString &destination, const Progress &pr
             writer.finish();
             if (writer.characters() < 4)
                 throw PDFError::failed(noTextText());
-            if (!out.flush())
-                throw PDFError::failed(
-                    tr("Couldn't save “%1”: %2.").arg(name, out.errorString()));
-            out.close();
             words = writer.words();
         },
         tr("Couldn't save “%1”.").arg(name));

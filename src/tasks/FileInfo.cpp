@@ -5,17 +5,30 @@
 #include <QCoreApplication>
 
 namespace {
-QString tr(const char *text) { return QCoreApplication::translate("FileInfo", text); }
-QString allowed(bool yes) { return yes ? tr("allowed") : tr("not allowed"); }
-QString yesNo(bool yes) { return yes ? tr("yes") : tr("no"); }
-QString points(double value) { return QString::number(value, 'g', 6); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("FileInfo", text);
+}
+QString allowed(bool yes)
+{
+    return yes ? tr("allowed") : tr("not allowed");
+}
+QString yesNo(bool yes)
+{
+    return yes ? tr("yes") : tr("no");
+}
+QString points(double value)
+{
+    return QString::number(value, 'g', 6);
+}
 } // namespace
 
 FileInfo FileInfo::describe(const PDFFile &file)
 {
     FileInfo result;
     result.fileName = file.fileName();
-    result.kind = file.kind == PDFFile::Kind::Pdf ? QStringLiteral("PDF") : QStringLiteral("picture");
+    result.kind =
+        file.kind == PDFFile::Kind::Pdf ? QStringLiteral("PDF") : QStringLiteral("picture");
     if (!file.doc)
         return result;
     const PDFDocument &doc = *file.doc;
@@ -64,8 +77,8 @@ QString FileInfo::toText() const
     };
     add(tr("Kind"), kind);
     add(tr("Pages"), QString::number(pages));
-    add(tr("Page size"), tr("%1 × %2 pt").arg(points(firstPageSize.width()),
-                                             points(firstPageSize.height())));
+    add(tr("Page size"),
+        tr("%1 × %2 pt").arg(points(firstPageSize.width()), points(firstPageSize.height())));
     add(tr("Encryption"), encryption.isEmpty() ? tr("none") : encryption);
     add(tr("Locked"), yesNo(neededPassword));
     add(tr("Restricted"), yesNo(restricted));

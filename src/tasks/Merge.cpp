@@ -3,28 +3,35 @@
 #include "Format.h"
 #include "PDFError.h"
 #include "PDFOps.h"
-#include "SafeWrite.h"
 #include "Workspace.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
 
-namespace Tasks {
+namespace Merge {
 
 namespace {
-QString tr(const char *text) { return QCoreApplication::translate("Merge", text); }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Merge", text);
+}
 
 } // namespace
 
-QString suggestedMergeName(const QList<PDFFile> &files)
+QString suggestedName(const QList<PDFFile> &files)
 {
     if (files.size() == 2 || files.isEmpty() || files.first().kind == PDFFile::Kind::Image)
         return tr("Merged");
     return tr("%1 merged").arg(files.first().name());
 }
 
-Outcome merge(const QList<PDFFile> &files, const QString &destination, const Progress &progress,
-              const IsCancelled &isCancelled)
+QString jobTitle()
+{
+    return tr("Merging");
+}
+
+Outcome run(const QList<PDFFile> &files, const QString &destination, const Progress &progress,
+            const IsCancelled &isCancelled)
 {
     QList<std::shared_ptr<const PDFDocument>> docs;
     for (const PDFFile &file : files) {
@@ -35,12 +42,11 @@ Outcome merge(const QList<PDFFile> &files, const QString &destination, const Pro
             throw PDFError::unreadable(file.fileName());
         docs.append(doc);
     }
-    return mergeDocuments(docs, destination, progress, isCancelled);
+    return run(docs, destination, progress, isCancelled);
 }
 
-Outcome mergeDocuments(const QList<std::shared_ptr<const PDFDocument>> &docs,
-                       const QString &destination, const Progress &progress,
-                       const IsCancelled &isCancelled)
+Outcome run(const QList<std::shared_ptr<const PDFDocument>> &docs, const QString &destination,
+            const Progress &progress, const IsCancelled &isCancelled)
 {
     for (const auto &doc : docs)
         PDFOps::requireRewritable(*doc);
@@ -54,17 +60,7 @@ Outcome mergeDocuments(const QList<std::shared_ptr<const PDFDocument>> &docs,
     if (isCancelled && isCancelled())
         throw PDFError::cancelled();
 
-    const QString failure = tr("Couldn't write the merged file.");
-    SafeWrite::write(
-        destination,
-        [&](const QString &temporary) {
-            try {
-                merged->write(temporary);
-            } catch (...) {
-                throw PDFError::failed(failure);
-            }
-        },
-        failure);
+    merged->write(destination, {}, tr("Couldn't write the merged file."));
 
     return Outcome{tr("Merged %1 pages").arg(merged->pageCount()),
                    QStringLiteral("%1 · %2").arg(QFileInfo(destination).fileName(),
@@ -72,4 +68,4 @@ Outcome mergeDocuments(const QList<std::shared_ptr<const PDFDocument>> &docs,
                    {destination}};
 }
 
-} // namespace Tasks
+} // namespace Merge

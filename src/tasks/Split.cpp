@@ -1,16 +1,23 @@
 #include "Split.h"
 
+#include "Output.h"
 #include "PDFError.h"
 #include "PDFOps.h"
-#include "SafeWrite.h"
+#include "ResultFolder.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
 namespace {
-QString tr(const char *text) { return QCoreApplication::translate("Split", text); }
-QString plural(qsizetype n, const QString &word) { return n == 1 ? word : word + u's'; }
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Split", text);
+}
+QString plural(qsizetype n, const QString &word)
+{
+    return n == 1 ? word : word + u's';
+}
 } // namespace
 
 namespace Split {
@@ -25,14 +32,26 @@ QString label(Mode mode)
     return {};
 }
 
-PageRanges::Result groups(Mode mode, const QString &rangeText, int every, int pageCount)
+std::optional<QString> Request::validate() const
+{
+    if (every < kMinEvery)
+        return tr("--every takes a whole number of pages, 1 or more.");
+    return std::nullopt;
+}
+
+PageRanges::Result Request::groups(int pageCount) const
 {
     switch (mode) {
-    case Mode::Ranges: return PageRanges::parse(rangeText, pageCount);
+    case Mode::Ranges: return PageRanges::parse(ranges, pageCount);
     case Mode::Every: return PDFOps::chunks(pageCount, every);
     case Mode::Each: return PDFOps::chunks(pageCount, 1);
     }
     return PageRanges::Groups{};
+}
+
+QString destination(const PDFFile &file)
+{
+    return Output::newFolder(file, QStringLiteral("split"));
 }
 
 QString preview(const PageRanges::Groups &groups)
@@ -40,18 +59,40 @@ QString preview(const PageRanges::Groups &groups)
     QStringList labels;
     for (qsizetype i = 0; i < std::min<qsizetype>(6, groups.size()); ++i)
         labels << PageRanges::label(groups[i]);
-    QString text = tr("This will make %1 %2: ").arg(groups.size()).arg(plural(groups.size(), tr("file")))
-                 + labels.join(QStringLiteral(", "));
+    QString text =
+        tr("This will make %1 %2: ").arg(groups.size()).arg(plural(groups.size(), tr("file"))) +
+        labels.join(QStringLiteral(", "));
     if (groups.size() > 6)
         text += QStringLiteral(", …");
     return text;
 }
 
-QString everyLabel(int every) { return tr("Every %1 %2").arg(every).arg(plural(every, tr("page"))); }
+QString everyLabel(int every)
+{
+    return tr("Every %1 %2").arg(every).arg(plural(every, tr("page")));
+}
 
 QString rangesHelp(int pageCount)
 {
-    return tr("Each part separated by a comma becomes its own file. This PDF has %1 pages.").arg(pageCount);
+    return tr("Each part separated by a comma becomes its own file. This PDF has %1 pages.")
+        .arg(pageCount);
+}
+
+QString rangesPlaceholder()
+{
+    return tr("For example: 1-3, 5, 8-");
+}
+QString eachNote()
+{
+    return tr("One file per page.");
+}
+QString button()
+{
+    return tr("Split");
+}
+QString jobTitle()
+{
+    return tr("Splitting");
 }
 
 QString partName(const QString &baseName, const QList<int> &group)
@@ -61,58 +102,40 @@ QString partName(const QString &baseName, const QList<int> &group)
     return baseName + (group.size() == 1 ? tr(" page ") : tr(" pages ")) + range;
 }
 
-} // namespace Split
-
-namespace Tasks {
-
-Outcome split(const PDFFile &file, const PageRanges::Groups &groups, const QString &folder,
-              const Progress &progress, const IsCancelled &isCancelled)
+Outcome run(const PDFFile &file, const PageRanges::Groups &groups, const QString &folder,
+            const Progress &progress, const IsCancelled &isCancelled)
 {
+    const ResultFolder::EmptyGuard guard(folder);
     auto doc = file.fresh();
-    if (!doc) {
-        QDir().rmdir(folder);
+    if (!doc)
         throw PDFError::unreadable(file.fileName());
-    }
-    return splitDocument(doc, file.name(), groups, folder, progress, isCancelled);
+    return run(doc, file.name(), groups, folder, progress, isCancelled);
 }
 
-Outcome splitDocument(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
-                      const PageRanges::Groups &groups, const QString &folder,
-                      const Progress &progress, const IsCancelled &isCancelled)
+Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
+            const PageRanges::Groups &groups, const QString &folder, const Progress &progress,
+            const IsCancelled &isCancelled)
 {
-    // An empty result folder is of no use to anyone; parts already made stay.
-    struct FolderGuard {
-        QString path;
-        ~FolderGuard() { QDir().rmdir(path); } // only succeeds when empty
-    } guard{folder};
-
+    const ResultFolder::EmptyGuard guard(folder);
     PDFOps::requireRewritable(*doc);
-
     const int total = int(groups.size());
-    PDFOps::split(
-        doc, groups,
-        [&](int i, PDFDocument &part) {
-            const QString name = Split::partName(baseName, groups[i]);
-            const QString path = PDFOps::uniqueURL(folder, name, QStringLiteral("pdf"));
-            const QString failure = tr("Couldn't write %1.").arg(QFileInfo(path).fileName());
-            SafeWrite::write(
-                path,
-                [&](const QString &temporary) {
-                    try {
-                        part.write(temporary);
-                    } catch (...) {
-                        throw PDFError::failed(failure);
-                    }
-                },
-                failure);
-            if (progress)
-                progress(i + 1, total);
-        },
-        isCancelled);
+    ResultFolder::fill(folder, total, ResultFolder::Pieces::Files, [&](std::atomic<int> &saved) {
+        PDFOps::split(
+            doc, groups,
+            [&](int i, PDFDocument &part) {
+                const QString name = partName(baseName, groups[i]);
+                const QString path = PDFOps::uniqueURL(folder, name, QStringLiteral("pdf"));
+                part.write(path, {}, tr("Couldn't write %1.").arg(QFileInfo(path).fileName()));
+                ++saved;
+                if (progress)
+                    progress(i + 1, total);
+            },
+            isCancelled);
+    });
 
     return Outcome{tr("Made %1 %2").arg(total).arg(plural(total, tr("file"))),
                    tr("In the folder “%1”.").arg(QFileInfo(folder).fileName()),
                    {folder}};
 }
 
-} // namespace Tasks
+} // namespace Split

@@ -11,8 +11,9 @@ class TestSelfTest : public QObject {
 private Q_SLOTS:
     void passes()
     {
-        const auto result = runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("--selftest")},
-                                       {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
+        const auto result =
+            runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("--selftest")},
+                       {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
         QVERIFY2(result.exitCode == 0, qPrintable(result.out + result.err));
         const QStringList lines = result.out.trimmed().split(u'\n');
         QVERIFY(lines.size() >= 6);
@@ -25,17 +26,19 @@ private Q_SLOTS:
     void onlyTheExactArgumentCounts()
     {
         // Among other arguments it still counts; with a value glued on it doesn't.
-        const auto among = runProgram(qEnvironmentVariable("QUIREBOOK_APP"),
-                                      {QStringLiteral("x.pdf"), QStringLiteral("--selftest")},
-                                      {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
+        const auto among =
+            runProgram(qEnvironmentVariable("QUIREBOOK_APP"),
+                       {QStringLiteral("x.pdf"), QStringLiteral("--selftest")},
+                       {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
         QVERIFY(among.out.contains(QLatin1String("ALL PASSED")));
         // The glued form starts the window instead: in the snapshot mode it
         // writes its pictures and ends by itself.
         QTemporaryDir shots;
-        const auto glued = runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("--selftest=1")},
-                                      {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")},
-                                       {QStringLiteral("QUIREBOOK_SNAPSHOTS"), shots.path()}},
-                                      60000);
+        const auto glued =
+            runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("--selftest=1")},
+                       {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")},
+                        {QStringLiteral("QUIREBOOK_SNAPSHOTS"), shots.path()}},
+                       60000);
         QVERIFY(!glued.out.contains(QLatin1String("ALL PASSED")));
         QCOMPARE(glued.exitCode, 0);
         QVERIFY(QFileInfo::exists(shots.filePath(QStringLiteral("0-empty.png"))));

@@ -1,6 +1,6 @@
-#include "QpdfBytes.h"
 #include "Fixtures.h"
 #include "PictureFixtures.h"
+#include "QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -27,12 +27,16 @@ QByteArray manyPhotoPages(int pages)
     q.emptyPDF();
     for (int i = 0; i < pages; ++i) {
         auto image = QPDFObjectHandle::newStream(&q);
-        image.replaceDict(QPDFObjectHandle::parse("<< /Type /XObject /Subtype /Image /Width 2000 /Height 2600 "
-                                                  "/BitsPerComponent 8 /ColorSpace /DeviceRGB >>"));
-        image.replaceStreamData(jpeg, QPDFObjectHandle::newName("/DCTDecode"), QPDFObjectHandle::newNull());
-        auto page = QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] /Resources << /XObject << >> >> >>");
+        image.replaceDict(
+            QPDFObjectHandle::parse("<< /Type /XObject /Subtype /Image /Width 2000 /Height 2600 "
+                                    "/BitsPerComponent 8 /ColorSpace /DeviceRGB >>"));
+        image.replaceStreamData(jpeg, QPDFObjectHandle::newName("/DCTDecode"),
+                                QPDFObjectHandle::newNull());
+        auto page = QPDFObjectHandle::parse(
+            "<< /Type /Page /MediaBox [0 0 612 792] /Resources << /XObject << >> >> >>");
         page.getKey("/Resources").getKey("/XObject").replaceKey("/P", image);
-        page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, "q 612 0 0 792 0 0 cm /P Do Q\n"));
+        page.replaceKey("/Contents",
+                        QPDFObjectHandle::newStream(&q, "q 612 0 0 792 0 0 cm /P Do Q\n"));
         QPDFPageDocumentHelper(q).addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
     }
     return Fixtures::bytesOf(q);
@@ -78,7 +82,8 @@ private Q_SLOTS:
         QCOMPARE(small.exitCode, 0);
         QCOMPARE(small.out, dir + QStringLiteral("/Trip compressed 2.pdf\n"));
         QCOMPARE(small.err, QString());
-        const auto high = runCli({QStringLiteral("compress"), QStringLiteral("-l"), QStringLiteral("high"), source});
+        const auto high = runCli(
+            {QStringLiteral("compress"), QStringLiteral("-l"), QStringLiteral("high"), source});
         QCOMPARE(high.out, dir + QStringLiteral("/Trip compressed 3.pdf\n"));
         const qint64 balancedSize = QFileInfo(expected).size();
         QVERIFY(QFileInfo(small.out.trimmed()).size() < balancedSize);
@@ -92,11 +97,15 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
-        QTest::newRow("no file") << QStringList{} << "quirebook-cli: Name at least one PDF. Try “quirebook-cli compress --help”.";
-        QTest::newRow("unknown level") << QStringList{"--level", "huge", "x.pdf"}
-                                       << "quirebook-cli: “huge” isn't a level. Use small, balanced or high.";
-        QTest::newRow("several into a file") << QStringList{"-o", "out.pdf", "a.pdf", "b.pdf"}
-                                             << "quirebook-cli: With several PDFs, -o must name an existing folder.";
+        QTest::newRow("no file")
+            << QStringList{}
+            << "quirebook-cli: Name at least one PDF. Try “quirebook-cli compress --help”.";
+        QTest::newRow("unknown level")
+            << QStringList{"--level", "huge", "x.pdf"}
+            << "quirebook-cli: “huge” isn't a level. Use small, balanced or high.";
+        QTest::newRow("several into a file")
+            << QStringList{"-o", "out.pdf", "a.pdf", "b.pdf"}
+            << "quirebook-cli: With several PDFs, -o must name an existing folder.";
     }
     void wrongUsage()
     {
@@ -116,15 +125,18 @@ private Q_SLOTS:
     void outputOption()
     {
         QFETCH(bool, intoFolder);
-        const QString dir = folder(intoFolder ? QStringLiteral("o-folder") : QStringLiteral("o-file"));
+        const QString dir =
+            folder(intoFolder ? QStringLiteral("o-folder") : QStringLiteral("o-file"));
         const QString source = photos(dir);
         const QString elsewhere = folder(QFileInfo(dir).fileName() + QStringLiteral("/results"));
         const QString option = intoFolder ? elsewhere : elsewhere + QStringLiteral("/small.pdf");
-        const QStringList expected = intoFolder ? QStringList{elsewhere + QStringLiteral("/Trip compressed.pdf"),
-                                                              elsewhere + QStringLiteral("/Trip compressed 2.pdf")}
-                                                : QStringList{option, elsewhere + QStringLiteral("/small 2.pdf")};
+        const QStringList expected =
+            intoFolder ? QStringList{elsewhere + QStringLiteral("/Trip compressed.pdf"),
+                                     elsewhere + QStringLiteral("/Trip compressed 2.pdf")}
+                       : QStringList{option, elsewhere + QStringLiteral("/small 2.pdf")};
         for (const QString &path : expected) {
-            const auto result = runCli({QStringLiteral("compress"), QStringLiteral("-o"), option, source});
+            const auto result =
+                runCli({QStringLiteral("compress"), QStringLiteral("-o"), option, source});
             QCOMPARE(result.exitCode, 0);
             QCOMPARE(result.out, path + u'\n');
             QVERIFY(QFile::exists(path));
@@ -140,7 +152,8 @@ private Q_SLOTS:
         const QString b = photos(dir, QStringLiteral("b.pdf"));
         const auto result = runCli({QStringLiteral("compress"), a, broken, b});
         QCOMPARE(result.exitCode, 1);
-        QCOMPARE(result.out, dir + QStringLiteral("/a compressed.pdf\n") + dir + QStringLiteral("/b compressed.pdf\n"));
+        QCOMPARE(result.out, dir + QStringLiteral("/a compressed.pdf\n") + dir +
+                                 QStringLiteral("/b compressed.pdf\n"));
         QVERIFY(result.err.contains(QStringLiteral("quirebook-cli: ")));
         QVERIFY(!QFile::exists(dir + QStringLiteral("/broken compressed.pdf")));
     }
@@ -151,12 +164,16 @@ private Q_SLOTS:
         const QString plain = writeFile(dir + QStringLiteral("/plain.pdf"), textPDF(1));
         // Compressed once, it can't shrink a second time.
         const QString note = dir + QStringLiteral("/Note.pdf");
-        QCOMPARE(runCli({QStringLiteral("compress"), QStringLiteral("-q"), QStringLiteral("-o"), note, plain}).exitCode, 0);
+        QCOMPARE(runCli({QStringLiteral("compress"), QStringLiteral("-q"), QStringLiteral("-o"),
+                         note, plain})
+                     .exitCode,
+                 0);
         const auto result = runCli({QStringLiteral("compress"), note});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(readFile(result.out.trimmed()), readFile(note));
-        QVERIFY2(result.err.startsWith(QStringLiteral("Already as small as it gets. Compressing wouldn't "
-                                                      "make “Note.pdf” smaller, so the copy is unchanged (")),
+        QVERIFY2(result.err.startsWith(
+                     QStringLiteral("Already as small as it gets. Compressing wouldn't "
+                                    "make “Note.pdf” smaller, so the copy is unchanged (")),
                  qPrintable(result.err));
     }
 
@@ -170,18 +187,24 @@ private Q_SLOTS:
         const auto picture = runCli({QStringLiteral("compress"), photo});
         QCOMPARE(picture.exitCode, 1);
         QCOMPARE(picture.out, QString());
-        QCOMPARE(picture.err, QStringLiteral("quirebook-cli: “photo.jpg” is a picture. Compress works on PDFs.\n"));
+        QCOMPARE(
+            picture.err,
+            QStringLiteral("quirebook-cli: “photo.jpg” is a picture. Compress works on PDFs.\n"));
         WriteOptions options;
         options.encrypt = true;
         options.userPassword = options.ownerPassword = QStringLiteral("pw");
-        const QString locked = writeFile(dir.filePath(QStringLiteral("secret.pdf")), makePDF(numberedPages(1), options));
+        const QString locked = writeFile(dir.filePath(QStringLiteral("secret.pdf")),
+                                         makePDF(numberedPages(1), options));
         const auto refused = runCli({QStringLiteral("compress"), locked});
         QCOMPARE(refused.exitCode, 1);
         QCOMPARE(refused.out, QString());
-        QVERIFY2(refused.err.startsWith(QStringLiteral("quirebook-cli: ")) && refused.err.endsWith(QStringLiteral(".\n"))
-                     && refused.err.count(u'\n') == 1,
+        QVERIFY2(refused.err.startsWith(QStringLiteral("quirebook-cli: ")) &&
+                     refused.err.endsWith(QStringLiteral(".\n")) && refused.err.count(u'\n') == 1,
                  qPrintable(refused.err));
-        QCOMPARE(runCli({QStringLiteral("compress"), QStringLiteral("--password"), QStringLiteral("pw"), locked}).exitCode, 0);
+        QCOMPARE(runCli({QStringLiteral("compress"), QStringLiteral("--password"),
+                         QStringLiteral("pw"), locked})
+                     .exitCode,
+                 0);
     }
 
     void ctrlCLeavesNothingBehind()

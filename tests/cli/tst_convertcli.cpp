@@ -18,20 +18,28 @@ using namespace Fixtures;
 
 namespace {
 
-QStringList visible(const QString &folder) { return QDir(folder).entryList(QDir::Files, QDir::Name); }
+QStringList visible(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::Files, QDir::Name);
+}
 
 QStringList everything(const QString &folder)
 {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
+    return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
+                                  QDir::Name);
 }
 
-QString textOf(const QString &path) { return QString::fromUtf8(readFile(path)); }
+QString textOf(const QString &path)
+{
+    return QString::fromUtf8(readFile(path));
+}
 
 // A refusal is one line, in the program's words, ending in a full stop.
 bool isOneLineMessage(const QString &err)
 {
     const QStringList lines = err.trimmed().split(u'\n');
-    return lines.size() == 1 && lines[0].startsWith(QLatin1String("quirebook-cli: ")) && lines[0].endsWith(u'.');
+    return lines.size() == 1 && lines[0].startsWith(QLatin1String("quirebook-cli: ")) &&
+           lines[0].endsWith(u'.');
 }
 
 } // namespace
@@ -44,14 +52,16 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const QString path = writeFile(dir.filePath(QStringLiteral("Report.pdf")), textPDF(12));
-        const auto result = runCli({QStringLiteral("pictures"), QStringLiteral("--format"), QStringLiteral("jpeg"),
-                                    QStringLiteral("--dpi"), QStringLiteral("72"), QStringLiteral("--quality"),
-                                    QStringLiteral("60"), QStringLiteral("--pages"), QStringLiteral("2-3, 12"), path});
+        const auto result = runCli(
+            {QStringLiteral("pictures"), QStringLiteral("--format"), QStringLiteral("jpeg"),
+             QStringLiteral("--dpi"), QStringLiteral("72"), QStringLiteral("--quality"),
+             QStringLiteral("60"), QStringLiteral("--pages"), QStringLiteral("2-3, 12"), path});
         QCOMPARE(result.exitCode, 0);
         const QString folder = dir.filePath(QStringLiteral("Report pictures"));
         QCOMPARE(result.out, folder + u'\n');
         QVERIFY(result.err.isEmpty()); // no bar when stderr isn't a terminal
-        QCOMPARE(visible(folder), (QStringList{"Report page 02.jpg", "Report page 03.jpg", "Report page 12.jpg"}));
+        QCOMPARE(visible(folder),
+                 (QStringList{"Report page 02.jpg", "Report page 03.jpg", "Report page 12.jpg"}));
         QImageReader reader(QDir(folder).filePath(QStringLiteral("Report page 12.jpg")));
         QCOMPARE(reader.format(), QByteArray("jpeg"));
         const QImage image = reader.read();
@@ -64,7 +74,8 @@ private Q_SLOTS:
         const QString second = dir.filePath(QStringLiteral("Report pictures 2"));
         QCOMPARE(again.out, second + u'\n');
         QCOMPARE(visible(second).size(), 12);
-        QCOMPARE(QImage(QDir(second).filePath(QStringLiteral("Report page 01.png"))).size(), QSize(1275, 1650));
+        QCOMPARE(QImage(QDir(second).filePath(QStringLiteral("Report page 01.png"))).size(),
+                 QSize(1275, 1650));
         QVERIFY(temporaryFiles(second).isEmpty());
     }
 
@@ -76,13 +87,16 @@ private Q_SLOTS:
                                 << "quirebook-cli: “gif” isn't a picture format. Use png or jpeg.";
         QTest::newRow("dpi") << QStringList{"pictures", "--dpi", "0"}
                              << "quirebook-cli: The resolution must be a number from 1 to 2400.";
-        QTest::newRow("quality") << QStringList{"pictures", "--quality", "101"}
-                                 << "quirebook-cli: The quality must be a whole number from 0 to 100.";
+        QTest::newRow("quality")
+            << QStringList{"pictures", "--quality", "101"}
+            << "quirebook-cli: The quality must be a whole number from 0 to 100.";
         QTest::newRow("pages") << QStringList{"pictures", "--pages", "9"}
                                << "quirebook-cli: Page 9 doesn't exist; this PDF has 3 pages.";
-        QTest::newRow("no file") << QStringList{"text"}
-                                 << "quirebook-cli: Name one file. Try “quirebook-cli text --help”.";
-        QTest::newRow("unknown option") << QStringList{"text", "--colour"} << "quirebook-cli: Unknown option 'colour'.";
+        QTest::newRow("no file")
+            << QStringList{"text"}
+            << "quirebook-cli: Name one file. Try “quirebook-cli text --help”.";
+        QTest::newRow("unknown option")
+            << QStringList{"text", "--colour"} << "quirebook-cli: Unknown option 'colour'.";
     }
     void wrongUsage()
     {
@@ -105,18 +119,20 @@ private Q_SLOTS:
         locked.encrypt = true;
         locked.userPassword = QStringLiteral("čaj");
         locked.ownerPassword = QStringLiteral("boss");
-        const QString path =
-            writeFile(dir.filePath(QStringLiteral("Notes.pdf")), makePDF(numberedPages(2, QStringLiteral("Line")), locked));
+        const QString path = writeFile(dir.filePath(QStringLiteral("Notes.pdf")),
+                                       makePDF(numberedPages(2, QStringLiteral("Line")), locked));
         const QString password = QStringLiteral("--password=čaj");
 
         const auto first = runCli({QStringLiteral("text"), password, path});
         QCOMPARE(first.exitCode, 0);
         QCOMPARE(first.out, dir.filePath(QStringLiteral("Notes.txt")) + u'\n');
-        QCOMPARE(textOf(dir.filePath(QStringLiteral("Notes.txt"))), QStringLiteral("Line 1\n\fLine 2"));
+        QCOMPARE(textOf(dir.filePath(QStringLiteral("Notes.txt"))),
+                 QStringLiteral("Line 1\n\fLine 2"));
 
         // -o names the file; one that exists is never overwritten.
         const QString keep = writeFile(dir.filePath(QStringLiteral("keep.txt")), "keep me");
-        const auto named = runCli({QStringLiteral("text"), password, QStringLiteral("--output"), keep, path});
+        const auto named =
+            runCli({QStringLiteral("text"), password, QStringLiteral("--output"), keep, path});
         QCOMPARE(named.exitCode, 0);
         QCOMPARE(named.out, dir.filePath(QStringLiteral("keep 2.txt\n")));
         QCOMPARE(textOf(keep), QStringLiteral("keep me"));
@@ -134,11 +150,13 @@ private Q_SLOTS:
     void scanHasNoText()
     {
         QTemporaryDir dir;
-        const QString photo = writeFile(dir.filePath(QStringLiteral("scan.png")), encode(marker(300, 400), "PNG"));
+        const QString photo =
+            writeFile(dir.filePath(QStringLiteral("scan.png")), encode(marker(300, 400), "PNG"));
         const auto result = runCli({QStringLiteral("text"), photo});
         QCOMPARE(result.exitCode, 1);
-        QCOMPARE(result.err.trimmed(), QStringLiteral("quirebook-cli: There's no text in this PDF — it's probably "
-                                                      "a scan. Use Make Searchable first, then try again."));
+        QCOMPARE(result.err.trimmed(),
+                 QStringLiteral("quirebook-cli: There's no text in this PDF — it's probably "
+                                "a scan. Use Make Searchable first, then try again."));
         QCOMPARE(everything(dir.path()), QStringList{QStringLiteral("scan.png")});
     }
 
@@ -178,13 +196,15 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QString path = writeFile(dir.filePath(QStringLiteral("Long.pdf")), textPDF(200));
         QProcess process;
-        process.start(qEnvironmentVariable("QUIREBOOK_CLI"), {QStringLiteral("pictures"), QStringLiteral("--dpi"),
-                                                              QStringLiteral("300"), path});
+        process.start(
+            qEnvironmentVariable("QUIREBOOK_CLI"),
+            {QStringLiteral("pictures"), QStringLiteral("--dpi"), QStringLiteral("300"), path});
         QVERIFY(process.waitForStarted());
         const QString folder = dir.filePath(QStringLiteral("Long pictures"));
         QElapsedTimer timer;
         timer.start();
-        while (visible(folder).size() < 3 && timer.elapsed() < 60000 && process.state() == QProcess::Running)
+        while (visible(folder).size() < 3 && timer.elapsed() < 60000 &&
+               process.state() == QProcess::Running)
             QTest::qWait(5);
         QVERIFY(process.state() == QProcess::Running);
         ::kill(pid_t(process.processId()), SIGINT);
@@ -206,7 +226,8 @@ private Q_SLOTS:
         if (corpusDir().isEmpty())
             QSKIP("QUIREBOOK_CORPUS is not set");
         const auto passwords = corpusPasswords();
-        const QStringList names = QDir(corpusDir()).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name);
+        const QStringList names =
+            QDir(corpusDir()).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name);
         QVERIFY(names.size() > 20);
         int converted = 0;
         for (const QString &name : names) {
@@ -215,11 +236,14 @@ private Q_SLOTS:
             QVERIFY(QFile::copy(corpusDir() + u'/' + name, copy));
             QStringList options;
             if (!passwords.value(name).value(QStringLiteral("user")).isEmpty())
-                options << QStringLiteral("--password") << passwords[name].value(QStringLiteral("user"));
-            const auto text = runCli(QStringList{QStringLiteral("text")} + options + QStringList{copy});
+                options << QStringLiteral("--password")
+                        << passwords[name].value(QStringLiteral("user"));
+            const auto text =
+                runCli(QStringList{QStringLiteral("text")} + options + QStringList{copy});
             const auto pictures =
-                runCli(QStringList{QStringLiteral("pictures"), QStringLiteral("--dpi"), QStringLiteral("20")} + options
-                       + QStringList{copy});
+                runCli(QStringList{QStringLiteral("pictures"), QStringLiteral("--dpi"),
+                                   QStringLiteral("20")} +
+                       options + QStringList{copy});
             for (const auto &result : {text, pictures}) {
                 QVERIFY2(!result.crashed && !result.timedOut, qPrintable(name));
                 QVERIFY2(result.exitCode == 0 || result.exitCode == 1, qPrintable(name));

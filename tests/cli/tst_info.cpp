@@ -23,8 +23,8 @@ class TestInfo : public QObject {
     static bool isOneLineMessage(const QString &err)
     {
         const QStringList lines = err.trimmed().split(u'\n');
-        return lines.size() == 1 && lines[0].startsWith(QLatin1String("quirebook-cli: "))
-            && lines[0].endsWith(u'.');
+        return lines.size() == 1 && lines[0].startsWith(QLatin1String("quirebook-cli: ")) &&
+               lines[0].endsWith(u'.');
     }
 
 private Q_SLOTS:
@@ -36,7 +36,8 @@ private Q_SLOTS:
         layout.info.title = QStringLiteral("Lease — 2026");
         layout.info.author = QStringLiteral("Ana");
         layout.outline = {{QStringLiteral("One"), 0, {{QStringLiteral("Two"), 1, {}}}}};
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("lease.pdf")), makePDF(layout));
+        const QString path =
+            writeFile(m_dir.filePath(QStringLiteral("lease.pdf")), makePDF(layout));
 
         const auto json = runCli({QStringLiteral("info"), QStringLiteral("--json"), path});
         QCOMPARE(json.exitCode, 0);
@@ -71,7 +72,8 @@ private Q_SLOTS:
         QTest::newRow("wrong") << QStringList{QStringLiteral("--password"), QStringLiteral("tea")}
                                << QString() << 1 << false;
         QTest::newRow("owner") << QStringList{QStringLiteral("--password"), QStringLiteral("čaj"),
-                                              QStringLiteral("--owner-password"), QStringLiteral("boss")}
+                                              QStringLiteral("--owner-password"),
+                                              QStringLiteral("boss")}
                                << QString() << 0 << false;
     }
     void passwordsFromEveryPlace()
@@ -85,13 +87,13 @@ private Q_SLOTS:
         write.userPassword = QStringLiteral("čaj");
         write.ownerPassword = QStringLiteral("boss");
         write.allowCopying = false;
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("tea.pdf")),
-                                       makePDF(numberedPages(2), write));
+        const QString path =
+            writeFile(m_dir.filePath(QStringLiteral("tea.pdf")), makePDF(numberedPages(2), write));
         QMap<QString, QString> env;
         if (!environment.isEmpty())
             env.insert(QStringLiteral("QUIREBOOK_PASSWORD"), environment);
-        const auto result = runCli(QStringList{QStringLiteral("info"), QStringLiteral("--json")}
-                                       << options << path, env);
+        const auto result = runCli(
+            QStringList{QStringLiteral("info"), QStringLiteral("--json")} << options << path, env);
         QCOMPARE(result.exitCode, status);
         if (status == 0) {
             const QJsonObject report = onlyReport(result);
@@ -100,7 +102,8 @@ private Q_SLOTS:
             QCOMPARE(report[QStringLiteral("restricted")].toBool(), restricted);
             QCOMPARE(report[QStringLiteral("copying")].toBool(), !restricted);
         } else {
-            QCOMPARE(result.err.trimmed(), QStringLiteral("quirebook-cli: “tea.pdf” stayed locked."));
+            QCOMPARE(result.err.trimmed(),
+                     QStringLiteral("quirebook-cli: “tea.pdf” stayed locked."));
         }
     }
 
@@ -109,9 +112,12 @@ private Q_SLOTS:
         WriteOptions write;
         write.encrypt = true;
         write.userPassword = QStringLiteral("from a file");
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("f.pdf")), makePDF(numberedPages(1), write));
+        const QString path =
+            writeFile(m_dir.filePath(QStringLiteral("f.pdf")), makePDF(numberedPages(1), write));
         const QString secret = writeFile(m_dir.filePath(QStringLiteral("secret")), "from a file\n");
-        QCOMPARE(runCli({QStringLiteral("info"), QStringLiteral("--password-file"), secret, path}).exitCode, 0);
+        QCOMPARE(runCli({QStringLiteral("info"), QStringLiteral("--password-file"), secret, path})
+                     .exitCode,
+                 0);
         const auto missing = runCli({QStringLiteral("info"), QStringLiteral("--password-file"),
                                      m_dir.filePath(QStringLiteral("nope")), path});
         QCOMPARE(missing.exitCode, 1);
@@ -137,19 +143,23 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("inOut");
         QTest::newRow("no verb") << QStringList{} << 2 << QStringLiteral("Usage: quirebook-cli");
-        QTest::newRow("help") << QStringList{QStringLiteral("--help")} << 0 << QStringLiteral("info");
+        QTest::newRow("help") << QStringList{QStringLiteral("--help")} << 0
+                              << QStringLiteral("info");
         QTest::newRow("version") << QStringList{QStringLiteral("--version")} << 0
                                  << QStringLiteral("quirebook-cli 0.");
-        QTest::newRow("verb help") << QStringList{QStringLiteral("info"), QStringLiteral("--help")} << 0
-                                   << QStringLiteral("--password-file");
+        QTest::newRow("verb help") << QStringList{QStringLiteral("info"), QStringLiteral("--help")}
+                                   << 0 << QStringLiteral("--password-file");
         for (const char *verb : {"merge", "split", "searchable", "compress"})
             QTest::newRow(qPrintable(QStringLiteral("usage names %1").arg(QLatin1String(verb))))
                 << QStringList{QLatin1String(verb), QStringLiteral("--help")} << 0
-                << QStringLiteral("Usage: quirebook-cli %1 [options] FILE...\n").arg(QLatin1String(verb));
-        QTest::newRow("unknown verb") << QStringList{QStringLiteral("frobnicate")} << 2 << QString();
-        QTest::newRow("unknown option") << QStringList{QStringLiteral("info"), QStringLiteral("--bogus"),
-                                                       QStringLiteral("x.pdf")}
-                                        << 2 << QString();
+                << QStringLiteral("Usage: quirebook-cli %1 [options] FILE...\n")
+                       .arg(QLatin1String(verb));
+        QTest::newRow("unknown verb")
+            << QStringList{QStringLiteral("frobnicate")} << 2 << QString();
+        QTest::newRow("unknown option")
+            << QStringList{QStringLiteral("info"), QStringLiteral("--bogus"),
+                           QStringLiteral("x.pdf")}
+            << 2 << QString();
         QTest::newRow("no file") << QStringList{QStringLiteral("info")} << 2 << QString();
     }
     void usage()
@@ -167,7 +177,8 @@ private Q_SLOTS:
 
     void describesPictures()
     {
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("wide.png")), encode(marker(600, 300), "PNG"));
+        const QString path =
+            writeFile(m_dir.filePath(QStringLiteral("wide.png")), encode(marker(600, 300), "PNG"));
         const auto result = runCli({QStringLiteral("info"), QStringLiteral("--json"), path});
         QCOMPARE(result.exitCode, 0);
         const QJsonObject report = onlyReport(result);
@@ -195,7 +206,8 @@ private Q_SLOTS:
             QFile f(path);
             return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
         }();
-        const auto result = runCli({QStringLiteral("info"), QStringLiteral("--json"), path}, {}, 60000);
+        const auto result =
+            runCli({QStringLiteral("info"), QStringLiteral("--json"), path}, {}, 60000);
         QVERIFY2(!result.timedOut, "hung");
         QVERIFY2(!result.crashed, "crashed");
         QVERIFY(result.exitCode == 0 || result.exitCode == 1);
@@ -204,9 +216,11 @@ private Q_SLOTS:
         } else {
             const int pages = onlyReport(result)[QStringLiteral("pages")].toInt();
             QVERIFY(pages >= 1);
-            const auto walk = runProgram(QStringLiteral("qpdf"), {QStringLiteral("--show-pages"), path});
+            const auto walk =
+                runProgram(QStringLiteral("qpdf"), {QStringLiteral("--show-pages"), path});
             if (walk.exitCode == 0 || walk.exitCode == 3) {
-                const auto count = runProgram(QStringLiteral("qpdf"), {QStringLiteral("--show-npages"), path});
+                const auto count =
+                    runProgram(QStringLiteral("qpdf"), {QStringLiteral("--show-npages"), path});
                 QCOMPARE(pages, count.out.trimmed().toInt());
             }
         }

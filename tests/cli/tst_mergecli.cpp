@@ -34,19 +34,23 @@ private Q_SLOTS:
         m_a = writeFile(m_dir.filePath(QStringLiteral("a.pdf")), makePDF(a));
         m_b = writeFile(m_dir.filePath(QStringLiteral("b.pdf")), makePDF(b));
         const QByteArray heicBytes = heic(marker(640, 480));
-        m_heic = heicBytes.isEmpty() ? writeFile(m_dir.filePath(QStringLiteral("photo.png")), encode(marker(640, 480), "PNG"))
-                                     : writeFile(m_dir.filePath(QStringLiteral("photo.heic")), heicBytes);
+        m_heic = heicBytes.isEmpty()
+                     ? writeFile(m_dir.filePath(QStringLiteral("photo.png")),
+                                 encode(marker(640, 480), "PNG"))
+                     : writeFile(m_dir.filePath(QStringLiteral("photo.heic")), heicBytes);
     }
 
     void mergesWithBookmarksAndLinks()
     {
         const QString out = m_dir.filePath(QStringLiteral("out.pdf"));
-        const auto result = runCli({QStringLiteral("merge"), m_a, m_b, m_heic, QStringLiteral("-o"), out});
+        const auto result =
+            runCli({QStringLiteral("merge"), m_a, m_b, m_heic, QStringLiteral("-o"), out});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out.trimmed(), out);
         QCOMPARE(popplerPageCount(out), 6);
         QCOMPARE(PopplerCheck::bookmarks(out),
-                 (QStringList{QStringLiteral("Start→1"), QStringLiteral("End→3"), QStringLiteral("Second→5")}));
+                 (QStringList{QStringLiteral("Start→1"), QStringLiteral("End→3"),
+                              QStringLiteral("Second→5")}));
         QCOMPARE(PopplerCheck::linkTargets(out), (QList<QList<int>>{{3}, {}, {}, {}, {4}, {}}));
         QCOMPARE(runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), out}).exitCode, 0);
         QVERIFY(result.err.contains(QStringLiteral("Merged 6 pages")));
@@ -62,7 +66,8 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("files");
         QTest::addColumn<QString>("name");
         QTest::newRow("two files") << QStringList{"a.pdf", "b.pdf"} << "Merged.pdf";
-        QTest::newRow("three, PDF first") << QStringList{"a.pdf", "b.pdf", "a.pdf"} << "a merged.pdf";
+        QTest::newRow("three, PDF first")
+            << QStringList{"a.pdf", "b.pdf", "a.pdf"} << "a merged.pdf";
     }
     void namesLikeTheWindow()
     {
@@ -76,12 +81,15 @@ private Q_SLOTS:
                 QFile::copy(m_dir.filePath(file), copy);
             paths << copy;
         }
-        const auto first = runCli(QStringList{QStringLiteral("merge"), QStringLiteral("-q")} + paths);
+        const auto first =
+            runCli(QStringList{QStringLiteral("merge"), QStringLiteral("-q")} + paths);
         QCOMPARE(first.exitCode, 0);
         QCOMPARE(first.out.trimmed(), dir.filePath(name));
         QVERIFY(first.err.isEmpty());
-        const auto second = runCli(QStringList{QStringLiteral("merge"), QStringLiteral("-q")} + paths);
-        QCOMPARE(second.out.trimmed(), dir.filePath(QString(name).replace(QStringLiteral(".pdf"), QStringLiteral(" 2.pdf"))));
+        const auto second =
+            runCli(QStringList{QStringLiteral("merge"), QStringLiteral("-q")} + paths);
+        QCOMPARE(second.out.trimmed(), dir.filePath(QString(name).replace(
+                                           QStringLiteral(".pdf"), QStringLiteral(" 2.pdf"))));
     }
 
     void passwordsInFileOrder()
@@ -96,11 +104,13 @@ private Q_SLOTS:
         };
         const QString one = locked(QStringLiteral("one.pdf"), QStringLiteral("first"));
         const QString two = locked(QStringLiteral("two.pdf"), QStringLiteral("second"));
-        const auto ok = runCli({QStringLiteral("merge"), QStringLiteral("--password"), QStringLiteral("first"),
-                                QStringLiteral("--password"), QStringLiteral("second"), one, m_a, two});
+        const auto ok =
+            runCli({QStringLiteral("merge"), QStringLiteral("--password"), QStringLiteral("first"),
+                    QStringLiteral("--password"), QStringLiteral("second"), one, m_a, two});
         QCOMPARE(ok.exitCode, 0);
         QCOMPARE(popplerPageCount(ok.out.trimmed()), 5);
-        const auto missing = runCli({QStringLiteral("merge"), QStringLiteral("--password"), QStringLiteral("first"), one, two});
+        const auto missing = runCli({QStringLiteral("merge"), QStringLiteral("--password"),
+                                     QStringLiteral("first"), one, two});
         QCOMPARE(missing.exitCode, 1);
         QCOMPARE(missing.err.trimmed(), QStringLiteral("quirebook-cli: “two.pdf” stayed locked."));
     }
@@ -112,13 +122,16 @@ private Q_SLOTS:
         options.encrypt = true;
         options.ownerPassword = QStringLiteral("boss");
         options.allowChanges = false;
-        const QString limited = writeFile(dir.filePath(QStringLiteral("limited.pdf")), makePDF(numberedPages(2), options));
-        const auto refused = runCli({QStringLiteral("merge"), limited, m_a, QStringLiteral("-o"), dir.filePath(QStringLiteral("x.pdf"))});
+        const QString limited = writeFile(dir.filePath(QStringLiteral("limited.pdf")),
+                                          makePDF(numberedPages(2), options));
+        const auto refused = runCli({QStringLiteral("merge"), limited, m_a, QStringLiteral("-o"),
+                                     dir.filePath(QStringLiteral("x.pdf"))});
         QCOMPARE(refused.exitCode, 1);
         QVERIFY(refused.err.contains(QStringLiteral("This PDF has restrictions set by its owner")));
         QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("x.pdf"))));
-        const auto lifted = runCli({QStringLiteral("merge"), QStringLiteral("--owner-password"), QStringLiteral("boss"),
-                                    limited, m_a, QStringLiteral("-o"), dir.filePath(QStringLiteral("x.pdf"))});
+        const auto lifted = runCli({QStringLiteral("merge"), QStringLiteral("--owner-password"),
+                                    QStringLiteral("boss"), limited, m_a, QStringLiteral("-o"),
+                                    dir.filePath(QStringLiteral("x.pdf"))});
         QCOMPARE(lifted.exitCode, 0);
         QCOMPARE(popplerPageCount(dir.filePath(QStringLiteral("x.pdf"))), 5);
     }
@@ -127,9 +140,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("status");
-        QTest::newRow("one file") << QStringList{QStringLiteral("merge"), QStringLiteral("a.pdf")} << 2;
-        QTest::newRow("help") << QStringList{QStringLiteral("merge"), QStringLiteral("--help")} << 0;
-        QTest::newRow("unknown option") << QStringList{QStringLiteral("merge"), QStringLiteral("--fast")} << 2;
+        QTest::newRow("one file") << QStringList{QStringLiteral("merge"), QStringLiteral("a.pdf")}
+                                  << 2;
+        QTest::newRow("help") << QStringList{QStringLiteral("merge"), QStringLiteral("--help")}
+                              << 0;
+        QTest::newRow("unknown option")
+            << QStringList{QStringLiteral("merge"), QStringLiteral("--fast")} << 2;
     }
     void usage()
     {
@@ -159,21 +175,23 @@ private Q_SLOTS:
         const QString two = writeFile(dir.filePath(QStringLiteral("two.pdf")), big);
         const QString out = dir.filePath(QStringLiteral("out.pdf"));
         QProcess process;
-        process.start(qEnvironmentVariable("QUIREBOOK_CLI"), {QStringLiteral("merge"), QStringLiteral("-q"), one, two,
-                                                               QStringLiteral("-o"), out});
+        process.start(
+            qEnvironmentVariable("QUIREBOOK_CLI"),
+            {QStringLiteral("merge"), QStringLiteral("-q"), one, two, QStringLiteral("-o"), out});
         QVERIFY(process.waitForStarted());
         QTest::qWait(afterMs);
         ::kill(pid_t(process.processId()), signal);
         QVERIFY(process.waitForFinished(30000));
-        if (signal == SIGINT && process.exitStatus() == QProcess::NormalExit && process.exitCode() != 0) {
+        if (signal == SIGINT && process.exitStatus() == QProcess::NormalExit &&
+            process.exitCode() != 0) {
             QCOMPARE(process.exitCode(), 130);
             QVERIFY(hidden(dir.path()).isEmpty());
         }
         if (QFile::exists(out))
             QCOMPARE(popplerPageCount(out), 8000);
         // The next run in that folder clears what a killed one left.
-        const auto next = runCli({QStringLiteral("merge"), QStringLiteral("-q"), m_a, m_b, QStringLiteral("-o"),
-                                  dir.filePath(QStringLiteral("next.pdf"))});
+        const auto next = runCli({QStringLiteral("merge"), QStringLiteral("-q"), m_a, m_b,
+                                  QStringLiteral("-o"), dir.filePath(QStringLiteral("next.pdf"))});
         QCOMPARE(next.exitCode, 0);
         QVERIFY(hidden(dir.path()).isEmpty());
     }

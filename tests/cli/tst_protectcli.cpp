@@ -14,7 +14,10 @@ using namespace ProtectChecks;
 
 namespace {
 
-QString line(const QString &message) { return QStringLiteral("quirebook-cli: ") + message + u'\n'; }
+QString line(const QString &message)
+{
+    return QStringLiteral("quirebook-cli: ") + message + u'\n';
+}
 
 QMap<QString, QString> newPassword(const QString &password)
 {
@@ -45,7 +48,8 @@ class TestProtectCli : public QObject {
     // A file holding `password` on its first line.
     QString secret(const QString &password)
     {
-        return writeFile(m_dir.filePath(QStringLiteral("pw %1.txt").arg(password)), password.toUtf8() + '\n');
+        return writeFile(m_dir.filePath(QStringLiteral("pw %1.txt").arg(password)),
+                         password.toUtf8() + '\n');
     }
 
 private Q_SLOTS:
@@ -59,7 +63,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("environment"); // "-" for unset
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("outcome"); // the copy's password, or the message
-        const QStringList file{QStringLiteral("--new-password-file"), secret(QStringLiteral("från filen"))};
+        const QStringList file{QStringLiteral("--new-password-file"),
+                               secret(QStringLiteral("från filen"))};
         QTest::newRow("file") << file << QStringLiteral("-") << 0 << QStringLiteral("från filen");
         QTest::newRow("environment") << QStringList{} << QStringLiteral("из окружения") << 0
                                      << QStringLiteral("из окружения");
@@ -69,14 +74,18 @@ private Q_SLOTS:
             << QStringList{} << QStringLiteral("-") << 2
             << QStringLiteral("Give the new password with --new-password-file or the environment "
                               "variable QUIREBOOK_NEW_PASSWORD.");
-        QTest::newRow("empty") << QStringList{} << QString() << 1 << QStringLiteral("Type a password first.");
+        QTest::newRow("empty") << QStringList{} << QString() << 1
+                               << QStringLiteral("Type a password first.");
         QTest::newRow("missing file")
             << QStringList{QStringLiteral("--new-password-file"), QStringLiteral("/nonexistent/pw")}
-            << QStringLiteral("-") << 1 << QStringLiteral("Couldn't read the password file “/nonexistent/pw”.");
-        QTest::newRow("as an argument") << QStringList{QStringLiteral("--new-password"), QStringLiteral("visible")}
-                                        << QStringLiteral("-") << 2 << QString();
+            << QStringLiteral("-") << 1
+            << QStringLiteral("Couldn't read the password file “/nonexistent/pw”.");
+        QTest::newRow("as an argument")
+            << QStringList{QStringLiteral("--new-password"), QStringLiteral("visible")}
+            << QStringLiteral("-") << 2 << QString();
         QTest::newRow("empty owner password")
-            << QStringList{QStringLiteral("--owner-password-file"), secret(QString())} << QStringLiteral("pw") << 2
+            << QStringList{QStringLiteral("--owner-password-file"), secret(QString())}
+            << QStringLiteral("pw") << 2
             << QStringLiteral("The owner password in “%1” is empty.").arg(secret(QString()));
     }
     void protectPasswords()
@@ -92,7 +101,8 @@ private Q_SLOTS:
                                                                      : newPassword(environment));
         QCOMPARE(result.exitCode, status);
         QCOMPARE(readFile(source), before);
-        const QString expected = QFileInfo(source).absolutePath() + QStringLiteral("/Report protected.pdf");
+        const QString expected =
+            QFileInfo(source).absolutePath() + QStringLiteral("/Report protected.pdf");
         QCOMPARE(result.out, status == 0 ? expected + u'\n' : QString());
         if (status != 0) {
             QVERIFY(!QFile::exists(expected));
@@ -113,14 +123,17 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("options");
         QTest::addColumn<bool>("restrictedSource");
         QTest::addColumn<int>("p");
-        const QStringList owner{QStringLiteral("--owner-password-file"), secret(QStringLiteral("landlord"))};
+        const QStringList owner{QStringLiteral("--owner-password-file"),
+                                secret(QStringLiteral("landlord"))};
         QTest::newRow("everything") << owner << false << -4;
-        QTest::newRow("no printing") << (owner + QStringList{QStringLiteral("--no-printing")}) << false << -2056;
+        QTest::newRow("no printing")
+            << (owner + QStringList{QStringLiteral("--no-printing")}) << false << -2056;
         QTest::newRow("no copying, restricted source")
             << (owner + QStringList{QStringLiteral("--no-copying")}) << true << -20;
         QTest::newRow("new owner password")
             << QStringList{QStringLiteral("--owner-password-file"), secret(QStringLiteral("other")),
-                           QStringLiteral("--new-owner-password-file"), secret(QStringLiteral("landlord"))}
+                           QStringLiteral("--new-owner-password-file"),
+                           secret(QStringLiteral("landlord"))}
             << false << -4;
     }
     void permissions()
@@ -128,12 +141,13 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(bool, restrictedSource);
         QFETCH(int, p);
-        const QString source = report(restrictedSource ? makePDF(numberedPages(2), tenantLock(false))
-                                                       : QByteArray());
+        const QString source =
+            report(restrictedSource ? makePDF(numberedPages(2), tenantLock(false)) : QByteArray());
         auto env = openPassword(QStringLiteral("tenant"));
         env.insert(newPassword(QStringLiteral("lecteur")));
         const auto result = runCli(QStringList{QStringLiteral("protect"), QStringLiteral("--quiet")}
-                                       << options << source, env);
+                                       << options << source,
+                                   env);
         QCOMPARE(result.exitCode, 0);
         const QString out = result.out.trimmed();
         const auto shown = qpdfEncryption(out, QStringLiteral("lecteur"));
@@ -171,9 +185,11 @@ private Q_SLOTS:
         QVERIFY(leftoverTemporaries(dir).isEmpty());
 
         // Several sources need a folder.
-        const auto several = runCli({QStringLiteral("unlock"), QStringLiteral("-o"), named, source, source});
+        const auto several =
+            runCli({QStringLiteral("unlock"), QStringLiteral("-o"), named, source, source});
         QCOMPARE(several.exitCode, 2);
-        QVERIFY(several.err.startsWith(line(QStringLiteral("With several files, -o must name an existing folder."))));
+        QVERIFY(several.err.startsWith(
+            line(QStringLiteral("With several files, -o must name an existing folder."))));
     }
 
     // The source's passwords as the other verbs take them; a restricted
@@ -183,28 +199,34 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("options");
         QTest::addColumn<QString>("environment");
         QTest::addColumn<bool>("copyingAllowed");
-        QTest::newRow("password file") << QStringList{QStringLiteral("--password-file"), secret(QStringLiteral("tenant"))}
-                                       << QString() << true;
+        QTest::newRow("password file")
+            << QStringList{QStringLiteral("--password-file"), secret(QStringLiteral("tenant"))}
+            << QString() << true;
         QTest::newRow("restricted, owner given")
             << QStringList{QStringLiteral("--owner-password"), QStringLiteral("landlord")}
             << QStringLiteral("tenant") << false;
         QTest::newRow("owner password alone")
-            << QStringList{QStringLiteral("--password"), QStringLiteral("landlord")} << QString() << false;
+            << QStringList{QStringLiteral("--password"), QStringLiteral("landlord")} << QString()
+            << false;
     }
     void unlock()
     {
         QFETCH(QStringList, options);
         QFETCH(QString, environment);
         QFETCH(bool, copyingAllowed);
-        const QString source = report(makePDF(numberedPages(2, QStringLiteral("Lease page")), tenantLock(copyingAllowed)));
-        const auto result = runCli(QStringList{QStringLiteral("unlock")} << options << source,
-                                   environment.isEmpty() ? QMap<QString, QString>() : openPassword(environment));
+        const QString source = report(
+            makePDF(numberedPages(2, QStringLiteral("Lease page")), tenantLock(copyingAllowed)));
+        const auto result =
+            runCli(QStringList{QStringLiteral("unlock")} << options << source,
+                   environment.isEmpty() ? QMap<QString, QString>() : openPassword(environment));
         QCOMPARE(result.exitCode, 0);
-        const QString expected = QFileInfo(source).absolutePath() + QStringLiteral("/Report unlocked.pdf");
+        const QString expected =
+            QFileInfo(source).absolutePath() + QStringLiteral("/Report unlocked.pdf");
         QCOMPARE(result.out, expected + u'\n');
         const PopplerView view = poppler(expected);
         QVERIFY(view.opened && !view.encrypted);
-        QCOMPARE(view.texts, (QStringList{QStringLiteral("Lease page 1"), QStringLiteral("Lease page 2")}));
+        QCOMPARE(view.texts,
+                 (QStringList{QStringLiteral("Lease page 1"), QStringLiteral("Lease page 2")}));
     }
 
     void refusals_data()
@@ -217,18 +239,26 @@ private Q_SLOTS:
         const QString restricted = QStringLiteral(
             "This PDF has restrictions set by its owner (for example no copying or editing). "
             "Quirebook only changes such files when you enter the owner's password.");
-        QTest::newRow("unlock, no password") << QStringLiteral("unlock") << QStringLiteral("plain") << 1
-                                             << QStringLiteral("“Report.pdf”: This file has no password.");
-        QTest::newRow("protect, restricted") << QStringLiteral("protect") << QStringLiteral("restricted") << 1 << restricted;
-        QTest::newRow("unlock, restricted") << QStringLiteral("unlock") << QStringLiteral("restricted") << 1 << restricted;
-        QTest::newRow("protect, picture") << QStringLiteral("protect") << QStringLiteral("picture") << 1
-                                          << QStringLiteral("“Report.png” isn't a PDF. Only PDFs can be protected.");
-        QTest::newRow("protect, not a PDF") << QStringLiteral("protect") << QStringLiteral("broken") << 1 << unreadable;
-        QTest::newRow("unlock, missing") << QStringLiteral("unlock") << QStringLiteral("missing") << 1 << unreadable;
-        QTest::newRow("protect, no file") << QStringLiteral("protect") << QString() << 2
-                                          << QStringLiteral("Name a PDF to protect. Try “quirebook-cli protect --help”.");
-        QTest::newRow("unlock, no file") << QStringLiteral("unlock") << QString() << 2
-                                         << QStringLiteral("Name a PDF to unlock. Try “quirebook-cli unlock --help”.");
+        QTest::newRow("unlock, no password")
+            << QStringLiteral("unlock") << QStringLiteral("plain") << 1
+            << QStringLiteral("“Report.pdf”: This file has no password.");
+        QTest::newRow("protect, restricted")
+            << QStringLiteral("protect") << QStringLiteral("restricted") << 1 << restricted;
+        QTest::newRow("unlock, restricted")
+            << QStringLiteral("unlock") << QStringLiteral("restricted") << 1 << restricted;
+        QTest::newRow("protect, picture")
+            << QStringLiteral("protect") << QStringLiteral("picture") << 1
+            << QStringLiteral("“Report.png” isn't a PDF. Only PDFs can be protected.");
+        QTest::newRow("protect, not a PDF")
+            << QStringLiteral("protect") << QStringLiteral("broken") << 1 << unreadable;
+        QTest::newRow("unlock, missing")
+            << QStringLiteral("unlock") << QStringLiteral("missing") << 1 << unreadable;
+        QTest::newRow("protect, no file")
+            << QStringLiteral("protect") << QString() << 2
+            << QStringLiteral("Name a PDF to protect. Try “quirebook-cli protect --help”.");
+        QTest::newRow("unlock, no file")
+            << QStringLiteral("unlock") << QString() << 2
+            << QStringLiteral("Name a PDF to unlock. Try “quirebook-cli unlock --help”.");
     }
     void refusals()
     {
@@ -249,7 +279,8 @@ private Q_SLOTS:
             arguments << gone;
         } else if (kind == QLatin1String("picture")) {
             const QString dir = QFileInfo(report()).absolutePath();
-            arguments << writeFile(dir + QStringLiteral("/Report.png"), encode(marker(40, 30), "PNG"));
+            arguments << writeFile(dir + QStringLiteral("/Report.png"),
+                                   encode(marker(40, 30), "PNG"));
         }
         auto env = openPassword(QStringLiteral("tenant"));
         env.insert(newPassword(QStringLiteral("pw")));
@@ -264,11 +295,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("verb");
         QTest::addColumn<QString>("mentions");
         QTest::newRow("protect") << QStringLiteral("protect")
-                                 << QStringLiteral("--new-password-file QUIREBOOK_NEW_PASSWORD "
-                                                   "--owner-password-file --new-owner-password-file "
-                                                   "--no-printing --no-copying protected.pdf");
+                                 << QStringLiteral(
+                                        "--new-password-file QUIREBOOK_NEW_PASSWORD "
+                                        "--owner-password-file --new-owner-password-file "
+                                        "--no-printing --no-copying protected.pdf");
         QTest::newRow("unlock") << QStringLiteral("unlock")
-                                << QStringLiteral("--password-file QUIREBOOK_PASSWORD unlocked.pdf");
+                                << QStringLiteral(
+                                       "--password-file QUIREBOOK_PASSWORD unlocked.pdf");
     }
     void help()
     {
@@ -298,7 +331,8 @@ private Q_SLOTS:
         const QString source = report(name.isEmpty() ? withFormAndAttachment(textPDF(2))
                                                      : readFile(QDir(corpusDir()).filePath(name)));
         const PopplerView original = poppler(source);
-        const auto locked = runCli({QStringLiteral("protect"), source}, newPassword(QStringLiteral("ключ")));
+        const auto locked =
+            runCli({QStringLiteral("protect"), source}, newPassword(QStringLiteral("ключ")));
         QCOMPARE(locked.exitCode, 0);
         const auto unlocked = runCli({QStringLiteral("unlock"), locked.out.trimmed()},
                                      openPassword(QStringLiteral("ключ")));
@@ -325,9 +359,12 @@ private Q_SLOTS:
         process.setProcessEnvironment(environment);
         process.start(qEnvironmentVariable("QUIREBOOK_CLI"), {QStringLiteral("protect"), source});
         QVERIFY(process.waitForStarted());
-        QVERIFY(QTest::qWaitFor([&] { return !leftoverTemporaries(dir).isEmpty()
-                                           || process.state() == QProcess::NotRunning; },
-                                60000));
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return !leftoverTemporaries(dir).isEmpty() ||
+                       process.state() == QProcess::NotRunning;
+            },
+            60000));
         if (process.state() == QProcess::NotRunning)
             QSKIP("the copy was written before it could be interrupted");
         ::kill(pid_t(process.processId()), SIGINT);

@@ -23,8 +23,8 @@ private Q_SLOTS:
         const QString dir = corpusDir();
         if (dir.isEmpty())
             QSKIP("QUIREBOOK_CORPUS is not set");
-        for (const auto &entry : QDir(dir).entryInfoList({QStringLiteral("*.pdf")}, QDir::Files,
-                                                         QDir::Name))
+        for (const auto &entry :
+             QDir(dir).entryInfoList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name))
             QTest::newRow(qPrintable(entry.fileName())) << entry.filePath();
     }
     void corpus()
@@ -36,13 +36,14 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(folder));
 
         QStringList arguments{QStringLiteral("searchable"), QStringLiteral("-q"),
-                              QStringLiteral("--dpi"), QStringLiteral("100"),
-                              QStringLiteral("-o"), folder};
+                              QStringLiteral("--dpi"),      QStringLiteral("100"),
+                              QStringLiteral("-o"),         folder};
         const auto passwords = corpusPasswords().value(name);
         if (passwords.contains(QStringLiteral("user")))
             arguments << QStringLiteral("--password") << passwords.value(QStringLiteral("user"));
         if (!passwords.value(QStringLiteral("owner")).isEmpty())
-            arguments << QStringLiteral("--owner-password") << passwords.value(QStringLiteral("owner"));
+            arguments << QStringLiteral("--owner-password")
+                      << passwords.value(QStringLiteral("owner"));
         arguments << path;
 
         const auto result = runCli(arguments, {}, 240000);
@@ -52,7 +53,8 @@ private Q_SLOTS:
         const QStringList written = QDir(folder).entryList(QDir::Files | QDir::Hidden);
         if (result.exitCode == 1) {
             const QString message = result.err.trimmed();
-            QVERIFY2(message.startsWith(QLatin1String("quirebook-cli: ")) && !message.contains(u'\n'),
+            QVERIFY2(message.startsWith(QLatin1String("quirebook-cli: ")) &&
+                         !message.contains(u'\n'),
                      qPrintable(result.err));
             QVERIFY2(written.size() <= 1, qPrintable(written.join(u',')));
         } else {

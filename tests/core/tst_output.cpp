@@ -40,16 +40,32 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("ext");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("free") << QStringList{} << "new" << "pdf" << "new.pdf";
-        QTest::newRow("taken once") << QStringList{"same.pdf"} << "same" << "pdf" << "same 2.pdf";
-        QTest::newRow("taken twice") << QStringList{"same.pdf", "same 2.pdf"} << "same" << "pdf" << "same 3.pdf";
-        QTest::newRow("gap is not filled backwards") << QStringList{"same.pdf", "same 3.pdf"} << "same" << "pdf"
-                                                    << "same 2.pdf";
-        QTest::newRow("other name free") << QStringList{"same.pdf"} << "new" << "pdf" << "new.pdf";
-        QTest::newRow("folder") << QStringList{"a split/"} << "a split" << "" << "a split 2";
-        QTest::newRow("a folder blocks a file") << QStringList{"x.pdf/"} << "x" << "pdf" << "x 2.pdf";
-        QTest::newRow("number in the name") << QStringList{"scan 2 compressed.pdf"} << "scan 2 compressed"
-                                            << "pdf" << "scan 2 compressed 2.pdf";
+        QTest::newRow("free") << QStringList{} << "new"
+                              << "pdf"
+                              << "new.pdf";
+        QTest::newRow("taken once") << QStringList{"same.pdf"} << "same"
+                                    << "pdf"
+                                    << "same 2.pdf";
+        QTest::newRow("taken twice") << QStringList{"same.pdf", "same 2.pdf"} << "same"
+                                     << "pdf"
+                                     << "same 3.pdf";
+        QTest::newRow("gap is not filled backwards")
+            << QStringList{"same.pdf", "same 3.pdf"} << "same"
+            << "pdf"
+            << "same 2.pdf";
+        QTest::newRow("other name free") << QStringList{"same.pdf"} << "new"
+                                         << "pdf"
+                                         << "new.pdf";
+        QTest::newRow("folder") << QStringList{"a split/"} << "a split"
+                                << ""
+                                << "a split 2";
+        QTest::newRow("a folder blocks a file") << QStringList{"x.pdf/"} << "x"
+                                                << "pdf"
+                                                << "x 2.pdf";
+        QTest::newRow("number in the name")
+            << QStringList{"scan 2 compressed.pdf"} << "scan 2 compressed"
+            << "pdf"
+            << "scan 2 compressed 2.pdf";
     }
     void numbering()
     {
@@ -65,6 +81,33 @@ private Q_SLOTS:
                 writeFile(dir.filePath(entry), "x");
         }
         QCOMPARE(PDFOps::uniqueURL(dir.path(), name, ext), dir.filePath(expected));
+    }
+
+    // quirebook-cli's -o: a folder takes the result's own name inside it,
+    // a file name is kept; numbered rather than overwriting either way.
+    void chosenPlaces_data()
+    {
+        QTest::addColumn<QString>("chosen");
+        QTest::addColumn<QStringList>("present");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("a folder") << "" << QStringList{} << "a compressed.pdf";
+        QTest::newRow("a folder, name taken")
+            << "" << QStringList{"a compressed.pdf"} << "a compressed 2.pdf";
+        QTest::newRow("a file") << "notes.md" << QStringList{} << "notes.md";
+        QTest::newRow("a file, taken") << "notes.md" << QStringList{"notes.md"} << "notes 2.md";
+        QTest::newRow("a file without extension") << "out" << QStringList{} << "out";
+    }
+    void chosenPlaces()
+    {
+        QFETCH(QString, chosen);
+        QFETCH(QStringList, present);
+        QFETCH(QString, expected);
+        QTemporaryDir dir;
+        for (const QString &name : present)
+            writeFile(dir.filePath(name), "x");
+        const QString place = chosen.isEmpty() ? dir.path() : dir.filePath(chosen);
+        QCOMPARE(Output::chosenURL(place, QStringLiteral("a compressed"), QStringLiteral("pdf")),
+                 dir.filePath(expected));
     }
 
     void pdfNextToTheSource()
@@ -97,8 +140,9 @@ private Q_SLOTS:
             Output::newFolder(file, QStringLiteral("split"));
             QFAIL("no folder expected");
         } catch (const PDFError &e) {
-            QCOMPARE(e.description(), QStringLiteral("Quirebook can't write next to “a.pdf”. Copy the file to "
-                                                     "your Desktop or Documents first."));
+            QCOMPARE(e.description(),
+                     QStringLiteral("Quirebook can't write next to “a.pdf”. Copy the file to "
+                                    "your Desktop or Documents first."));
         }
     }
 
@@ -106,20 +150,33 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const PDFFile a = fileIn(dir.path(), QStringLiteral("a.pdf"));
-        QCOMPARE(Output::newFolder(a, QStringLiteral("split")), dir.filePath(QStringLiteral("a split")));
-        QCOMPARE(Output::newFolder(a, QStringLiteral("split")), dir.filePath(QStringLiteral("a split 2")));
+        QCOMPARE(Output::newFolder(a, QStringLiteral("split")),
+                 dir.filePath(QStringLiteral("a split")));
+        // What a killed run left in the folder it was filling goes with the next run.
+        writeFile(dir.filePath(QStringLiteral("a split/.quirebook-DEAD.pdf")), "x");
+        writeFile(dir.filePath(QStringLiteral(".quirebook-DEAD.pdf")), "x");
+        QCOMPARE(Output::newFolder(a, QStringLiteral("split")),
+                 dir.filePath(QStringLiteral("a split 2")));
         QVERIFY(QFileInfo(dir.filePath(QStringLiteral("a split 2"))).isDir());
+        QVERIFY(hiddenLeftovers(dir.filePath(QStringLiteral("a split"))).isEmpty());
+        QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
     }
 
     void safeWriteReplacesAtomically()
     {
         QTemporaryDir dir;
         const QString target = writeFile(dir.filePath(QStringLiteral("out.pdf")), "old");
-        SafeWrite::write(target, [](const QString &temporary) {
-            QVERIFY(QFileInfo(temporary).fileName().startsWith(QLatin1String(".quirebook-")));
-            QVERIFY(temporary.endsWith(QLatin1String(".pdf")));
-            writeFile(temporary, "new");
-        }, QStringLiteral("Couldn't write."));
+        SafeWrite::write(
+            target,
+            [&](SafeWrite::Target &out) {
+                const QStringList hidden = hiddenLeftovers(dir.path());
+                QCOMPARE(hidden.size(), 1);
+                QVERIFY(hidden.first().endsWith(QLatin1String(".pdf")));
+                out.write("a first try");
+                out.restart();
+                out.write(QByteArray("new"));
+            },
+            QStringLiteral("Couldn't write."));
         QFile file(target);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), QByteArray("new"));
@@ -131,7 +188,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("pdfError");
         QTest::addColumn<QString>("message");
         QTest::newRow("own message") << true << QStringLiteral("The write said no.");
-        QTest::newRow("any other failure") << false << QStringLiteral("Couldn't write the merged file.");
+        QTest::newRow("any other failure")
+            << false << QStringLiteral("Couldn't write the merged file.");
     }
     void safeWriteFailureKeepsTheOldFile()
     {
@@ -140,12 +198,15 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QString target = writeFile(dir.filePath(QStringLiteral("out.pdf")), "old");
         try {
-            SafeWrite::write(target, [&](const QString &temporary) {
-                writeFile(temporary, "half");
-                if (pdfError)
-                    throw PDFError::failed(QStringLiteral("The write said no."));
-                throw std::runtime_error("disk full");
-            }, QStringLiteral("Couldn't write the merged file."));
+            SafeWrite::write(
+                target,
+                [&](SafeWrite::Target &out) {
+                    out.write("half");
+                    if (pdfError)
+                        throw PDFError::failed(QStringLiteral("The write said no."));
+                    throw std::runtime_error("disk full");
+                },
+                QStringLiteral("Couldn't write the merged file."));
             QFAIL("expected a failure");
         } catch (const PDFError &e) {
             QCOMPARE(e.description(), message);
@@ -156,11 +217,34 @@ private Q_SLOTS:
         QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
     }
 
+    // The folder went away while the result was being written: the rename
+    // fails, and that is the operation's own message, not a success.
+    void folderRemovedMeanwhileFails()
+    {
+        QTemporaryDir dir;
+        const QString folder = dir.filePath(QStringLiteral("out"));
+        QVERIFY(QDir().mkdir(folder));
+        try {
+            SafeWrite::write(
+                folder + QStringLiteral("/a.pdf"),
+                [&](SafeWrite::Target &out) {
+                    out.write("whole");
+                    QVERIFY(QDir(folder).removeRecursively());
+                },
+                QStringLiteral("Couldn't write the merged file."));
+            QFAIL("expected a failure");
+        } catch (const PDFError &e) {
+            QCOMPARE(e.description(), QStringLiteral("Couldn't write the merged file."));
+        }
+        QVERIFY(!QFileInfo::exists(folder));
+    }
+
     void missingFolderFailsWithTheOperationsMessage()
     {
         try {
-            SafeWrite::write(QStringLiteral("/nonexistent-folder/out.pdf"), [](const QString &) {},
-                             QStringLiteral("Couldn't write the merged file."));
+            SafeWrite::write(
+                QStringLiteral("/nonexistent-folder/out.pdf"), [](SafeWrite::Target &) {},
+                QStringLiteral("Couldn't write the merged file."));
             QFAIL("expected a failure");
         } catch (const PDFError &e) {
             QCOMPARE(e.description(), QStringLiteral("Couldn't write the merged file."));

@@ -46,9 +46,8 @@ private Q_SLOTS:
         QCOMPARE(ws.files()[1].kind, PDFFile::Kind::Image);
         QCOMPARE(ws.files()[1].pageCount(), 1);
         QCOMPARE(ws.files()[0].bytes, QFileInfo(m_pdf).size());
-        QCOMPARE(ws.notice().value(),
-                 QStringLiteral("“notes.txt” isn't a PDF or a picture.\n"
-                                "“missing.pdf” couldn't be read as a PDF."));
+        QCOMPARE(ws.notice().value(), QStringLiteral("“notes.txt” isn't a PDF or a picture.\n"
+                                                     "“missing.pdf” couldn't be read as a PDF."));
         QVERIFY(files.count() >= 1);
     }
 
@@ -66,18 +65,18 @@ private Q_SLOTS:
         QTest::newRow("png") << "x.png" << png << 1 << QString();
         QTest::newRow("JPG in capitals") << "X.JPG" << jpg << 1 << QString();
         QTest::newRow("jpeg") << "x.jpeg" << jpg << 1 << QString();
-        QTest::newRow("pdf named txt") << "x.txt" << pdf << -1
-                                       << QStringLiteral("“x.txt” isn't a PDF or a picture.");
-        QTest::newRow("no extension") << "README" << pdf << -1
-                                      << QStringLiteral("“README” isn't a PDF or a picture.");
+        QTest::newRow("pdf named txt")
+            << "x.txt" << pdf << -1 << QStringLiteral("“x.txt” isn't a PDF or a picture.");
+        QTest::newRow("no extension")
+            << "README" << pdf << -1 << QStringLiteral("“README” isn't a PDF or a picture.");
         QTest::newRow("broken pdf") << "b.pdf" << QByteArray("%PDF-1.4 garbage") << -1
                                     << QStringLiteral("“b.pdf” couldn't be read as a PDF.");
         QTest::newRow("empty pdf") << "e.pdf" << QByteArray() << -1
                                    << QStringLiteral("“e.pdf” couldn't be read as a PDF.");
         QTest::newRow("text named png") << "t.png" << QByteArray("words") << -1
                                         << QStringLiteral("“t.png” couldn't be read as a picture.");
-        QTest::newRow("pdf named jpg") << "p.jpg" << pdf << -1
-                                       << QStringLiteral("“p.jpg” couldn't be read as a picture.");
+        QTest::newRow("pdf named jpg")
+            << "p.jpg" << pdf << -1 << QStringLiteral("“p.jpg” couldn't be read as a picture.");
     }
     void intakeByExtension()
     {
@@ -111,10 +110,9 @@ private Q_SLOTS:
 
     void refusesPDFsWithoutPages()
     {
-        const QByteArray empty =
-            "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n"
-            "2 0 obj << /Type /Pages /Kids [] /Count 0 >> endobj\n"
-            "trailer << /Root 1 0 R >>\n%%EOF\n";
+        const QByteArray empty = "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n"
+                                 "2 0 obj << /Type /Pages /Kids [] /Count 0 >> endobj\n"
+                                 "trailer << /Root 1 0 R >>\n%%EOF\n";
         const QString file = writeFile(path(QStringLiteral("blank.pdf")), empty);
         Workspace ws;
         ws.add({file});
@@ -201,16 +199,18 @@ private Q_SLOTS:
         QTest::newRow("right at once") << A{QStringLiteral("open sesame")} << true << 1
                                        << QStringLiteral("Type the password to open “locked.pdf”.");
         QTest::newRow("right at the third")
-            << A{QStringLiteral("x"), QStringLiteral("y"), QStringLiteral("open sesame")} << true << 3
-            << QStringLiteral("That password didn't work. Try again (3 of 3).");
-        QTest::newRow("three wrong") << A{QStringLiteral("x"), QStringLiteral("y"), QStringLiteral("z"),
-                                          QStringLiteral("open sesame")}
-                                     << false << 3
-                                     << QStringLiteral("That password didn't work. Try again (3 of 3).");
-        QTest::newRow("cancelled first") << A{std::nullopt} << false << 1
-                                         << QStringLiteral("Type the password to open “locked.pdf”.");
-        QTest::newRow("cancelled second") << A{QStringLiteral("x"), std::nullopt} << false << 2
-                                          << QStringLiteral("That password didn't work. Try again (2 of 3).");
+            << A{QStringLiteral("x"), QStringLiteral("y"), QStringLiteral("open sesame")} << true
+            << 3 << QStringLiteral("That password didn't work. Try again (3 of 3).");
+        QTest::newRow("three wrong")
+            << A{QStringLiteral("x"), QStringLiteral("y"), QStringLiteral("z"),
+                 QStringLiteral("open sesame")}
+            << false << 3 << QStringLiteral("That password didn't work. Try again (3 of 3).");
+        QTest::newRow("cancelled first")
+            << A{std::nullopt} << false << 1
+            << QStringLiteral("Type the password to open “locked.pdf”.");
+        QTest::newRow("cancelled second")
+            << A{QStringLiteral("x"), std::nullopt} << false << 2
+            << QStringLiteral("That password didn't work. Try again (2 of 3).");
     }
     void passwordAttempts()
     {
@@ -218,8 +218,8 @@ private Q_SLOTS:
         QFETCH(bool, opened);
         QFETCH(int, asked);
         QFETCH(QString, lastText);
-        const QString file = encryptedFile(QStringLiteral("locked.pdf"), QStringLiteral("open sesame"),
-                                           QStringLiteral("owner"));
+        const QString file = encryptedFile(QStringLiteral("locked.pdf"),
+                                           QStringLiteral("open sesame"), QStringLiteral("owner"));
         ScriptedDialogs dialogs(answers);
         Workspace ws;
         ws.setDialogs(&dialogs);
@@ -245,13 +245,16 @@ private Q_SLOTS:
         QTest::addColumn<bool>("lifted");
         QTest::addColumn<QString>("notice");
         using A = QList<std::optional<QString>>;
-        QTest::newRow("owner password") << QString() << A{QStringLiteral("boss")} << true << QString();
+        QTest::newRow("owner password")
+            << QString() << A{QStringLiteral("boss")} << true << QString();
         QTest::newRow("user password three times")
-            << QStringLiteral("reader") << A{QStringLiteral("reader"), QStringLiteral("reader"), QStringLiteral("reader")}
-            << false << QStringLiteral("The owner password wasn't accepted, so the file stays as it is.");
+            << QStringLiteral("reader")
+            << A{QStringLiteral("reader"), QStringLiteral("reader"), QStringLiteral("reader")}
+            << false
+            << QStringLiteral("The owner password wasn't accepted, so the file stays as it is.");
         QTest::newRow("cancelled") << QString() << A{std::nullopt} << false << QString();
-        QTest::newRow("second try") << QString() << A{QStringLiteral("nope"), QStringLiteral("boss")} << true
-                                    << QString();
+        QTest::newRow("second try")
+            << QString() << A{QStringLiteral("nope"), QStringLiteral("boss")} << true << QString();
     }
     void ownerUnlock()
     {
@@ -259,7 +262,8 @@ private Q_SLOTS:
         QFETCH(QList<std::optional<QString>>, answers);
         QFETCH(bool, lifted);
         QFETCH(QString, notice);
-        const QString file = encryptedFile(QStringLiteral("limited.pdf"), user, QStringLiteral("boss"), false);
+        const QString file =
+            encryptedFile(QStringLiteral("limited.pdf"), user, QStringLiteral("boss"), false);
         QList<std::optional<QString>> script;
         if (!user.isEmpty())
             script << user; // the open password at intake
@@ -285,9 +289,10 @@ private Q_SLOTS:
             QVERIFY(!PDFOps::isRestricted(*ws.files()[0].fresh()));
         }
         if (answers.size() == 1)
-            QCOMPARE(prompt.informative,
-                     QStringLiteral("“limited.pdf” limits what can be done with it (such as copying or "
-                                    "editing). Enter its owner password to continue."));
+            QCOMPARE(
+                prompt.informative,
+                QStringLiteral("“limited.pdf” limits what can be done with it (such as copying or "
+                               "editing). Enter its owner password to continue."));
     }
 };
 

@@ -1,8 +1,8 @@
 #include "Fixtures.h"
-#include "PDFError.h"
 #include "PDFOps.h"
 #include "PDFOpsCompress.h"
 #include "PictureFixtures.h"
+#include "Work.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,16 +10,10 @@
 #include <QTest>
 
 using namespace Fixtures;
+using Work::errorOf;
 
 Q_DECLARE_METATYPE(CompressionLevel)
-Q_DECLARE_METATYPE(Fixtures::Picture::Kind)
-
-namespace {
-
-const std::function<void(int, int)> noProgress = [](int, int) {};
-const std::function<bool()> never = [] { return false; };
-
-} // namespace
+Q_DECLARE_METATYPE(Fixtures::Picture)
 
 class TestCompress : public QObject {
     Q_OBJECT
@@ -37,10 +31,16 @@ class TestCompress : public QObject {
         if (!doc)
             return {};
         m_progress.clear();
-        m_result = PDFOps::compress(*doc, original, level, destination,
-                                    [this](int done, int total) { m_progress.append({done, total}); }, never);
+        m_result = PDFOps::compress(
+            *doc, original, level, destination,
+            [this](int done, int total) {
+                m_progress.append({done, total});
+            },
+            Work::never);
         return readFile(destination);
     }
+
+    static QSize sizeOf(const ImageInfo &image) { return {image.width, image.height}; }
 
 private Q_SLOTS:
     void percent_data()
@@ -48,13 +48,11 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("before");
         QTest::addColumn<qint64>("after");
         QTest::addColumn<int>("percent");
-        QTest::newRow("same") << qint64(1000) << qint64(1000) << 0;
         QTest::newRow("unknown before") << qint64(0) << qint64(500) << 0;
         QTest::newRow("a third") << qint64(3) << qint64(2) << 33;
         QTest::newRow("half goes up") << qint64(8) << qint64(7) << 13;
         QTest::newRow("bigger is not negative") << qint64(100) << qint64(150) << 0;
         QTest::newRow("everything") << qint64(5) << qint64(0) << 100;
-        QTest::newRow("large files") << qint64(8'400'000) << qint64(1'200'000) << 86;
     }
     void percent()
     {
@@ -66,39 +64,20 @@ private Q_SLOTS:
         QTEST(result.percent(), "percent");
     }
 
-    void levels_data()
+    // The names the command line takes, exactly as written.
+    void levelNames()
     {
-        QTest::addColumn<CompressionLevel>("level");
-        QTest::addColumn<QString>("raw");
-        QTest::addColumn<int>("quality");
-        QTest::addColumn<double>("dpi");
-        QTest::addColumn<int>("maxPixel");
-        QTest::newRow("small") << CompressionLevel::Small << "small" << 40 << 96.0 << 1200;
-        QTest::newRow("balanced") << CompressionLevel::Balanced << "balanced" << 60 << 144.0 << 2000;
-        QTest::newRow("high") << CompressionLevel::High << "high" << 80 << 220.0 << 3200;
-    }
-    void levels()
-    {
-        QFETCH(CompressionLevel, level);
-        QFETCH(QString, raw);
-        QCOMPARE(PDFOps::rawValue(level), raw);
-        QCOMPARE(PDFOps::compressionLevel(raw), std::optional(level));
-        QVERIFY(!PDFOps::compressionLevel(raw.toUpper()));
-        QVERIFY(!PDFOps::compressionLevel(u' ' + raw));
-        const auto filter = PDFOps::makeFilter(level);
-        QVERIFY(filter);
-        QTEST(filter->quality, "quality");
-        QTEST(filter->dpi, "dpi");
-        QTEST(filter->maxPixel, "maxPixel");
-        QCOMPARE(filter->name, QStringLiteral("Quirebook ") + raw);
+        for (CompressionLevel level : PDFOps::allCompressionLevels())
+            QCOMPARE(PDFOps::compressionLevel(PDFOps::rawValue(level)), std::optional(level));
+        QCOMPARE(PDFOps::rawValue(CompressionLevel::High), QStringLiteral("high"));
+        QVERIFY(!PDFOps::compressionLevel(QStringLiteral("High")));
+        QVERIFY(!PDFOps::compressionLevel(QStringLiteral(" small")));
     }
 
     // Smaller levels give smaller files that still read and look the same;
     // progress comes once per page.
     void levelsAreOrderedBySize()
     {
-        QCOMPARE(PDFOps::allCompressionLevels(), (QList<CompressionLevel>{CompressionLevel::Small,
-                                                  CompressionLevel::Balanced, CompressionLevel::High}));
         const QByteArray source = photoPDF(3, QSize(2400, 3200), 92);
         QList<qint64> sizes;
         for (CompressionLevel level : PDFOps::allCompressionLevels()) {
@@ -110,22 +89,28 @@ private Q_SLOTS:
             QCOMPARE(m_progress, (QList<QPair<int, int>>{{1, 3}, {2, 3}, {3, 3}}));
             QCOMPARE(popplerPageTexts(out), (QStringList{"Page 1", "Page 2", "Page 3"}));
             QVERIFY(qpdfCheck(m_dir.filePath(name + QStringLiteral(" compressed.pdf"))));
-            const double difference = meanDifference(popplerRender(source, 1, 50), popplerRender(out, 1, 50));
+            const double difference =
+                meanDifference(popplerRender(source, 1, 50), popplerRender(out, 1, 50));
             QVERIFY2(difference >= 0 && difference < 4, qPrintable(QString::number(difference)));
             sizes << out.size();
         }
         QVERIFY2(sizes[0] < sizes[1] && sizes[1] < sizes[2] && sizes[2] < source.size(),
-                 qPrintable(QStringLiteral("%1 %2 %3 of %4").arg(sizes[0]).arg(sizes[1]).arg(sizes[2]).arg(source.size())));
+                 qPrintable(QStringLiteral("%1 %2 %3 of %4")
+                                .arg(sizes[0])
+                                .arg(sizes[1])
+                                .arg(sizes[2])
+                                .arg(source.size())));
     }
 
     // Our own output can't be made smaller again: the copy is the source.
     void aCompressedTextPdfIsNeverMadeBigger()
     {
-        const QByteArray source = compressed(textPDF(2), QStringLiteral("text"), CompressionLevel::High);
-        const QByteArray out = compressed(source, QStringLiteral("text again"), CompressionLevel::Small);
+        const QByteArray source =
+            compressed(textPDF(2), QStringLiteral("text"), CompressionLevel::High);
+        const QByteArray out =
+            compressed(source, QStringLiteral("text again"), CompressionLevel::Small);
         QVERIFY(m_result.keptOriginal);
         QCOMPARE(out, source); // byte for byte
-        QCOMPARE(m_result.before, source.size());
         QCOMPARE(m_result.after, m_result.before);
         QCOMPARE(m_result.percent(), 0);
         QCOMPARE(temporaryFiles(m_dir.path()), QStringList());
@@ -136,53 +121,70 @@ private Q_SLOTS:
     // makes sure the file is rebuilt).
     void picturesGetTheResolutionOfTheirLevel_data()
     {
-        QTest::addColumn<Picture::Kind>("kind");
-        QTest::addColumn<QSize>("pixels");
-        QTest::addColumn<QList<QRectF>>("drawn"); // placements, the first one through a form if asked
+        QTest::addColumn<Picture>("picture");
+        QTest::addColumn<QList<QRectF>>("drawn"); // placements, the first through a form if asked
         QTest::addColumn<bool>("throughForm");
         QTest::addColumn<CompressionLevel>("level");
         QTest::addColumn<QSize>("expected"); // empty: left alone
         QTest::addColumn<QString>("filter");
         using K = Picture::Kind;
         using L = CompressionLevel;
-        const auto row = [](const char *name, K kind, QSize pixels, QList<QRectF> drawn, L level,
+        const auto row = [](const char *name, Picture p, QList<QRectF> drawn, L level,
                             QSize expected, bool form = false, const char *filter = "/DCTDecode") {
-            QTest::newRow(name) << kind << pixels << drawn << form << level << expected << QString::fromLatin1(filter);
+            p.seed = 5, p.quality = 95;
+            QTest::newRow(name) << p << drawn << form << level << expected
+                                << QString::fromLatin1(filter);
         };
         const QList<QRectF> photo{{50, 50, 300, 200}};
-        row("144 dpi", K::Jpeg, {3000, 2000}, photo, L::Balanced, {600, 400});
-        row("96 dpi", K::Jpeg, {3000, 2000}, photo, L::Small, {400, 267});
-        row("220 dpi", K::Jpeg, {3000, 2000}, photo, L::High, {917, 611});
-        row("pixel limit", K::Jpeg, {5000, 1000}, {{0, 0, 1000, 200}}, L::Small, {1200, 240});
-        row("through a form", K::Jpeg, {2000, 1000}, {{50, 50, 200, 100}}, L::Balanced, {400, 200}, true);
-        row("largest placement wins", K::Jpeg, {3000, 2000}, {{50, 500, 150, 100}, {50, 50, 450, 300}},
-            L::Balanced, {900, 600});
-        row("never upwards", K::Jpeg, {600, 400}, {{0, 0, 600, 400}}, L::Balanced, {600, 400});
-        row("grey JPEG", K::JpegGray, {2000, 1000}, {{50, 50, 200, 100}}, L::Balanced, {400, 200});
-        row("Flate photo", K::Rgb, {1000, 600}, {{50, 50, 100, 60}}, L::Balanced, {200, 120});
-        row("Flate grey photo", K::Gray, {1000, 600}, {{50, 50, 100, 60}}, L::Balanced, {200, 120});
-        row("chart stays lossless", K::Chart, {1600, 1000}, {{50, 50, 160, 100}}, L::Balanced, {320, 200},
-            false, "/FlateDecode");
+        row("144 dpi", {K::Jpeg, {3000, 2000}}, photo, L::Balanced, {600, 400});
+        row("96 dpi", {K::Jpeg, {3000, 2000}}, photo, L::Small, {400, 267});
+        row("220 dpi", {K::Jpeg, {3000, 2000}}, photo, L::High, {917, 611});
+        // Each level's longest side, reached before its resolution.
+        row("pixel limit", {K::Jpeg, {5000, 1000}}, {{0, 0, 1000, 200}}, L::Small, {1200, 240});
+        row("balanced pixel limit", {K::Jpeg, {4000, 1000}}, {{0, 0, 2000, 500}}, L::Balanced,
+            {2000, 500});
+        row("high pixel limit", {K::Jpeg, {4000, 1000}}, {{0, 0, 2000, 500}}, L::High, {3200, 800});
+        row("through a form", {K::Jpeg, {2000, 1000}}, {{50, 50, 200, 100}}, L::Balanced,
+            {400, 200}, true);
+        row("largest placement wins", {K::Jpeg, {3000, 2000}},
+            {{50, 500, 150, 100}, {50, 50, 450, 300}}, L::Balanced, {900, 600});
+        row("never upwards", {K::Jpeg, {600, 400}}, {{0, 0, 600, 400}}, L::Balanced, {600, 400});
+        // Drawn at up to 5 % more than the level's 144 dpi, a picture keeps
+        // its pixels (it may be re-encoded); beyond that it is resampled.
+        row("150 dpi keeps its pixels", {K::Jpeg, {1000, 500}}, {{50, 50, 480, 240}}, L::Balanced,
+            {1000, 500});
+        row("160 dpi is resampled", {K::Jpeg, {1000, 500}}, {{50, 50, 450, 225}}, L::Balanced,
+            {900, 450});
+        row("grey JPEG", {K::JpegGray, {2000, 1000}}, {{50, 50, 200, 100}}, L::Balanced,
+            {400, 200});
+        row("Flate photo", {K::Rgb, {1000, 600}}, {{50, 50, 100, 60}}, L::Balanced, {200, 120});
+        row("Flate grey photo", {K::Gray, {1000, 600}}, {{50, 50, 100, 60}}, L::Balanced,
+            {200, 120});
+        row("chart stays lossless", {K::Chart, {1600, 1000}}, {{50, 50, 160, 100}}, L::Balanced,
+            {320, 200}, false, "/FlateDecode");
         const QList<QRectF> small{{100, 100, 80, 60}};
-        row("indexed", K::Indexed, {1600, 1200}, small, L::Small, {}, false, "/FlateDecode");
-        row("16-bit", K::Gray16, {1600, 1200}, small, L::Small, {}, false, "/FlateDecode");
-        row("stencil mask", K::ImageMask, {1600, 1200}, small, L::Small, {}, false, "/FlateDecode");
-        row("one bit", K::OneBit, {1600, 1200}, small, L::Small, {}, false, "/FlateDecode");
-        row("CMYK", K::Cmyk, {1600, 1200}, small, L::Small, {}, false, "/FlateDecode");
-        row("decode array", K::Decode, {1600, 1200}, small, L::Small, {}, false, "/FlateDecode");
-        row("tiny", K::Jpeg, {24, 24}, small, L::Small, {});
+        const QSize big(1600, 1200);
+        row("indexed", {K::Indexed, big}, small, L::Small, {}, false, "/FlateDecode");
+        row("16-bit", {K::Gray16, big}, small, L::Small, {}, false, "/FlateDecode");
+        row("stencil mask", {K::ImageMask, big}, small, L::Small, {}, false, "/FlateDecode");
+        row("one bit", {K::OneBit, big}, small, L::Small, {}, false, "/FlateDecode");
+        row("CMYK", {K::Cmyk, big}, small, L::Small, {}, false, "/FlateDecode");
+        row("decode array", {K::Decode, big}, small, L::Small, {}, false, "/FlateDecode");
+        row("tiny", {K::Jpeg, {24, 24}}, small, L::Small, {});
+        // A /Matte mask's samples are tied to the picture's: neither may change.
+        row("soft mask with /Matte",
+            {.kind = K::Jpeg, .pixels = big, .softMask = true, .matte = true}, small, L::Small, {});
     }
     void picturesGetTheResolutionOfTheirLevel()
     {
-        QFETCH(Picture::Kind, kind);
-        QFETCH(QSize, pixels);
+        QFETCH(Picture, picture);
         QFETCH(QList<QRectF>, drawn);
         QFETCH(bool, throughForm);
         QFETCH(CompressionLevel, level);
         QFETCH(QSize, expected);
         PictureDoc layout;
         layout.pages = int(drawn.size());
-        layout.pictures = {{kind, pixels, 5, 95}};
+        layout.pictures = {picture};
         for (int i = 0; i < drawn.size(); ++i)
             layout.placements.append({0, i, drawn[i], i == 0 && throughForm});
         const bool leftAlone = expected.isEmpty();
@@ -196,28 +198,49 @@ private Q_SLOTS:
         QCOMPARE(images.size(), leftAlone ? 2 : 1); // a shared picture stays one picture
         QTEST(images[0].filter, "filter");
         if (!leftAlone) {
-            QCOMPARE(QSize(images[0].width, images[0].height), expected);
+            QCOMPARE(sizeOf(images[0]), expected);
             QCOMPARE(images[0].bitsPerComponent, 8);
             return;
         }
         const auto before = imagesOf(source);
-        QCOMPARE(QSize(images[0].width, images[0].height), QSize(before[0].width, before[0].height));
+        QCOMPARE(sizeOf(images[0]), sizeOf(before[0]));
         QCOMPARE(images[0].bitsPerComponent, before[0].bitsPerComponent);
         QCOMPARE(images[0].storedHash, before[0].storedHash); // the same samples
-        QVERIFY(images[1].width < before[1].width);            // while the photo shrank
+        QCOMPARE(images[0].maskWidth, before[0].maskWidth);
+        QVERIFY(images[1].width < before[1].width); // while the photo shrank
     }
 
-    void softMasksFollowTheirPicture()
+    // A soft mask shrinks with its picture and still fades from left to
+    // right; one that two pictures share can't follow both and stays as it
+    // was, while the pictures shrink.
+    void softMasks_data()
     {
+        QTest::addColumn<bool>("shared");
+        QTest::newRow("its own") << false;
+        QTest::newRow("shared by two pictures") << true;
+    }
+    void softMasks()
+    {
+        QFETCH(bool, shared);
         PictureDoc layout;
-        layout.pictures = {{Picture::Kind::Jpeg, QSize(2000, 1000), 4, 95, true}};
+        layout.pictures = {{.pixels = {2000, 1000}, .seed = 4, .quality = 95, .softMask = true}};
         layout.placements = {{0, 0, QRectF(50, 50, 200, 100)}};
-        const QByteArray out = compressed(picturePDF(layout), QStringLiteral("masked"), CompressionLevel::Balanced);
-        const auto images = imagesOf(out);
-        QCOMPARE(images.size(), 1);
-        QCOMPARE(QSize(images[0].width, images[0].height), QSize(400, 200));
-        QCOMPARE(QSize(images[0].maskWidth, images[0].maskHeight), QSize(400, 200));
-        // The mask still fades from left to right.
+        if (shared) {
+            layout.pictures.append({.pixels = {2000, 1000}, .seed = 6, .quality = 95, .maskOf = 0});
+            layout.placements.append({1, 0, QRectF(50, 400, 400, 200)});
+        }
+        const QByteArray out =
+            compressed(picturePDF(layout), QStringLiteral("masked"), CompressionLevel::Balanced);
+        auto images = imagesOf(out);
+        std::sort(images.begin(), images.end(),
+                  [](const ImageInfo &a, const ImageInfo &b) { return a.width < b.width; });
+        QCOMPARE(images.size(), shared ? 2 : 1);
+        QCOMPARE(sizeOf(images[0]), QSize(400, 200));
+        if (shared)
+            QCOMPARE(sizeOf(images[1]), QSize(800, 400));
+        for (const auto &image : images)
+            QCOMPARE(QSize(image.maskWidth, image.maskHeight),
+                     shared ? QSize(2000, 1000) : QSize(400, 200));
         const QImage page = popplerRender(out, 1, 72);
         const QColor left(page.pixel(55, 792 - 100)), right(page.pixel(245, 792 - 100));
         QVERIFY2(left.lightness() > 240, qPrintable(left.name()));
@@ -231,39 +254,36 @@ private Q_SLOTS:
                            {Picture::Kind::Gray, QSize(30, 30), 2, 90, false, true}};
         layout.placements = {{0, 0, QRectF(100, 300, 60, 40)}, {1, 0, QRectF(100, 100, 30, 30)}};
         const QByteArray source = picturePDF(layout);
-        const QByteArray out = compressed(source, QStringLiteral("inline"), CompressionLevel::Balanced);
+        const QByteArray out =
+            compressed(source, QStringLiteral("inline"), CompressionLevel::Balanced);
         QVERIFY(!m_result.keptOriginal);
         // The big one became a picture of its own and shrank; the small one stayed inline.
         const auto images = imagesOf(out);
         QCOMPARE(images.size(), 1);
-        QCOMPARE(QSize(images[0].width, images[0].height), QSize(120, 80));
-        const double difference = meanDifference(popplerRender(source, 1, 36), popplerRender(out, 1, 36));
+        QCOMPARE(sizeOf(images[0]), QSize(120, 80));
+        const double difference =
+            meanDifference(popplerRender(source, 1, 36), popplerRender(out, 1, 36));
         QVERIFY2(difference >= 0 && difference < 2, qPrintable(QString::number(difference)));
     }
 
-    // What the rebuild carries over (see the rebuild tests) survives the
-    // compressed write too: a plain text PDF still gets smaller.
+    // The pictures' pass over the pages keeps what the rebuild carries
+    // over (see the rebuild tests): links, bookmarks, pages turned upright.
     void structureSurvivesCompression()
     {
         DocSpec layout = numberedPages(3);
         layout.info.title = QStringLiteral("My Title");
-        layout.info.author = QStringLiteral("Me");
         layout.pages[1].rotate = 90;
         layout.links = {{0, 2}};
         layout.outline = {{QStringLiteral("Third"), 2, {}}};
-        const QByteArray out = compressed(makePDF(layout), QStringLiteral("structure"), CompressionLevel::Balanced);
+        const QByteArray out =
+            compressed(makePDF(layout), QStringLiteral("structure"), CompressionLevel::Balanced);
         QVERIFY(!m_result.keptOriginal);
         auto doc = PDFDocument::fromBytes(out, QStringLiteral("structure compressed.pdf"));
         QVERIFY(doc);
         QCOMPARE(doc->info().title, QStringLiteral("My Title"));
-        QCOMPARE(doc->info().author, QStringLiteral("Me"));
-        QCOMPARE(doc->info().creator, QStringLiteral("Quirebook"));
-        QCOMPARE(doc->page(1)->rotation, 0);
         QCOMPARE(doc->page(1)->uprightSize(), QSizeF(792, 612));
-        // poppler's outline isn't read here: its OutlineItem clashes with ours in one process.
-        QCOMPARE(doc->outline().size(), 1);
-        QCOMPARE(doc->outline()[0].title, QStringLiteral("Third"));
-        QCOMPARE(doc->outline()[0].pageIndex, 2);
+        QCOMPARE(doc->page(1)->rotation, 0);
+        QCOMPARE(doc->outline().value(0).pageIndex, 2);
         QCOMPARE(popplerLinks(out, 1).value(0).targetPage, 3);
         QCOMPARE(popplerPageTexts(out), (QStringList{"Page 1", "Page 2", "Page 3"}));
     }
@@ -272,32 +292,34 @@ private Q_SLOTS:
     // destination stays as it was and no temporary file is left.
     void failuresLeaveNoTrace_data()
     {
-        QTest::addColumn<int>("cancelAt"); // how many times the test answers "go on"; -1: never stops
+        QTest::addColumn<int>("cancelAt"); // "go on" answers before the cancel; -1: never
         QTest::addColumn<QString>("message");
-        QTest::newRow("cancelled at once") << 0 << PDFError::cancelled().description();
-        QTest::newRow("cancelled with pictures under way") << 2 << PDFError::cancelled().description();
+        QTest::newRow("cancelled at once") << 0 << "cancelled";
+        QTest::newRow("cancelled with pictures under way") << 2 << "cancelled";
         QTest::newRow("source gone") << -1 << "“a.pdf” couldn't be read as a PDF.";
     }
     void failuresLeaveNoTrace()
     {
         QFETCH(int, cancelAt);
         QTemporaryDir dir;
-        const QString original = writeFile(dir.filePath(QStringLiteral("a.pdf")),
-                                           cancelAt < 0 ? textPDF(1) : photoPDF(5, QSize(1500, 2000), 92));
-        const QString destination = writeFile(dir.filePath(QStringLiteral("a compressed.pdf")), "keep me");
+        const QString original =
+            writeFile(dir.filePath(QStringLiteral("a.pdf")),
+                      cancelAt < 0 ? textPDF(1) : photoPDF(5, QSize(1500, 2000), 92));
+        const QString destination =
+            writeFile(dir.filePath(QStringLiteral("a compressed.pdf")), "keep me");
         auto doc = PDFDocument::open(original);
         if (cancelAt < 0)
             QFile::remove(original);
         int asked = 0;
-        try {
-            PDFOps::compress(*doc, original, CompressionLevel::Balanced, destination, noProgress,
-                             [&] { return cancelAt >= 0 && asked++ >= cancelAt; });
-            QFAIL("no error");
-        } catch (const PDFError &e) {
-            QTEST(e.description(), "message");
-        }
+        QTEST(errorOf([&] {
+                  PDFOps::compress(*doc, original, CompressionLevel::Balanced, destination,
+                                   Work::noProgress,
+                                   [&] { return cancelAt >= 0 && asked++ >= cancelAt; });
+              }),
+              "message");
         QCOMPARE(readFile(destination), QByteArray("keep me"));
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), cancelAt < 0 ? 1 : 2);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(),
+                 cancelAt < 0 ? 1 : 2);
     }
 
     // Every corpus file either compresses, never bigger and readable, or
@@ -320,11 +342,11 @@ private Q_SLOTS:
                 doc->unlock(passwords.value(name).value(QStringLiteral("user")));
             if (PDFOps::isRestricted(*doc))
                 doc->unlock(passwords.value(name).value(QStringLiteral("owner")));
-            const QString destination = dir.filePath(QFileInfo(name).completeBaseName()
-                                                     + QStringLiteral(" compressed.pdf"));
+            const QString destination = dir.filePath(QFileInfo(name).completeBaseName() +
+                                                     QStringLiteral(" compressed.pdf"));
             try {
                 const auto result = PDFOps::compress(*doc, source, CompressionLevel::Balanced,
-                                                     destination, noProgress, never);
+                                                     destination, Work::noProgress, Work::never);
                 const QByteArray after = readFile(destination);
                 QVERIFY2(after.size() <= before.size(), qPrintable(name));
                 QCOMPARE(result.after, after.size());

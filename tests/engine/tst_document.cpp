@@ -2,11 +2,15 @@
 #include "PDFDocument.h"
 #include "PDFError.h"
 #include "PDFOps.h"
+#include "Work.h"
+
+#include <QFile>
 
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace Fixtures;
+using Work::errorOf;
 
 class TestDocument : public QObject {
     Q_OBJECT
@@ -29,16 +33,18 @@ private Q_SLOTS:
         QTest::addColumn<int>("rotation");
         QTest::addColumn<QSizeF>("upright");
         QTest::newRow("portrait") << 0 << QSizeF(612, 792) << QRectF() << 0 << QSizeF(612, 792);
-        QTest::newRow("quarter turn") << 90 << QSizeF(612, 792) << QRectF() << 90 << QSizeF(792, 612);
-        QTest::newRow("negative turn") << -90 << QSizeF(612, 792) << QRectF() << 270 << QSizeF(792, 612);
-        QTest::newRow("full turns") << 540 << QSizeF(612, 792) << QRectF() << 180 << QSizeF(612, 792);
+        QTest::newRow("quarter turn")
+            << 90 << QSizeF(612, 792) << QRectF() << 90 << QSizeF(792, 612);
+        QTest::newRow("negative turn")
+            << -90 << QSizeF(612, 792) << QRectF() << 270 << QSizeF(792, 612);
+        QTest::newRow("full turns")
+            << 540 << QSizeF(612, 792) << QRectF() << 180 << QSizeF(612, 792);
         QTest::newRow("crop box") << 0 << QSizeF(612, 792) << QRectF(100, 100, 200, 300) << 0
                                   << QSizeF(200, 300);
-        QTest::newRow("crop box turned") << 270 << QSizeF(612, 792) << QRectF(100, 100, 200, 300)
-                                         << 270 << QSizeF(300, 200);
-        QTest::newRow("crop box larger than media") << 0 << QSizeF(300, 300)
-                                                    << QRectF(-50, -50, 500, 500) << 0
-                                                    << QSizeF(300, 300);
+        QTest::newRow("crop box turned")
+            << 270 << QSizeF(612, 792) << QRectF(100, 100, 200, 300) << 270 << QSizeF(300, 200);
+        QTest::newRow("crop box larger than media")
+            << 0 << QSizeF(300, 300) << QRectF(-50, -50, 500, 500) << 0 << QSizeF(300, 300);
     }
     void geometry()
     {
@@ -65,10 +71,14 @@ private Q_SLOTS:
     void infoAndOutline()
     {
         DocSpec layout = numberedPages(4);
-        layout.info = {QStringLiteral("Contract — draft"), QStringLiteral("Zoë Ávila"),
-                     QStringLiteral("Rent"), QStringLiteral("flat, lease"), {}, {}};
+        layout.info = {QStringLiteral("Contract — draft"),
+                       QStringLiteral("Zoë Ávila"),
+                       QStringLiteral("Rent"),
+                       QStringLiteral("flat, lease"),
+                       {},
+                       {}};
         layout.outline = {{QStringLiteral("Start"), 0, {{QStringLiteral("Inner"), 2, {}}}},
-                        {QStringLiteral("契約"), 3, {}}};
+                          {QStringLiteral("契約"), 3, {}}};
         auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("i.pdf"));
         QVERIFY(doc);
         QCOMPARE(doc->pageCount(), 4);
@@ -88,24 +98,24 @@ private Q_SLOTS:
 
     void refusesWhatIsNotAPDF_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("empty") << QByteArray();
+        QTest::addColumn<QByteArray>("bytes"); // null: no such file
+        QTest::newRow("empty") << QByteArray("");
         QTest::newRow("text") << QByteArray("hello, this is not a pdf\n");
         QTest::newRow("header only") << QByteArray("%PDF-1.7\n");
         QTest::newRow("truncated") << makePDF(numberedPages(3)).left(200);
+        QTest::newRow("missing") << QByteArray();
     }
     void refusesWhatIsNotAPDF()
     {
         QFETCH(QByteArray, bytes);
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("bad.pdf")), bytes);
+        const QString path = m_dir.filePath(QStringLiteral("bad.pdf"));
+        QFile::remove(path);
+        if (!bytes.isNull()) {
+            writeFile(path, bytes);
+            QVERIFY(!PDFDocument::fromBytes(bytes, QStringLiteral("bad.pdf")));
+        }
         QVERIFY(!PDFDocument::open(path));
-        QVERIFY(!PDFDocument::fromBytes(bytes, QStringLiteral("bad.pdf")));
-    }
-
-    void refusesFoldersAndMissingFiles()
-    {
-        QVERIFY(!PDFDocument::open(m_dir.path()));
-        QVERIFY(!PDFDocument::open(m_dir.filePath(QStringLiteral("missing.pdf"))));
+        QVERIFY(!PDFDocument::open(m_dir.path())); // a folder
     }
 
     void passwordsAndRights_data()
@@ -179,31 +189,14 @@ private Q_SLOTS:
         QVERIFY(!PDFOps::isRestricted(*doc));
     }
 
-    void samePasswordsGiveOwnerRights()
-    {
-        WriteOptions options;
-        options.encrypt = true;
-        options.userPassword = options.ownerPassword = QStringLiteral("same");
-        options.allowCopying = false;
-        auto doc = PDFDocument::fromBytes(makePDF(numberedPages(1), options), QStringLiteral("s.pdf"));
-        QVERIFY(doc->isLocked());
-        QVERIFY(doc->unlock(QStringLiteral("same")));
-        QVERIFY(doc->hasOwnerRights());
-        QVERIFY(!PDFOps::isRestricted(*doc));
-    }
-
     void writesAndReadsBack()
     {
         auto doc = PDFDocument::fromBytes(textPDF(3), QStringLiteral("w.pdf"));
         const QString path = m_dir.filePath(QStringLiteral("written.pdf"));
         doc->write(path);
         QCOMPARE(popplerPageCount(path), 3);
-        QVERIFY_THROWS_EXCEPTION(PDFError, doc->write(m_dir.filePath(QStringLiteral("no/such/folder/x.pdf"))));
-        try {
-            doc->write(m_dir.filePath(QStringLiteral("no/such/folder/x.pdf")));
-        } catch (const PDFError &e) {
-            QCOMPARE(e.description(), QStringLiteral("Couldn't write the file."));
-        }
+        QCOMPARE(errorOf([&] { doc->write(m_dir.filePath(QStringLiteral("no/such/x.pdf"))); }),
+                 QStringLiteral("Couldn't write the file."));
     }
 
     void corpusPasswords_data()
@@ -218,7 +211,8 @@ private Q_SLOTS:
             QSKIP("QUIREBOOK_CORPUS is not set");
         for (auto it = passwords.begin(); it != passwords.end(); ++it)
             QTest::newRow(qPrintable(it.key()))
-                << it.key() << it->value(QStringLiteral("user")) << it->value(QStringLiteral("owner"))
+                << it.key() << it->value(QStringLiteral("user"))
+                << it->value(QStringLiteral("owner"))
                 << it->value(QStringLiteral("user_as_typed"), it->value(QStringLiteral("user")))
                 << it->contains(QStringLiteral("owner"));
     }
@@ -258,31 +252,10 @@ private Q_SLOTS:
         }
     }
 
-    void errorTexts_data()
-    {
-        QTest::addColumn<QString>("description");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("unreadable") << PDFError::unreadable(QStringLiteral("a b.pdf")).description()
-                                    << QStringLiteral("“a b.pdf” couldn't be read as a PDF.");
-        QTest::newRow("failed") << PDFError::failed(QStringLiteral("nope")).description()
-                                << QStringLiteral("nope");
-        QTest::newRow("cancelled") << PDFError::cancelled().description() << QStringLiteral("Cancelled.");
-        QTest::newRow("restricted") << PDFError::restricted().description()
-                                    << QStringLiteral("This PDF has restrictions set by its owner (for example no copying or editing). Quirebook only changes such files when you enter the owner's password.");
-        QTest::newRow("locked") << PDFError::lockedText()
-                                << QStringLiteral("This PDF is locked. Enter its password first.");
-    }
-    void errorTexts()
-    {
-        QFETCH(QString, description);
-        QFETCH(QString, expected);
-        QCOMPARE(description, expected);
-    }
-
+    // The texts themselves are checked where they are shown.
     void errorKinds()
     {
-        QCOMPARE(PDFError::restricted().description().size(), 150);
-        QVERIFY(PDFError::cancelled().isCancelled());
+        QCOMPARE(errorOf([] { throw PDFError::cancelled(); }), QStringLiteral("cancelled"));
         QVERIFY(!PDFError::failed(QStringLiteral("Cancelled.")).isCancelled());
         QCOMPARE(QString::fromUtf8(PDFError::failed(QStringLiteral("Ünïcode.")).what()),
                  QStringLiteral("Ünïcode."));

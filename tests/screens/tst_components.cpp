@@ -83,18 +83,33 @@ private Q_SLOTS:
         limited.encrypt = true;
         limited.ownerPassword = QStringLiteral("boss");
         limited.allowCopying = false;
-        m_restricted = writeFile(path(QStringLiteral("limited.pdf")), makePDF(numberedPages(2), limited));
+        m_restricted =
+            writeFile(path(QStringLiteral("limited.pdf")), makePDF(numberedPages(2), limited));
     }
 
     void everySymbolHasAnIcon_data()
     {
         QTest::addColumn<QString>("symbol");
-        for (const char *symbol :
-             {"square.stack.3d.up", "square.grid.2x2", "scissors", "arrow.down.right.and.arrow.up.left",
-              "signature", "text.magnifyingglass", "lock", "photo.on.rectangle", "doc.on.doc.fill",
-              "lock.trianglebadge.exclamationmark", "lock.doc", "doc.richtext", "plus",
-              "xmark.circle.fill", "xmark", "arrow.down.doc", "checkmark.circle.fill",
-              "xmark.octagon.fill", "exclamationmark.triangle.fill", "line.3.horizontal"})
+        for (const char *symbol : {"square.stack.3d.up",
+                                   "square.grid.2x2",
+                                   "scissors",
+                                   "arrow.down.right.and.arrow.up.left",
+                                   "signature",
+                                   "text.magnifyingglass",
+                                   "lock",
+                                   "photo.on.rectangle",
+                                   "doc.on.doc.fill",
+                                   "lock.trianglebadge.exclamationmark",
+                                   "lock.doc",
+                                   "doc.richtext",
+                                   "plus",
+                                   "xmark.circle.fill",
+                                   "xmark",
+                                   "arrow.down.doc",
+                                   "checkmark.circle.fill",
+                                   "xmark.octagon.fill",
+                                   "exclamationmark.triangle.fill",
+                                   "line.3.horizontal"})
             QTest::newRow(symbol) << QString::fromLatin1(symbol);
     }
     void everySymbolHasAnIcon()
@@ -112,8 +127,9 @@ private Q_SLOTS:
             for (int x = 0; x < image.width(); ++x) {
                 const QRgb p = image.pixel(x, y);
                 visible += qAlpha(p) > 128;
-                QVERIFY(qAlpha(p) <= 128 || (qAbs(qRed(p) - a.red()) < 8 && qAbs(qGreen(p) - a.green()) < 8
-                                             && qAbs(qBlue(p) - a.blue()) < 8));
+                QVERIFY(qAlpha(p) <= 128 ||
+                        (qAbs(qRed(p) - a.red()) < 8 && qAbs(qGreen(p) - a.green()) < 8 &&
+                         qAbs(qBlue(p) - a.blue()) < 8));
             }
         QVERIFY(visible > 10);
     }
@@ -136,11 +152,14 @@ private Q_SLOTS:
             QCOMPARE(root.screen()->objectName(), QStringLiteral("mergeScreen"));
             QStringList titles;
             for (Tool tool : Tools::all)
-                titles << part<QAbstractButton>(&root, qPrintable(QStringLiteral("toolRow_") + Tools::rawValue(tool)))->text();
+                titles << part<QAbstractButton>(
+                              &root, qPrintable(QStringLiteral("toolRow_") + Tools::rawValue(tool)))
+                              ->text();
             QCOMPARE(titles, (QStringList{"Merge", "Pages", "Split", "Compress", "Sign & Stamp",
                                           "Make Searchable", "Password", "Convert"}));
-            QCOMPARE(labelText(&root, "sidebarFooter"),
-                     QStringLiteral("Everything happens on your computer. Files are never uploaded."));
+            QCOMPARE(
+                labelText(&root, "sidebarFooter"),
+                QStringLiteral("Everything happens on your computer. Files are never uploaded."));
             QCOMPARE(labelText(&root, "sidebarName"), QStringLiteral("Quirebook"));
 
             auto *splitRow = part<QAbstractButton>(&root, "toolRow_split");
@@ -148,15 +167,17 @@ private Q_SLOTS:
             QTest::mouseClick(splitRow, Qt::LeftButton);
             QCOMPARE(ws.tool(), Tool::Merge);
             // Each row shows its screen; the file chosen before stays the chosen one.
-            for (const auto &[row, tool, screen] : {std::tuple{"toolRow_convert", Tool::Convert, "standIn"},
-                                                    std::tuple{"toolRow_merge", Tool::Merge, "mergeScreen"}}) {
+            for (const auto &[row, tool, screen] :
+                 {std::tuple{"toolRow_convert", Tool::Convert, "standIn"},
+                  std::tuple{"toolRow_merge", Tool::Merge, "mergeScreen"}}) {
                 QTest::mouseClick(part<QAbstractButton>(&root, row), Qt::LeftButton);
                 QCOMPARE(ws.tool(), tool);
                 QCOMPARE(root.screen()->objectName(), QLatin1String(screen));
                 QCOMPARE(ws.current()->id, ws.files()[1].id);
             }
         }
-        convert ? ScreenRegistry::add(Tool::Convert, convert) : ScreenRegistry::remove(Tool::Convert);
+        convert ? ScreenRegistry::add(Tool::Convert, convert)
+                : ScreenRegistry::remove(Tool::Convert);
         if (split)
             ScreenRegistry::add(Tool::Split, split);
     }
@@ -183,15 +204,18 @@ private Q_SLOTS:
 
     void drops_data()
     {
-        QTest::addColumn<bool>("onField"); // on a text field of the screen, else on the area
+        QTest::addColumn<bool>("onField");      // on a text field of the screen, else on the area
         QTest::addColumn<QStringList>("names"); // empty: words, not files
         QTest::addColumn<QStringList>("added");
         QTest::addColumn<QString>("notice");
-        QTest::newRow("a PDF and a text file") << false << QStringList{"a.pdf", "notes.txt"} << QStringList{"a.pdf"}
-                                               << QStringLiteral("“notes.txt” isn't a PDF or a picture.");
-        QTest::newRow("a picture and two PDFs") << false << QStringList{"photo.jpg", "b.pdf", "a.pdf"}
-                                                << QStringList{"photo.jpg", "b.pdf", "a.pdf"} << QString();
-        QTest::newRow("on a text field") << true << QStringList{"a.pdf"} << QStringList{"a.pdf"} << QString();
+        QTest::newRow("a PDF and a text file")
+            << false << QStringList{"a.pdf", "notes.txt"} << QStringList{"a.pdf"}
+            << QStringLiteral("“notes.txt” isn't a PDF or a picture.");
+        QTest::newRow("a picture and two PDFs")
+            << false << QStringList{"photo.jpg", "b.pdf", "a.pdf"}
+            << QStringList{"photo.jpg", "b.pdf", "a.pdf"} << QString();
+        QTest::newRow("on a text field")
+            << true << QStringList{"a.pdf"} << QStringList{"a.pdf"} << QString();
         QTest::newRow("words are refused") << false << QStringList{} << QStringList{} << QString();
     }
     void drops()
@@ -252,7 +276,8 @@ private Q_SLOTS:
 
         // No file: the prompt, and no file bar.
         QCOMPARE(labelText(&page, "emptyDropText"), QStringLiteral("Drop PDFs here"));
-        QCOMPARE(labelText(&page, "emptyDropHint"), QStringLiteral("or choose a file from your computer"));
+        QCOMPARE(labelText(&page, "emptyDropHint"),
+                 QStringLiteral("or choose a file from your computer"));
         QVERIFY(!page.findChild<FileBar *>()->isVisible());
 
         // Only a picture, chosen in the open panel: still the prompt, pictures aren't PDFs here.
@@ -292,7 +317,8 @@ private Q_SLOTS:
         QVERIFY(!page.content());
         auto *panel = part(&page, "restrictedPanel");
         QVERIFY(panel);
-        QCOMPARE(labelText(panel, "restrictedHeadline"), QStringLiteral("This file has restrictions"));
+        QCOMPARE(labelText(panel, "restrictedHeadline"),
+                 QStringLiteral("This file has restrictions"));
         QCOMPARE(labelText(panel, "restrictedText"), PDFError::restricted().description());
         // The wrapped description gets all the lines it needs.
         auto *description = part<QLabel>(panel, "restrictedText");
@@ -316,20 +342,27 @@ private Q_SLOTS:
         const auto chips = bar.findChildren<QWidget *>(QStringLiteral("fileChip"));
         QCOMPARE(chips.size(), 2); // the picture has no chip
         QCOMPARE(labelText(chips[0], "chipName"), QStringLiteral("a"));
-        QCOMPARE(labelText(chips[0], "chipCaption"), QStringLiteral("3 p · ") + Format::bytes(QFileInfo(m_a).size()));
+        QCOMPARE(labelText(chips[0], "chipCaption"),
+                 QStringLiteral("3 p · ") + Format::bytes(QFileInfo(m_a).size()));
         QVERIFY(chips[0]->property("chosen").toBool());
         QVERIFY(!chips[1]->property("chosen").toBool());
-        QCOMPARE(part(chips[0], "chipSymbol")->property("symbol").toString(), QStringLiteral("doc.richtext"));
-        QCOMPARE(part(chips[1], "chipSymbol")->property("symbol").toString(), QStringLiteral("lock.doc"));
+        QCOMPARE(part(chips[0], "chipSymbol")->property("symbol").toString(),
+                 QStringLiteral("doc.richtext"));
+        QCOMPARE(part(chips[1], "chipSymbol")->property("symbol").toString(),
+                 QStringLiteral("lock.doc"));
         auto *remove = part<QToolButton>(chips[0], "chipRemove");
-        QCOMPARE(remove->toolTip(), QStringLiteral("Remove from Quirebook (the file on disk is untouched)"));
+        QCOMPARE(remove->toolTip(),
+                 QStringLiteral("Remove from Quirebook (the file on disk is untouched)"));
         QTest::mouseClick(remove, Qt::LeftButton);
         QCOMPARE(ws.files().size(), 2);
         QVERIFY(QFileInfo::exists(m_a));
         // The first remaining PDF is chosen and marked.
         QCOMPARE(ws.current()->fileName(), QStringLiteral("limited.pdf"));
         QTRY_COMPARE(bar.findChildren<QWidget *>(QStringLiteral("fileChip")).size(), 1);
-        QVERIFY(bar.findChildren<QWidget *>(QStringLiteral("fileChip")).first()->property("chosen").toBool());
+        QVERIFY(bar.findChildren<QWidget *>(QStringLiteral("fileChip"))
+                    .first()
+                    ->property("chosen")
+                    .toBool());
     }
 
     void jobBarShowsEachState()
@@ -369,11 +402,13 @@ private Q_SLOTS:
 
         // A long failure wraps onto as many lines as it needs; the close button returns to nothing.
         host.resize(420, 200);
-        const QString message = QStringLiteral("Quirebook can't write next to “a rather long file name.pdf”. "
-                                               "Copy the file to your Desktop or Documents first.");
-        job.run(QStringLiteral("Merging"), [message](const Progress &, const IsCancelled &) -> Outcome {
-            throw PDFError::failed(message);
-        });
+        const QString message =
+            QStringLiteral("Quirebook can't write next to “a rather long file name.pdf”. "
+                           "Copy the file to your Desktop or Documents first.");
+        job.run(QStringLiteral("Merging"),
+                [message](const Progress &, const IsCancelled &) -> Outcome {
+                    throw PDFError::failed(message);
+                });
         QTRY_COMPARE(labelText(&bar, "jobTitle"), message);
         auto *title = part<QLabel>(&bar, "jobTitle");
         QTRY_VERIFY(title->height() >= title->heightForWidth(title->width()));
@@ -387,7 +422,9 @@ private Q_SLOTS:
         QStringList revealed;
         Reveal::setHandler([&revealed](const QStringList &paths) { revealed = paths; });
         job.run(QStringLiteral("Merging"), [](const Progress &, const IsCancelled &) {
-            return Outcome{QStringLiteral("Merged 4 pages"), QStringLiteral("x.pdf · 1 kB"), {QStringLiteral("/tmp/x.pdf")}};
+            return Outcome{QStringLiteral("Merged 4 pages"),
+                           QStringLiteral("x.pdf · 1 kB"),
+                           {QStringLiteral("/tmp/x.pdf")}};
         });
         QTRY_COMPARE(labelText(&bar, "jobDetail"), QStringLiteral("x.pdf · 1 kB"));
         auto *show = part<QPushButton>(&bar, "jobShow");
@@ -398,11 +435,12 @@ private Q_SLOTS:
         Reveal::setHandler({});
 
         // Cancel returns the bar to nothing.
-        job.run(QStringLiteral("Merging"), [](const Progress &, const IsCancelled &isCancelled) -> Outcome {
-            while (!isCancelled())
-                QThread::msleep(5);
-            throw PDFError::cancelled();
-        });
+        job.run(QStringLiteral("Merging"),
+                [](const Progress &, const IsCancelled &isCancelled) -> Outcome {
+                    while (!isCancelled())
+                        QThread::msleep(5);
+                    throw PDFError::cancelled();
+                });
         QTest::mouseClick(part<QPushButton>(&bar, "jobCancel"), Qt::LeftButton);
         QTRY_VERIFY(std::holds_alternative<Job::Idle>(job.state()));
         QVERIFY(!bar.isVisible());
@@ -412,7 +450,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("accept");
         QTest::addColumn<std::optional<QString>>("answer");
-        QTest::newRow("typed and opened") << true << std::optional<QString>(QStringLiteral("s3cret ü"));
+        QTest::newRow("typed and opened")
+            << true << std::optional<QString>(QStringLiteral("s3cret ü"));
         QTest::newRow("cancelled") << false << std::optional<QString>();
     }
     void passwordAlert()
@@ -453,7 +492,8 @@ private Q_SLOTS:
         // the document's own page keeps its rotation.
         DocSpec layout;
         layout.pages = {{QStringLiteral("Heading at the top"), {612, 792}, 270, {}}};
-        std::shared_ptr<const PDFDocument> doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("turned.pdf"));
+        std::shared_ptr<const PDFDocument> doc =
+            PDFDocument::fromBytes(makePDF(layout), QStringLiteral("turned.pdf"));
         PageThumb upright(doc, 0, 90, 80);
         PageThumb asStored(doc, 0, 0, 80);
         upright.show();
@@ -472,7 +512,8 @@ private Q_SLOTS:
                     ++all;
                     top += y < image.height() / 2;
                 }
-        QVERIFY2(all > 0 && top > all * 9 / 10, qPrintable(QStringLiteral("%1 of %2").arg(top).arg(all)));
+        QVERIFY2(all > 0 && top > all * 9 / 10,
+                 qPrintable(QStringLiteral("%1 of %2").arg(top).arg(all)));
         QCOMPARE(doc->page(0)->rotation, 270);
     }
 
@@ -485,7 +526,8 @@ private Q_SLOTS:
         QVERIFY(one.pageThumb());
         one.show();
         QTRY_VERIFY(one.pageThumb()->hasImage());
-        QCOMPARE(one.pageThumb()->image().height(), 104); // twice the shown height, for sharp pictures
+        QCOMPARE(one.pageThumb()->image().height(),
+                 104); // twice the shown height, for sharp pictures
     }
 
     void thumbnailsAreDrawnOnceAndShared()
@@ -510,7 +552,8 @@ private Q_SLOTS:
             QSKIP("QUIREBOOK_CORPUS is not set");
         const auto passwords = corpusPasswords();
         int drawn = 0;
-        for (const QString &name : QDir(dir).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name)) {
+        for (const QString &name :
+             QDir(dir).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name)) {
             QList<std::optional<QString>> answers;
             if (passwords.value(name).contains(QStringLiteral("user")))
                 answers << passwords[name][QStringLiteral("user")];
@@ -520,7 +563,8 @@ private Q_SLOTS:
             ws.add({QDir(dir).filePath(name)});
             if (ws.files().isEmpty()) {
                 // Refused at intake, with a sentence naming the file.
-                QVERIFY2(ws.notice().value_or(QString()).contains(u'“' + name + u'”'), qPrintable(name));
+                QVERIFY2(ws.notice().value_or(QString()).contains(u'“' + name + u'”'),
+                         qPrintable(name));
                 continue;
             }
             FirstPageThumb thumb(ws.files().first().doc, 52);

@@ -81,7 +81,8 @@ private Q_SLOTS:
         CompressScreen screen(ws);
         screen.show();
         QCOMPARE(labelText(&screen, "pageTitle"), QStringLiteral("Compress"));
-        QCOMPARE(labelText(&screen, "pageSubtitle"), QStringLiteral("Make big PDFs small enough to email."));
+        QCOMPARE(labelText(&screen, "pageSubtitle"),
+                 QStringLiteral("Make big PDFs small enough to email."));
         QVERIFY(screen.findChild<EmptyDrop *>());
         QVERIFY(!panel(&screen));
     }
@@ -97,23 +98,25 @@ private Q_SLOTS:
         CompressScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QCOMPARE(labelText(panel(&screen), "compressSize"), Tasks::compressCurrentSize(m_photos.size()));
+        QCOMPARE(labelText(panel(&screen), "compressSize"), Compress::currentSize(m_photos.size()));
         const auto shown = cards(&screen);
-        const auto expected = Tasks::compressLevelCards();
+        const auto expected = Compress::levelCards();
         QCOMPARE(shown.size(), expected.size());
         for (int i = 0; i < shown.size(); ++i) {
             QCOMPARE(shown[i]->property("level").toInt(), int(expected[i].level));
             QCOMPARE(labelText(shown[i], "levelTitle"), expected[i].title);
             QCOMPARE(labelText(shown[i], "levelDescription"), expected[i].description);
-            QVERIFY(i == 0 || (shown[i - 1]->x() < shown[i]->x() && shown[i - 1]->y() == shown[i]->y()));
+            QVERIFY(i == 0 ||
+                    (shown[i - 1]->x() < shown[i]->x() && shown[i - 1]->y() == shown[i]->y()));
         }
         QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::Balanced)});
-        QCOMPARE(labelText(panel(&screen), "compressNote"), Tasks::compressNote());
+        QCOMPARE(labelText(panel(&screen), "compressNote"), Compress::note());
         QCOMPARE(button(&screen, "compressButton")->text(), QStringLiteral("Compress"));
         QVERIFY(button(&screen, "compressButton")->isEnabled());
         QVERIFY(!screen.findChild<QWidget *>(QStringLiteral("jobBar"))->isVisible());
 
-        for (CompressionLevel level : {CompressionLevel::Small, CompressionLevel::Balanced, CompressionLevel::High}) {
+        for (CompressionLevel level :
+             {CompressionLevel::Small, CompressionLevel::Balanced, CompressionLevel::High}) {
             QTest::mouseClick(cards(&screen)[int(level)], Qt::LeftButton);
             QCOMPARE(screen.model().level(), level);
             QCOMPARE(chosen(&screen), QList<int>{int(level)});
@@ -121,7 +124,8 @@ private Q_SLOTS:
         ws.select(ws.files().last().id);
         QCOMPARE(screen.model().level(), CompressionLevel::High);
         QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::High)});
-        QCOMPARE(labelText(panel(&screen), "compressSize"), Tasks::compressCurrentSize(ws.files().last().bytes));
+        QCOMPARE(labelText(panel(&screen), "compressSize"),
+                 Compress::currentSize(ws.files().last().bytes));
         QTest::keyClick(cards(&screen)[int(CompressionLevel::Small)], Qt::Key_Space);
         QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::Small)});
     }
@@ -146,9 +150,10 @@ private Q_SLOTS:
         QVERIFY(finish(screen));
         QVERIFY(compress->isEnabled());
         const QString result = dir.filePath(QStringLiteral("Photos compressed.pdf"));
-        const PDFOps::CompressResult sizes{QFileInfo(source).size(), QFileInfo(result).size(), false};
+        const PDFOps::CompressResult sizes{QFileInfo(source).size(), QFileInfo(result).size(),
+                                           false};
         QCOMPARE(labelText(panel(&screen), "jobTitle"),
-                 Tasks::compressOutcome(sizes, QStringLiteral("Photos.pdf"), result).title);
+                 Compress::outcome(sizes, QStringLiteral("Photos.pdf"), result).title);
         QCOMPARE(labelText(panel(&screen), "jobDetail"), QStringLiteral("Photos compressed.pdf"));
         // The chosen level reached the work: balanced keeps all 1600 pixels.
         const auto images = imagesOf(readFile(result));
@@ -195,7 +200,8 @@ private Q_SLOTS:
         }
         QVERIFY(finish(screen));
         // The source itself went with its folder: the job says so.
-        QCOMPARE(labelText(panel(&screen), "jobTitle"), PDFError::unreadable(QStringLiteral("Report.pdf")).description());
+        QCOMPARE(labelText(panel(&screen), "jobTitle"),
+                 PDFError::unreadable(QStringLiteral("Report.pdf")).description());
         QVERIFY(!QFileInfo::exists(destination));
         QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }

@@ -22,8 +22,7 @@ using Mode = Convert::Mode;
 Q_DECLARE_METATYPE(Convert::Mode)
 
 namespace {
-template <typename T>
-T *part(const ConvertScreen &screen, const char *name)
+template <typename T> T *part(const ConvertScreen &screen, const char *name)
 {
     QWidget *content = screen.page()->content();
     return content ? content->findChild<T *>(QLatin1String(name)) : nullptr;
@@ -43,7 +42,8 @@ bool shows(const ConvertScreen &screen, const char *name)
 
 QPushButton *modeButton(const ConvertScreen &screen, Mode mode)
 {
-    for (auto *b : screen.page()->content()->findChildren<QPushButton *>(QStringLiteral("convertMode")))
+    for (auto *b :
+         screen.page()->content()->findChildren<QPushButton *>(QStringLiteral("convertMode")))
         if (b->property("mode").toInt() == int(mode))
             return b;
     return nullptr;
@@ -51,7 +51,8 @@ QPushButton *modeButton(const ConvertScreen &screen, Mode mode)
 
 QStringList everything(const QString &folder)
 {
-    return QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+    return QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::Dirs | QDir::NoDotAndDotDot,
+                                  QDir::Name);
 }
 
 bool finish(const ConvertScreen &screen)
@@ -96,13 +97,15 @@ private Q_SLOTS:
         QCOMPARE(quality->currentText(), QStringLiteral("Good (150 dpi)"));
         QCOMPARE(text(screen, "convertPicturesNote"), Convert::picturesNote());
         QCOMPARE(text(screen, "convertTextNote"), Convert::textNote());
-        QCOMPARE(part<QPushButton>(screen, "savePicturesButton")->text(), Convert::savePicturesTitle());
+        QCOMPARE(part<QPushButton>(screen, "savePicturesButton")->text(),
+                 Convert::savePicturesTitle());
         QCOMPARE(part<QPushButton>(screen, "saveTextButton")->text(), Convert::saveTextTitle());
 
         for (const Mode mode : {Mode::Text, Mode::Images}) {
             QTest::mouseClick(modeButton(screen, mode), Qt::LeftButton);
             QCOMPARE(screen.model().mode(), mode);
-            for (const char *name : {"convertFormat", "convertQuality", "convertPicturesNote", "savePicturesButton"})
+            for (const char *name :
+                 {"convertFormat", "convertQuality", "convertPicturesNote", "savePicturesButton"})
                 QVERIFY2(shows(screen, name) == (mode == Mode::Images), name);
             for (const char *name : {"convertTextNote", "saveTextButton"})
                 QVERIFY2(shows(screen, name) == (mode == Mode::Text), name);
@@ -144,10 +147,13 @@ private Q_SLOTS:
         QCOMPARE(text(screen, "jobTitle"), QStringLiteral("Saved 2 pictures"));
         QVERIFY(save->isEnabled());
         const QString last = QStringLiteral("Report page 2.") + (format == 0 ? "png" : "jpg");
-        QCOMPARE(everything(folder), (QStringList{QStringLiteral("Report page 1.") + (format == 0 ? "png" : "jpg"), last}));
+        QCOMPARE(
+            everything(folder),
+            (QStringList{QStringLiteral("Report page 1.") + (format == 0 ? "png" : "jpg"), last}));
         QImageReader reader(folder + u'/' + last);
         QCOMPARE(reader.format(), format == 0 ? QByteArray("png") : QByteArray("jpeg"));
-        QVERIFY2(qAbs(reader.size().width() - width) <= 1, qPrintable(QString::number(reader.size().width())));
+        QVERIFY2(qAbs(reader.size().width() - width) <= 1,
+                 qPrintable(QString::number(reader.size().width())));
         QCOMPARE(everything(dir.path()), (QStringList{"Report pictures", "Report.pdf"}));
     }
 
@@ -157,9 +163,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<Mode>("mode");
         QTest::addColumn<QString>("message");
-        QTest::newRow("pictures") << Mode::Images
-                                  << "Quirebook can't write next to “Report.pdf”. Copy the file to your "
-                                     "Desktop or Documents first.";
+        QTest::newRow("pictures")
+            << Mode::Images
+            << "Quirebook can't write next to “Report.pdf”. Copy the file to your "
+               "Desktop or Documents first.";
         QTest::newRow("text") << Mode::Text << Convert::noFolderText();
     }
     void noFolder()
@@ -174,7 +181,8 @@ private Q_SLOTS:
         showScreen(screen);
         QVERIFY(QDir(dir.path()).rename(QStringLiteral("in"), QStringLiteral("moved")));
         QTest::mouseClick(modeButton(screen, mode), Qt::LeftButton);
-        QTest::mouseClick(part<QPushButton>(screen, mode == Mode::Images ? "savePicturesButton" : "saveTextButton"),
+        QTest::mouseClick(part<QPushButton>(screen, mode == Mode::Images ? "savePicturesButton"
+                                                                         : "saveTextButton"),
                           Qt::LeftButton);
         QCOMPARE(screen.model().job().state(), Job::State(Job::Failed{message}));
         QVERIFY(shows(screen, "jobBar"));
@@ -189,8 +197,9 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         Workspace ws;
-        ws.add({writeFile(dir.filePath(QStringLiteral("A.pdf")), textPDF(2, QStringLiteral("Alpha"))),
-                writeFile(dir.filePath(QStringLiteral("B.pdf")), textPDF(1, QStringLiteral("Beta")))});
+        ws.add(
+            {writeFile(dir.filePath(QStringLiteral("A.pdf")), textPDF(2, QStringLiteral("Alpha"))),
+             writeFile(dir.filePath(QStringLiteral("B.pdf")), textPDF(1, QStringLiteral("Beta")))});
         ws.select(ws.pdfs().first().id);
         ConvertScreen screen(ws);
         showScreen(screen);
@@ -210,7 +219,8 @@ private Q_SLOTS:
         QVERIFY(modeButton(screen, Mode::Text)->isChecked());
         QVERIFY(shows(screen, "saveTextButton"));
         QCOMPARE(part<QComboBox>(screen, "convertFormat")->currentText(), QStringLiteral("JPEG"));
-        QCOMPARE(part<QComboBox>(screen, "convertQuality")->currentText(), QStringLiteral("Print (300 dpi)"));
+        QCOMPARE(part<QComboBox>(screen, "convertQuality")->currentText(),
+                 QStringLiteral("Print (300 dpi)"));
         QCOMPARE(screen.model().dpi(), 300.0);
 
         QTest::mouseClick(part<QPushButton>(screen, "saveTextButton"), Qt::LeftButton);

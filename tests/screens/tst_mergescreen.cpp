@@ -72,13 +72,16 @@ private Q_SLOTS:
     void initTestCase()
     {
         Symbols::installTheme();
-        for (const auto &[name, pages] : {std::pair{"Report", 3}, std::pair{"Annex", 2}, std::pair{"Single", 1}})
-            writeFile(m_dir.filePath(name + QStringLiteral(".pdf")), textPDF(pages, QLatin1String(name)));
+        for (const auto &[name, pages] :
+             {std::pair{"Report", 3}, std::pair{"Annex", 2}, std::pair{"Single", 1}})
+            writeFile(m_dir.filePath(name + QStringLiteral(".pdf")),
+                      textPDF(pages, QLatin1String(name)));
         WriteOptions limited;
         limited.encrypt = true;
         limited.ownerPassword = QStringLiteral("boss");
         limited.allowChanges = false;
-        writeFile(m_dir.filePath(QStringLiteral("Limited.pdf")), makePDF(numberedPages(2), limited));
+        writeFile(m_dir.filePath(QStringLiteral("Limited.pdf")),
+                  makePDF(numberedPages(2), limited));
         writeFile(m_dir.filePath(QStringLiteral("Photo.png")), encode(marker(400, 300), "PNG"));
     }
 
@@ -89,16 +92,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("summary");
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<bool>("banner");
-        QTest::newRow("one page is still pages") << QStringList{"Single.pdf"} << QStringList{"1 page · %1"}
-                                                 << "1 file · 1 pages" << false << false;
-        QTest::newRow("two files") << QStringList{"Report.pdf", "Annex.pdf"} << QStringList{"3 pages · %1", "2 pages · %1"}
-                                   << "2 files · 5 pages" << true << false;
-        QTest::newRow("picture counts one page") << QStringList{"Photo.png", "Single.pdf"}
-                                                 << QStringList{"1 page · %1 · picture", "1 page · %1"}
-                                                 << "2 files · 2 pages" << true << false;
-        QTest::newRow("one restricted") << QStringList{"Report.pdf", "Limited.pdf", "Annex.pdf"}
-                                        << QStringList{"3 pages · %1", "2 pages · %1 · restricted", "2 pages · %1"}
-                                        << "3 files · 7 pages" << false << true;
+        QTest::newRow("one page is still pages")
+            << QStringList{"Single.pdf"} << QStringList{"1 page · %1"} << "1 file · 1 pages"
+            << false << false;
+        QTest::newRow("two files")
+            << QStringList{"Report.pdf", "Annex.pdf"} << QStringList{"3 pages · %1", "2 pages · %1"}
+            << "2 files · 5 pages" << true << false;
+        QTest::newRow("picture counts one page")
+            << QStringList{"Photo.png", "Single.pdf"}
+            << QStringList{"1 page · %1 · picture", "1 page · %1"} << "2 files · 2 pages" << true
+            << false;
+        QTest::newRow("one restricted")
+            << QStringList{"Report.pdf", "Limited.pdf", "Annex.pdf"}
+            << QStringList{"3 pages · %1", "2 pages · %1 · restricted", "2 pages · %1"}
+            << "3 files · 7 pages" << false << true;
     }
     void rowsFooterAndButton()
     {
@@ -118,11 +125,18 @@ private Q_SLOTS:
         QCOMPARE(shown.size(), files.size());
         for (int i = 0; i < files.size(); ++i) {
             QCOMPARE(labelText(shown[i], "rowName"), files[i]);
-            QCOMPARE(labelText(shown[i], "rowCaption"), captions[i].arg(Format::bytes(QFileInfo(m_dir.filePath(files[i])).size())));
+            QCOMPARE(labelText(shown[i], "rowCaption"),
+                     captions[i].arg(Format::bytes(QFileInfo(m_dir.filePath(files[i])).size())));
             // Restricted: an orange caption and a button for the owner password.
             const bool restricted = captions[i].endsWith(QLatin1String("restricted"));
-            QCOMPARE(shown[i]->findChild<QLabel *>(QStringLiteral("rowCaption"))->property("restricted").toBool(), restricted);
-            QCOMPARE(shown[i]->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword")) != nullptr, restricted);
+            QCOMPARE(shown[i]
+                         ->findChild<QLabel *>(QStringLiteral("rowCaption"))
+                         ->property("restricted")
+                         .toBool(),
+                     restricted);
+            QCOMPARE(shown[i]->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword")) !=
+                         nullptr,
+                     restricted);
         }
         QCOMPARE(labelText(&screen, "mergeSummary"), summary);
         auto *merge = screen.findChild<QPushButton *>(QStringLiteral("mergeButton"));
@@ -130,12 +144,14 @@ private Q_SLOTS:
         QCOMPARE(merge->isEnabled(), enabled);
         auto *bannerWidget = screen.findChild<Banner *>();
         QCOMPARE(bannerWidget->isVisible(), banner);
-        QCOMPARE(bannerWidget->text(), QStringLiteral("Some files have restrictions set by their owner. Enter the "
-                                                      "owner password for them, or remove them from the list."));
+        QCOMPARE(bannerWidget->text(),
+                 QStringLiteral("Some files have restrictions set by their owner. Enter the "
+                                "owner password for them, or remove them from the list."));
         if (!banner)
             return;
         // The owner password given on the row, it is an ordinary row and the files can be merged.
-        auto *unlock = row(&screen, QStringLiteral("Limited.pdf"))->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword"));
+        auto *unlock = row(&screen, QStringLiteral("Limited.pdf"))
+                           ->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword"));
         QCOMPARE(unlock->text(), QStringLiteral("Enter Owner Password…"));
         QTest::mouseClick(unlock, Qt::LeftButton);
         QCOMPARE(dialogs.asked.size(), 1);
@@ -143,7 +159,10 @@ private Q_SLOTS:
         QVERIFY(merge->isEnabled());
         QWidget *unlocked = row(&screen, QStringLiteral("Limited.pdf"));
         QVERIFY(!unlocked->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword")));
-        QCOMPARE(labelText(unlocked, "rowCaption"), QStringLiteral("2 pages · ") + Format::bytes(QFileInfo(m_dir.filePath(QStringLiteral("Limited.pdf"))).size()));
+        QCOMPARE(
+            labelText(unlocked, "rowCaption"),
+            QStringLiteral("2 pages · ") +
+                Format::bytes(QFileInfo(m_dir.filePath(QStringLiteral("Limited.pdf"))).size()));
     }
 
     void emptyScreenShowsOnlyThePrompt()
@@ -157,16 +176,21 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
         QCOMPARE(labelText(&screen, "pageTitle"), QStringLiteral("Merge"));
         QCOMPARE(labelText(&screen, "pageSubtitle"),
-                 QStringLiteral("Combine PDFs and pictures into one file. Drag the rows to set the order."));
+                 QStringLiteral(
+                     "Combine PDFs and pictures into one file. Drag the rows to set the order."));
         auto *prompt = screen.findChild<EmptyDrop *>();
         QVERIFY(prompt->isVisible());
         QCOMPARE(labelText(prompt, "emptyDropText"), QStringLiteral("Drop PDFs and pictures here"));
-        QCOMPARE(labelText(prompt, "emptyDropHint"), QStringLiteral("JPG, PNG and HEIC pictures work too"));
+        QCOMPARE(labelText(prompt, "emptyDropHint"),
+                 QStringLiteral("JPG, PNG and HEIC pictures work too"));
         QVERIFY(!screen.findChild<QPushButton *>(QStringLiteral("mergeButton"))->isVisible());
-        // A file chosen in the open panel brings the list; removing the last brings the prompt back.
-        QTest::mouseClick(prompt->findChild<QPushButton *>(QStringLiteral("chooseFiles")), Qt::LeftButton);
+        // A file chosen in the open panel brings the list; removing the last brings the prompt
+        // back.
+        QTest::mouseClick(prompt->findChild<QPushButton *>(QStringLiteral("chooseFiles")),
+                          Qt::LeftButton);
         QVERIFY(!prompt->isVisible());
-        QTest::mouseClick(row(&screen, QStringLiteral("Report.pdf"))->findChild<QToolButton *>(QStringLiteral("rowRemove")),
+        QTest::mouseClick(row(&screen, QStringLiteral("Report.pdf"))
+                              ->findChild<QToolButton *>(QStringLiteral("rowRemove")),
                           Qt::LeftButton);
         QVERIFY(ws.files().isEmpty());
         QVERIFY(prompt->isVisible());
@@ -178,10 +202,14 @@ private Q_SLOTS:
         QTest::addColumn<int>("from"); // -1: files from outside, left to the tool area
         QTest::addColumn<int>("to");   // the row the drop lands on, its upper half
         QTest::addColumn<QStringList>("order");
-        QTest::newRow("last to first") << 2 << 0 << QStringList{"Single.pdf", "Report.pdf", "Annex.pdf"};
-        QTest::newRow("first to the end") << 0 << 3 << QStringList{"Annex.pdf", "Single.pdf", "Report.pdf"};
-        QTest::newRow("onto itself") << 1 << 1 << QStringList{"Report.pdf", "Annex.pdf", "Single.pdf"};
-        QTest::newRow("files from outside") << -1 << 0 << QStringList{"Report.pdf", "Annex.pdf", "Single.pdf"};
+        QTest::newRow("last to first")
+            << 2 << 0 << QStringList{"Single.pdf", "Report.pdf", "Annex.pdf"};
+        QTest::newRow("first to the end")
+            << 0 << 3 << QStringList{"Annex.pdf", "Single.pdf", "Report.pdf"};
+        QTest::newRow("onto itself")
+            << 1 << 1 << QStringList{"Report.pdf", "Annex.pdf", "Single.pdf"};
+        QTest::newRow("files from outside")
+            << -1 << 0 << QStringList{"Report.pdf", "Annex.pdf", "Single.pdf"};
     }
     void draggingARowMovesTheFile()
     {
@@ -219,7 +247,8 @@ private Q_SLOTS:
             shown << labelText(r, "rowName");
         QCOMPARE(shown, order);
         // The suggestion follows too: "<first> merged".
-        QCOMPARE(screen.model().suggestedName(), QFileInfo(order.first()).completeBaseName() + QStringLiteral(" merged"));
+        QCOMPARE(screen.model().suggestedName(),
+                 QFileInfo(order.first()).completeBaseName() + QStringLiteral(" merged"));
     }
 
     void mergeThroughTheScreen()
@@ -240,8 +269,10 @@ private Q_SLOTS:
         QTest::mouseClick(add, Qt::LeftButton);
         auto *merge = screen.findChild<QPushButton *>(QStringLiteral("mergeButton"));
         QTest::mouseClick(merge, Qt::LeftButton);
-        // The panel opens in the first file's folder with the suggested name; cancelled, nothing starts.
-        QCOMPARE(dialogs.saveProposals, QStringList{QFileInfo(m_dir.path()).absoluteFilePath() + u'|' + "Annex merged.pdf"});
+        // The panel opens in the first file's folder with the suggested name; cancelled, nothing
+        // starts.
+        QCOMPARE(dialogs.saveProposals, QStringList{QFileInfo(m_dir.path()).absoluteFilePath() +
+                                                    u'|' + "Annex merged.pdf"});
         QVERIFY(std::holds_alternative<Job::Idle>(screen.model().job().state()));
         QVERIFY(!screen.findChild<QWidget *>(QStringLiteral("jobBar"))->isVisible());
         QTest::mouseClick(merge, Qt::LeftButton);
@@ -251,19 +282,22 @@ private Q_SLOTS:
         ws.add(paths({"Single.pdf"}));
         QTRY_VERIFY_WITH_TIMEOUT(!screen.model().job().isRunning(), 60000);
         QCOMPARE(labelText(&screen, "jobTitle"), QStringLiteral("Merged 6 pages"));
-        QCOMPARE(labelText(&screen, "jobDetail"), QStringLiteral("Together.pdf · ") + Format::bytes(QFileInfo(destination).size()));
+        QCOMPARE(labelText(&screen, "jobDetail"),
+                 QStringLiteral("Together.pdf · ") + Format::bytes(QFileInfo(destination).size()));
         QVERIFY(merge->isEnabled());
         QFile written(destination);
         QVERIFY(written.open(QIODevice::ReadOnly));
         QStringList texts;
         for (const QString &text : popplerPageTexts(written.readAll()))
             texts << text.trimmed();
-        QCOMPARE(texts, (QStringList{"Annex 1", "Annex 2", "", "Report 1", "Report 2", "Report 3"}));
+        QCOMPARE(texts,
+                 (QStringList{"Annex 1", "Annex 2", "", "Report 1", "Report 2", "Report 3"}));
         QVERIFY(temporaryFiles(out.path()).isEmpty());
 
         QStringList revealed;
         Reveal::setHandler([&revealed](const QStringList &p) { revealed = p; });
-        QTest::mouseClick(screen.findChild<QPushButton *>(QStringLiteral("jobShow")), Qt::LeftButton);
+        QTest::mouseClick(screen.findChild<QPushButton *>(QStringLiteral("jobShow")),
+                          Qt::LeftButton);
         Reveal::setHandler({});
         QCOMPARE(revealed, QStringList{destination});
     }

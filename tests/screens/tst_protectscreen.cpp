@@ -37,9 +37,15 @@ void type(QLineEdit *field, const QString &text)
 }
 
 // A click on a toggle's box (the widget is wider than what takes clicks).
-void toggle(QCheckBox *box) { QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2)); }
+void toggle(QCheckBox *box)
+{
+    QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
+}
 
-void click(QPushButton *button) { QTest::mouseClick(button, Qt::LeftButton); }
+void click(QPushButton *button)
+{
+    QTest::mouseClick(button, Qt::LeftButton);
+}
 
 } // namespace
 
@@ -71,8 +77,7 @@ class TestProtectScreen : public QObject {
 
     // A widget of the panel on show (panels of files chosen before linger
     // until deleted, so search the current one only).
-    template <typename T = QWidget>
-    T *part(const char *name) const
+    template <typename T = QWidget> T *part(const char *name) const
     {
         QWidget *content = m_screen->page()->content();
         return content ? content->findChild<T *>(QLatin1String(name)) : nullptr;
@@ -90,9 +95,10 @@ class TestProtectScreen : public QObject {
         return w && w->isVisibleTo(m_screen->page());
     }
 
-    QPushButton *modeButton(ProtectForm::Mode mode) const
+    QPushButton *modeButton(Protect::Mode mode) const
     {
-        for (auto *b : m_screen->page()->content()->findChildren<QPushButton *>(QStringLiteral("protectMode")))
+        for (auto *b : m_screen->page()->content()->findChildren<QPushButton *>(
+                 QStringLiteral("protectMode")))
             if (b->property("mode").toInt() == int(mode))
                 return b;
         return nullptr;
@@ -104,7 +110,10 @@ class TestProtectScreen : public QObject {
         type(part<QLineEdit>("protectPasswordAgain"), password);
     }
 
-    bool finish() { return QTest::qWaitFor([this] { return !model().job().isRunning(); }, 60000); }
+    bool finish()
+    {
+        return QTest::qWaitFor([this] { return !model().job().isRunning(); }, 60000);
+    }
 
 private Q_SLOTS:
     void initTestCase() { Symbols::installTheme(); }
@@ -115,8 +124,10 @@ private Q_SLOTS:
         m_ws.reset();
         m_dir = std::make_unique<QTemporaryDir>();
         writeFile(path(QStringLiteral("Report.pdf")), textPDF(3, QStringLiteral("Report")));
-        writeFile(path(QStringLiteral("Secret.pdf")), makePDF(numberedPages(2, QStringLiteral("Secret")), tenantLock()));
-        m_dialogs = std::make_unique<ScriptedDialogs>(QList<std::optional<QString>>{QStringLiteral("tenant")});
+        writeFile(path(QStringLiteral("Secret.pdf")),
+                  makePDF(numberedPages(2, QStringLiteral("Secret")), tenantLock()));
+        m_dialogs = std::make_unique<ScriptedDialogs>(
+            QList<std::optional<QString>>{QStringLiteral("tenant")});
         m_ws = std::make_unique<Workspace>();
         m_ws->setDialogs(m_dialogs.get());
     }
@@ -124,16 +135,18 @@ private Q_SLOTS:
     void addModeTexts()
     {
         show({QStringLiteral("Report.pdf")});
-        QVERIFY(modeButton(ProtectForm::Mode::Add)->isChecked());
-        QCOMPARE(modeButton(ProtectForm::Mode::Add)->text(), QStringLiteral("Add a password"));
-        QCOMPARE(modeButton(ProtectForm::Mode::Remove)->text(), QStringLiteral("Remove the password"));
+        QVERIFY(modeButton(Protect::Mode::Add)->isChecked());
+        QCOMPARE(modeButton(Protect::Mode::Add)->text(), QStringLiteral("Add a password"));
+        QCOMPARE(modeButton(Protect::Mode::Remove)->text(), QStringLiteral("Remove the password"));
         QCOMPARE(part<QCheckBox>("protectPrinting")->text(), QStringLiteral("Allow printing"));
-        QCOMPARE(part<QCheckBox>("protectCopying")->text(), QStringLiteral("Allow copying text and pictures"));
+        QCOMPARE(part<QCheckBox>("protectCopying")->text(),
+                 QStringLiteral("Allow copying text and pictures"));
         QVERIFY(part<QCheckBox>("protectPrinting")->isChecked());
         QVERIFY(part<QCheckBox>("protectCopying")->isChecked());
-        QCOMPARE(text("protectNote"),
-                 QStringLiteral("Anyone opening the file needs this password. If you forget it, nobody "
-                                "can open the file, so keep it somewhere safe."));
+        QCOMPARE(
+            text("protectNote"),
+            QStringLiteral("Anyone opening the file needs this password. If you forget it, nobody "
+                           "can open the file, so keep it somewhere safe."));
         QCOMPARE(text("protectMismatch"), QStringLiteral("The two passwords are different."));
         QCOMPARE(part<QPushButton>("protectButton")->text(), QStringLiteral("Protect"));
         QVERIFY(shows("protectAdd"));
@@ -154,20 +167,22 @@ private Q_SLOTS:
         QFETCH(bool, offer);
         show({file});
         QCOMPARE(m_ws->pdfs().size(), 1);
-        click(modeButton(ProtectForm::Mode::Remove));
-        QCOMPARE(model().form().mode, ProtectForm::Mode::Remove);
+        click(modeButton(Protect::Mode::Remove));
+        QCOMPARE(model().request().mode, Protect::Mode::Remove);
         QVERIFY(!shows("protectAdd"));
         QVERIFY(shows("protectRemove"));
         QCOMPARE(shows("banner"), !offer);
         QCOMPARE(text("bannerText"), QStringLiteral("This file has no password."));
-        QCOMPARE(ProtectForm::noPasswordSymbol(), QStringLiteral("info.circle.fill"));
-        QVERIFY(!Symbols::pixmap(ProtectForm::noPasswordSymbol(), 18, Qt::blue).isNull());
+        QCOMPARE(Protect::noPasswordSymbol(), QStringLiteral("info.circle.fill"));
+        QVERIFY(!Symbols::pixmap(Protect::noPasswordSymbol(), 18, Qt::blue).isNull());
         QCOMPARE(shows("protectRemoveText"), offer);
-        QCOMPARE(text("protectRemoveText"),
-                 QStringLiteral("You opened this file with its password. Quirebook will save a copy "
-                                "that opens without one."));
+        QCOMPARE(
+            text("protectRemoveText"),
+            QStringLiteral("You opened this file with its password. Quirebook will save a copy "
+                           "that opens without one."));
         QCOMPARE(shows("removePasswordButton"), offer);
-        QCOMPARE(part<QPushButton>("removePasswordButton")->text(), QStringLiteral("Remove Password"));
+        QCOMPARE(part<QPushButton>("removePasswordButton")->text(),
+                 QStringLiteral("Remove Password"));
         QCOMPARE(model().canRemove(), offer);
     }
 
@@ -188,8 +203,8 @@ private Q_SLOTS:
         QVERIFY(!shows("protectMismatch"));
         QVERIFY(!protect->isEnabled());
         type(again, QStringLiteral("x"));
-        QCOMPARE(model().form().password, password);
-        QCOMPARE(model().form().passwordAgain, QStringLiteral("x"));
+        QCOMPARE(model().request().password, password);
+        QCOMPARE(model().passwordAgain(), QStringLiteral("x"));
         QVERIFY(shows("protectMismatch"));
         QVERIFY(!protect->isEnabled());
         QTest::keyClick(again, Qt::Key_Return);
@@ -200,16 +215,17 @@ private Q_SLOTS:
         QVERIFY(protect->isEnabled());
 
         toggle(part<QCheckBox>("protectPrinting"));
-        QVERIFY(!model().form().printing && model().form().copying);
+        QVERIFY(!model().request().allowPrinting && model().request().allowCopying);
         toggle(part<QCheckBox>("protectPrinting"));
         toggle(part<QCheckBox>("protectCopying"));
-        QVERIFY(model().form().printing && !model().form().copying);
+        QVERIFY(model().request().allowPrinting && !model().request().allowCopying);
 
         click(protect);
-        QVERIFY(model().job().isRunning() || std::holds_alternative<Job::Done>(model().job().state()));
+        QVERIFY(model().job().isRunning() ||
+                std::holds_alternative<Job::Done>(model().job().state()));
         QCOMPARE(field->text(), QString());
         QCOMPARE(again->text(), QString());
-        QVERIFY(model().form().password.isEmpty() && model().form().passwordAgain.isEmpty());
+        QVERIFY(model().request().password.isEmpty() && model().passwordAgain().isEmpty());
         QVERIFY(!protect->isEnabled());
         QVERIFY(finish());
         QCOMPARE(text("jobTitle"), QStringLiteral("Saved “Report protected.pdf”"));
@@ -231,11 +247,11 @@ private Q_SLOTS:
 
         toggle(part<QCheckBox>("protectCopying"));
         type(part<QLineEdit>("protectPassword"), QStringLiteral("half"));
-        click(modeButton(ProtectForm::Mode::Remove));
+        click(modeButton(Protect::Mode::Remove));
         m_ws->select(m_ws->pdfs().last().id);
         QVERIFY(std::holds_alternative<Job::Idle>(model().job().state()));
         QTRY_VERIFY(m_screen->page()->content() && !shows("jobBar"));
-        QVERIFY(modeButton(ProtectForm::Mode::Remove)->isChecked());
+        QVERIFY(modeButton(Protect::Mode::Remove)->isChecked());
         QVERIFY(shows("removePasswordButton")); // Secret.pdf has a password
         QVERIFY(!part<QCheckBox>("protectCopying")->isChecked());
         QCOMPARE(part<QLineEdit>("protectPassword")->text(), QStringLiteral("half"));
@@ -260,7 +276,8 @@ private Q_SLOTS:
     void noFolderNextToTheFile()
     {
         QVERIFY(QDir(m_dir->path()).mkdir(QStringLiteral("in")));
-        QVERIFY(QFile::rename(path(QStringLiteral("Report.pdf")), path(QStringLiteral("in/Report.pdf"))));
+        QVERIFY(QFile::rename(path(QStringLiteral("Report.pdf")),
+                              path(QStringLiteral("in/Report.pdf"))));
         show({QStringLiteral("in/Report.pdf")});
         QVERIFY(QDir(m_dir->path()).rename(QStringLiteral("in"), QStringLiteral("moved")));
 
@@ -274,7 +291,8 @@ private Q_SLOTS:
         m_dialogs->saveAnswers = {chosen};
         click(part<QPushButton>("protectButton"));
         QVERIFY(finish());
-        QCOMPARE(text("jobTitle"), PDFError::unreadable(QStringLiteral("Report.pdf")).description());
+        QCOMPARE(text("jobTitle"),
+                 PDFError::unreadable(QStringLiteral("Report.pdf")).description());
         QVERIFY(!shows("jobShow"));
         QVERIFY(!QFile::exists(chosen));
         QVERIFY(leftoverTemporaries(m_dir->path()).isEmpty());

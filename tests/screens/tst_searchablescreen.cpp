@@ -4,13 +4,13 @@
 // and the words of the outcome, and what changes with the chosen file.
 #include "EmptyDrop.h"
 #include "Fixtures.h"
+#include "MakeSearchable.h"
 #include "PDFError.h"
 #include "PictureFixtures.h"
 #include "Reveal.h"
 #include "ScanFixtures.h"
 #include "SearchableModel.h"
 #include "SearchableScreen.h"
-#include "SearchableTask.h"
 #include "Sidebar.h"
 #include "Symbols.h"
 #include "ToolPage.h"
@@ -31,8 +31,7 @@
 using namespace Fixtures;
 
 namespace {
-template <typename T>
-T *part(const SearchableScreen &screen, const char *name)
+template <typename T> T *part(const SearchableScreen &screen, const char *name)
 {
     QWidget *content = screen.page()->content();
     return content ? content->findChild<T *>(QLatin1String(name)) : nullptr;
@@ -108,7 +107,7 @@ private Q_SLOTS:
         m_scan = scanPDF({{scan(kScanLines, QSizeF(360, 144), 200, 18).image, 200}});
         m_typed = typedPDF(2);
     }
-    void init() { Tasks::rememberLanguages({}); }
+    void init() { MakeSearchable::rememberLanguages({}); }
 
     void noFileShowsThePrompt()
     {
@@ -116,7 +115,8 @@ private Q_SLOTS:
         SearchableScreen screen(ws);
         screen.show();
         QCOMPARE(pageText(screen, "pageTitle"), QStringLiteral("Make Searchable"));
-        QCOMPARE(pageText(screen, "pageSubtitle"), QStringLiteral("Turn scans into text you can search and copy."));
+        QCOMPARE(pageText(screen, "pageSubtitle"),
+                 QStringLiteral("Turn scans into text you can search and copy."));
         QVERIFY(screen.findChild<EmptyDrop *>());
         QVERIFY(!screen.page()->content());
         // The tool has a screen now, so its sidebar row can be chosen.
@@ -134,10 +134,11 @@ private Q_SLOTS:
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
         QCOMPARE(text(screen, "searchableExplanation"),
-                 QStringLiteral("Quirebook reads each scanned page with on-device text recognition (on "
-                                "your computer, nothing is uploaded) and hides the words behind the "
-                                "picture. The page looks exactly the same, but you can search it, select "
-                                "text and copy it."));
+                 QStringLiteral(
+                     "Quirebook reads each scanned page with on-device text recognition (on "
+                     "your computer, nothing is uploaded) and hides the words behind the "
+                     "picture. The page looks exactly the same, but you can search it, select "
+                     "text and copy it."));
         auto *skip = part<QCheckBox>(screen, "searchableSkip");
         QCOMPARE(skip->text(), QStringLiteral("Skip pages that already have text"));
         QVERIFY(skip->isChecked());
@@ -168,17 +169,17 @@ private Q_SLOTS:
         ws.add({writeFile(m_dir.filePath(QStringLiteral("Languages.pdf")), m_typed)});
         SearchableScreen screen(ws);
         QStringList expected{QStringLiteral("English")};
-        for (const QString &code : Tasks::searchableLanguages())
+        for (const QString &code : MakeSearchable::installedLanguages())
             if (code != QLatin1String("eng"))
-                expected << QStringLiteral("English and ") + Tasks::languageName(code);
+                expected << QStringLiteral("English and ") + MakeSearchable::languageName(code);
         QCOMPARE(items(part<QComboBox>(screen, "searchableLanguage")), expected);
-        if (Tasks::searchableLanguages().contains(QLatin1String("deu")))
+        if (MakeSearchable::installedLanguages().contains(QLatin1String("deu")))
             QVERIFY(expected.contains(QStringLiteral("English and German")));
     }
 
     void aLanguageChoiceIsRemembered()
     {
-        const QStringList installed = Tasks::searchableLanguages();
+        const QStringList installed = MakeSearchable::installedLanguages();
         if (installed.size() < 2)
             QSKIP("only one recognition language is installed");
         const QString extra = installed.at(1);
@@ -188,9 +189,10 @@ private Q_SLOTS:
             SearchableScreen screen(ws);
             auto *language = part<QComboBox>(screen, "searchableLanguage");
             language->setCurrentIndex(1);
-            QCOMPARE(Tasks::rememberedLanguages(), QStringList{extra});
+            QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{extra});
             // What a run of the screen reads.
-            QCOMPARE(Tasks::languagesFor(std::nullopt), (QStringList{QStringLiteral("eng"), extra}));
+            QCOMPARE(MakeSearchable::languagesFor(std::nullopt),
+                     (QStringList{QStringLiteral("eng"), extra}));
         }
         // In the test's own settings, not the user's.
         QVERIFY(QFileInfo::exists(m_config.path() + QStringLiteral("/Quirebook/Quirebook.conf")));
@@ -198,10 +200,12 @@ private Q_SLOTS:
             // The next screen starts on it; English is a choice like any other.
             SearchableScreen screen(ws);
             auto *language = part<QComboBox>(screen, "searchableLanguage");
-            QCOMPARE(language->currentText(), QStringLiteral("English and ") + Tasks::languageName(extra));
+            QCOMPARE(language->currentText(),
+                     QStringLiteral("English and ") + MakeSearchable::languageName(extra));
             language->setCurrentIndex(0);
-            QCOMPARE(Tasks::rememberedLanguages(), QStringList{});
-            QCOMPARE(Tasks::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
+            QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{});
+            QCOMPARE(MakeSearchable::languagesFor(std::nullopt),
+                     QStringList{QStringLiteral("eng")});
         }
     }
 
@@ -210,25 +214,26 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("remembered");
         QTest::addColumn<QString>("shown");
         // A language removed since it was chosen isn't read.
-        QTest::newRow("no longer installed") << QStringList{QStringLiteral("xx")} << QStringLiteral("English");
-        const QStringList installed = Tasks::searchableLanguages();
+        QTest::newRow("no longer installed")
+            << QStringList{QStringLiteral("xx")} << QStringLiteral("English");
+        const QStringList installed = MakeSearchable::installedLanguages();
         if (installed.size() >= 3)
-            QTest::newRow("two extra")
-                << installed.mid(1, 2)
-                << QStringLiteral("English and %1 and %2")
-                       .arg(Tasks::languageName(installed.at(1)), Tasks::languageName(installed.at(2)));
+            QTest::newRow("two extra") << installed.mid(1, 2)
+                                       << QStringLiteral("English and %1 and %2")
+                                              .arg(MakeSearchable::languageName(installed.at(1)),
+                                                   MakeSearchable::languageName(installed.at(2)));
     }
     void pickerShowsWhatARunReads()
     {
         QFETCH(QStringList, remembered);
         QFETCH(QString, shown);
-        Tasks::rememberLanguages(remembered);
+        MakeSearchable::rememberLanguages(remembered);
         Workspace ws;
         ws.add({writeFile(m_dir.filePath(QStringLiteral("Shows.pdf")), m_typed)});
         SearchableScreen screen(ws);
         QCOMPARE(part<QComboBox>(screen, "searchableLanguage")->currentText(), shown);
         // Opening the screen changes nothing that is remembered.
-        QCOMPARE(Tasks::rememberedLanguages(), remembered);
+        QCOMPARE(MakeSearchable::rememberedLanguages(), remembered);
     }
 
     void readsAScan()
@@ -253,10 +258,12 @@ private Q_SLOTS:
 
         const QString result = dir.filePath(QStringLiteral("Scan searchable.pdf"));
         QCOMPARE(text(screen, "jobTitle"), QStringLiteral("Saved “Scan searchable.pdf”"));
-        static const QRegularExpression detail(QStringLiteral("^Read 1 page, found ([0-9]+) words\\.$"));
+        static const QRegularExpression detail(
+            QStringLiteral("^Read 1 page, found ([0-9]+) words\\.$"));
         const auto match = detail.match(text(screen, "jobDetail"));
         QVERIFY2(match.hasMatch(), qPrintable(text(screen, "jobDetail")));
-        const QStringList found = popplerPageTexts(readFile(result)).join(u' ').split(u' ', Qt::SkipEmptyParts);
+        const QStringList found =
+            popplerPageTexts(readFile(result)).join(u' ').split(u' ', Qt::SkipEmptyParts);
         QCOMPARE(match.captured(1).toInt(), int(found.size()));
         QVERIFY2(found.contains(QStringLiteral("4711")), qPrintable(found.join(u' ')));
         QVERIFY2(found.contains(QStringLiteral("Invoice")), qPrintable(found.join(u' ')));
@@ -294,11 +301,14 @@ private Q_SLOTS:
         QVERIFY(finish(screen));
         QCOMPARE(text(screen, "jobTitle"), QStringLiteral("Saved “Typed searchable.pdf”"));
         if (skip) {
-            QCOMPARE(text(screen, "jobDetail"), QStringLiteral("Read 0 pages, found 0 words. 2 already had text."));
+            QCOMPARE(text(screen, "jobDetail"),
+                     QStringLiteral("Read 0 pages, found 0 words. 2 already had text."));
         } else {
-            static const QRegularExpression detail(QStringLiteral("^Read 2 pages, found ([0-9]+) words\\.$"));
+            static const QRegularExpression detail(
+                QStringLiteral("^Read 2 pages, found ([0-9]+) words\\.$"));
             const auto match = detail.match(text(screen, "jobDetail"));
-            QVERIFY2(match.hasMatch() && match.captured(1).toInt() >= 10, qPrintable(text(screen, "jobDetail")));
+            QVERIFY2(match.hasMatch() && match.captured(1).toInt() >= 10,
+                     qPrintable(text(screen, "jobDetail")));
         }
         QCOMPARE(popplerPageCount(dir.filePath(QStringLiteral("Typed searchable.pdf"))), 2);
         QCOMPARE(readFile(source), m_typed);
@@ -360,7 +370,8 @@ private Q_SLOTS:
         }
         QVERIFY(finish(screen));
         // The source itself went with its folder: the job says so.
-        QCOMPARE(text(screen, "jobTitle"), PDFError::unreadable(QStringLiteral("Report.pdf")).description());
+        QCOMPARE(text(screen, "jobTitle"),
+                 PDFError::unreadable(QStringLiteral("Report.pdf")).description());
         QVERIFY(!QFileInfo::exists(destination));
         QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }

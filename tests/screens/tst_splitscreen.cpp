@@ -75,7 +75,8 @@ private Q_SLOTS:
         SplitScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QCOMPARE(screen.findChild<QLabel *>(QStringLiteral("pageTitle"))->text(), QStringLiteral("Split"));
+        QCOMPARE(screen.findChild<QLabel *>(QStringLiteral("pageTitle"))->text(),
+                 QStringLiteral("Split"));
         QCOMPARE(screen.findChild<QLabel *>(QStringLiteral("pageSubtitle"))->text(),
                  QStringLiteral("Cut a PDF into several files."));
         QVERIFY(screen.findChild<EmptyDrop *>());
@@ -84,15 +85,18 @@ private Q_SLOTS:
         ws.add({path(QStringLiteral("Ten.pdf"))});
         QVERIFY(panel(&screen));
         QStringList labels;
-        for (QPushButton *b : panel(&screen)->findChildren<QPushButton *>(QStringLiteral("splitMode")))
+        for (QPushButton *b :
+             panel(&screen)->findChildren<QPushButton *>(QStringLiteral("splitMode")))
             labels << b->text();
         QCOMPARE(labels, (QStringList{"By page numbers", "Every N pages", "Every page"}));
         QVERIFY(modeButton(&screen, Split::Mode::Ranges)->isChecked());
         auto *field = control<QLineEdit>(&screen, "splitRanges");
         QVERIFY(field->isVisible());
         QCOMPARE(field->placeholderText(), QStringLiteral("For example: 1-3, 5, 8-"));
-        QCOMPARE(shownText(&screen, "splitRangesHelp"),
-                 QStringLiteral("Each part separated by a comma becomes its own file. This PDF has 10 pages."));
+        QCOMPARE(
+            shownText(&screen, "splitRangesHelp"),
+            QStringLiteral(
+                "Each part separated by a comma becomes its own file. This PDF has 10 pages."));
         QCOMPARE(control<QPushButton>(&screen, "splitButton")->text(), QStringLiteral("Split"));
         QVERIFY(!control(&screen, "jobBar")->isVisible());
     }
@@ -102,27 +106,39 @@ private Q_SLOTS:
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("mode");
         QTest::addColumn<QString>("typed");
-        QTest::addColumn<int>("steps"); // stepper clicks up (negative: down)
+        QTest::addColumn<int>("steps");      // stepper clicks up (negative: down)
         QTest::addColumn<QString>("option"); // the every label or the each text
         QTest::addColumn<QString>("preview");
         QTest::addColumn<QString>("error");
-        const int ranges = int(Split::Mode::Ranges), every = int(Split::Mode::Every), each = int(Split::Mode::Each);
-        QTest::newRow("empty field") << "Ten.pdf" << ranges << "" << 0 << "" << "" << "";
+        const int ranges = int(Split::Mode::Ranges), every = int(Split::Mode::Every),
+                  each = int(Split::Mode::Each);
+        QTest::newRow("empty field") << "Ten.pdf" << ranges << "" << 0 << ""
+                                     << ""
+                                     << "";
         QTest::newRow("typed ranges") << "Ten.pdf" << ranges << "1-3, 5, 8-" << 0 << ""
-                                      << "This will make 3 files: 1–3, 5, 8–10" << "";
-        QTest::newRow("page past the end") << "Ten.pdf" << ranges << "2, 12" << 0 << "" << ""
+                                      << "This will make 3 files: 1–3, 5, 8–10"
+                                      << "";
+        QTest::newRow("page past the end") << "Ten.pdf" << ranges << "2, 12" << 0 << ""
+                                           << ""
                                            << "Page 12 doesn't exist; this PDF has 10 pages.";
         QTest::newRow("every four of ten") << "Ten.pdf" << every << "" << -1 << "Every 4 pages"
-                                           << "This will make 3 files: 1–4, 5–8, 9–10" << "";
-        QTest::newRow("every caps at the page count") << "Three.pdf" << every << "" << 1 << "Every 3 pages"
-                                                      << "This will make 1 file: 1–3" << "";
+                                           << "This will make 3 files: 1–4, 5–8, 9–10"
+                                           << "";
+        QTest::newRow("every caps at the page count")
+            << "Three.pdf" << every << "" << 1 << "Every 3 pages"
+            << "This will make 1 file: 1–3"
+            << "";
         QTest::newRow("one page file") << "One.pdf" << every << "" << 2 << "Every 1 page"
-                                       << "This will make 1 file: 1" << "";
+                                       << "This will make 1 file: 1"
+                                       << "";
         QTest::newRow("each page") << "Three.pdf" << each << "" << 0 << "One file per page."
-                                   << "This will make 3 files: 1, 2, 3" << "";
-        // Every five pages at first; typed text that doesn't parse is no concern of the other modes.
+                                   << "This will make 3 files: 1, 2, 3"
+                                   << "";
+        // Every five pages at first; typed text that doesn't parse is no concern of the other
+        // modes.
         QTest::newRow("bad text, every mode") << "Ten.pdf" << every << "x" << 0 << "Every 5 pages"
-                                              << "This will make 2 files: 1–5, 6–10" << "";
+                                              << "This will make 2 files: 1–5, 6–10"
+                                              << "";
     }
     void choices()
     {
@@ -149,7 +165,8 @@ private Q_SLOTS:
             QCOMPARE(shownText(&screen, "splitEveryLabel"), option);
             QCOMPARE(QString::number(stepper->value()), option.section(u' ', 1, 1));
         }
-        QCOMPARE(shownText(&screen, "splitEach"), mode == int(Split::Mode::Each) ? option : QString());
+        QCOMPARE(shownText(&screen, "splitEach"),
+                 mode == int(Split::Mode::Each) ? option : QString());
         QCOMPARE(control(&screen, "splitRanges")->isVisible(), mode == int(Split::Mode::Ranges));
         QCOMPARE(shownText(&screen, "splitPreview"), preview);
         QCOMPARE(shownText(&screen, "splitError"), error);
@@ -189,7 +206,8 @@ private Q_SLOTS:
         // Back on the ten pages, the typed text and chunk size are as left.
         screen.model().setRangeText(QStringLiteral("2-4"));
         ws.select(ws.files().first().id);
-        QCOMPARE(shownText(&screen, "splitPreview"), QStringLiteral("This will make 4 files: 1–3, 4–6, 7–9, 10"));
+        QCOMPARE(shownText(&screen, "splitPreview"),
+                 QStringLiteral("This will make 4 files: 1–3, 4–6, 7–9, 10"));
         QTest::mouseClick(modeButton(&screen, Split::Mode::Ranges), Qt::LeftButton);
         QCOMPARE(control<QLineEdit>(&screen, "splitRanges")->text(), QStringLiteral("2-4"));
     }
@@ -199,12 +217,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QString>("title");
         QTest::addColumn<QStringList>("parts"); // as the folder lists them
-        QTest::addColumn<QList<int>>("pages"); // each part's page count
+        QTest::addColumn<QList<int>>("pages");  // each part's page count
         // The same pages twice: the second part is numbered, not overwritten.
-        QTest::newRow("repeated") << "8-, 3, 8-" << "Made 3 files"
-                                  << QStringList{"Ten page 3.pdf", "Ten pages 8-10 2.pdf", "Ten pages 8-10.pdf"}
+        QTest::newRow("repeated") << "8-, 3, 8-"
+                                  << "Made 3 files"
+                                  << QStringList{"Ten page 3.pdf", "Ten pages 8-10 2.pdf",
+                                                 "Ten pages 8-10.pdf"}
                                   << QList<int>{1, 3, 3};
-        QTest::newRow("one part") << "2-3" << "Made 1 file" << QStringList{"Ten pages 2-3.pdf"} << QList<int>{2};
+        QTest::newRow("one part") << "2-3"
+                                  << "Made 1 file" << QStringList{"Ten pages 2-3.pdf"}
+                                  << QList<int>{2};
     }
     void splitThroughTheScreen()
     {
@@ -223,13 +245,15 @@ private Q_SLOTS:
         QTest::keyClicks(control<QLineEdit>(&screen, "splitRanges"), typed);
         auto *split = control<QPushButton>(&screen, "splitButton");
         // A second split makes a second folder.
-        for (const QString &folderName : {QStringLiteral("Ten split"), QStringLiteral("Ten split 2")}) {
+        for (const QString &folderName :
+             {QStringLiteral("Ten split"), QStringLiteral("Ten split 2")}) {
             QTest::mouseClick(split, Qt::LeftButton);
             QVERIFY(!split->isEnabled()); // while it runs
             QCOMPARE(control<QLabel>(&screen, "jobText")->text(), QStringLiteral("Splitting…"));
             QTRY_VERIFY_WITH_TIMEOUT(split->isEnabled(), 60000);
             QCOMPARE(control<QLabel>(&screen, "jobTitle")->text(), title);
-            QCOMPARE(control<QLabel>(&screen, "jobDetail")->text(), QStringLiteral("In the folder “%1”.").arg(folderName));
+            QCOMPARE(control<QLabel>(&screen, "jobDetail")->text(),
+                     QStringLiteral("In the folder “%1”.").arg(folderName));
             const QDir folder(dir.filePath(folderName));
             QCOMPARE(folder.entryList(QDir::Files | QDir::Hidden, QDir::Name), parts);
             for (int i = 0; i < parts.size(); ++i)

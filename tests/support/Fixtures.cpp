@@ -1,10 +1,10 @@
 #include "Fixtures.h"
 #include "QpdfBytes.h"
 
+#include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFWriter.hh>
-#include <qpdf/Buffer.hh>
 
 #include <libheif/heif.h>
 #include <poppler-qt6.h>
@@ -20,14 +20,21 @@
 #include <QTest>
 
 #include <functional>
+#include <set>
 
 namespace Fixtures {
 
 namespace {
-QPDFObjectHandle name(const char *n) { return QPDFObjectHandle::newName(n); }
+QPDFObjectHandle name(const char *n)
+{
+    return QPDFObjectHandle::newName(n);
+}
 
 // A PDF text string: UTF-16BE with a byte-order mark, so any script fits.
-QPDFObjectHandle text(const QString &s) { return QPDFObjectHandle::newUnicodeString(s.toStdString()); }
+QPDFObjectHandle text(const QString &s)
+{
+    return QPDFObjectHandle::newUnicodeString(s.toStdString());
+}
 
 std::string escaped(const QString &s)
 {
@@ -45,7 +52,8 @@ DocSpec numberedPages(int count, const QString &prefix)
 {
     DocSpec layout;
     for (int i = 1; i <= count; ++i)
-        layout.pages.append({QStringLiteral("%1 %2").arg(prefix).arg(i), {612, 792}, 0, std::nullopt});
+        layout.pages.append(
+            {QStringLiteral("%1 %2").arg(prefix).arg(i), {612, 792}, 0, std::nullopt});
     return layout;
 }
 
@@ -81,7 +89,8 @@ QByteArray makePDF(const DocSpec &layout, const WriteOptions &options)
     auto all = pages.getAllPages();
 
     for (const auto &link : layout.links) {
-        auto annot = QPDFObjectHandle::parse("<< /Type /Annot /Subtype /Link /Rect [72 600 300 640] /Border [0 0 0] >>");
+        auto annot = QPDFObjectHandle::parse(
+            "<< /Type /Annot /Subtype /Link /Rect [72 600 300 640] /Border [0 0 0] >>");
         auto dest = QPDFObjectHandle::newArray();
         dest.appendItem(all.at(size_t(link.toPage)).getObjectHandle());
         dest.appendItem(name("/Fit"));
@@ -146,7 +155,10 @@ QByteArray makePDF(const DocSpec &layout, const WriteOptions &options)
     return bytesOf(q, options);
 }
 
-QByteArray textPDF(int pages, const QString &prefix) { return makePDF(numberedPages(pages, prefix)); }
+QByteArray textPDF(int pages, const QString &prefix)
+{
+    return makePDF(numberedPages(pages, prefix));
+}
 
 QByteArray sharedResourcesPDF()
 {
@@ -156,13 +168,102 @@ QByteArray sharedResourcesPDF()
         "<< /Font << /F1 << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> "
         "/F2 << /Type /Font /Subtype /Type1 /BaseFont /Courier >> >> >>"));
     QPDFPageDocumentHelper pages(q);
-    for (const char *content : {"BT /F1 24 Tf 72 700 Td (Sans page) Tj ET", "BT /F2 24 Tf 72 700 Td (Mono page) Tj ET"}) {
+    for (const char *content :
+         {"BT /F1 24 Tf 72 700 Td (Sans page) Tj ET", "BT /F2 24 Tf 72 700 Td (Mono page) Tj ET"}) {
         auto page = QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] >>");
         page.replaceKey("/Resources", resources);
         page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
         pages.addPage(QPDFPageObjectHelper(q.makeIndirectObject(page)), false);
     }
     return bytesOf(q);
+}
+
+QByteArray loopingResourcesPDF(ResourceLoop loop)
+{
+    QPDF q;
+    q.emptyPDF();
+    auto tree = q.getRoot().getKey("/Pages");
+    auto page =
+        q.makeIndirectObject(QPDFObjectHandle::parse("<< /Type /Page /MediaBox [0 0 612 792] >>"));
+    QPDFPageDocumentHelper(q).addPage(QPDFPageObjectHelper(page), false);
+    auto resources = QPDFObjectHandle::parse(
+        "<< /Font << /F1 << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> >> >>");
+    std::string content = "BT /F1 24 Tf 72 700 Td (Loop) Tj ET\n";
+    auto form = QPDFObjectHandle::newStream(&q, "0 0 m 300 300 l S\n");
+    form.getDict().replaceKey("/Type", name("/XObject"));
+    form.getDict().replaceKey("/Subtype", name("/Form"));
+    form.getDict().replaceKey("/BBox", QPDFObjectHandle::parse("[0 0 612 792]"));
+    auto addForm = [&](QPDFObjectHandle formResources) {
+        form.getDict().replaceKey("/Resources", formResources);
+        resources.replaceKey("/XObject", QPDFObjectHandle::newDictionary());
+        resources.getKey("/XObject").replaceKey("/Fm", form);
+        content += "/Fm Do\n";
+    };
+    switch (loop) {
+    case ResourceLoop::Parent: resources = tree; break;
+    case ResourceLoop::Page: resources = page; break;
+    case ResourceLoop::Catalog: resources = q.getRoot(); break;
+    case ResourceLoop::NotADictionary:
+        resources = QPDFObjectHandle::newArray();
+        resources.appendItem(tree);
+        break;
+    case ResourceLoop::XObject:
+        resources.replaceKey("/XObject", QPDFObjectHandle::newDictionary());
+        resources.getKey("/XObject").replaceKey("/X", tree);
+        content += "/X Do\n";
+        break;
+    case ResourceLoop::Font: resources.getKey("/Font").replaceKey("/F1", tree); break;
+    case ResourceLoop::Pattern:
+        resources.replaceKey("/Pattern", QPDFObjectHandle::newDictionary());
+        resources.getKey("/Pattern").replaceKey("/P1", tree);
+        content += "/Pattern cs /P1 scn 0 0 100 100 re f\n";
+        break;
+    case ResourceLoop::FormToParent: addForm(tree); break;
+    case ResourceLoop::FormToItself: addForm(form); break;
+    case ResourceLoop::FormDrawsItself: {
+        auto own = QPDFObjectHandle::parse("<< /XObject << >> >>");
+        own.getKey("/XObject").replaceKey("/Fm", form);
+        form.replaceStreamData("0 0 m 300 300 l S /Fm Do\n", QPDFObjectHandle::newNull(),
+                               QPDFObjectHandle::newNull());
+        addForm(own);
+        break;
+    }
+    case ResourceLoop::Group: page.replaceKey("/Group", tree); break;
+    }
+    page.replaceKey("/Resources", resources);
+    page.replaceKey("/Contents", QPDFObjectHandle::newStream(&q, content));
+    return bytesOf(q);
+}
+
+bool resourcesStayOutOfStructure(const QString &path)
+{
+    QPDF q;
+    q.processFile(QFile::encodeName(path).constData());
+    std::set<QPDFObjGen> seen;
+    std::function<bool(QPDFObjectHandle, int)> clean = [&](QPDFObjectHandle h, int depth) {
+        if (depth > 32 || (h.isIndirect() && !seen.insert(h.getObjGen()).second))
+            return true;
+        if (h.isDictionaryOfType("/Pages") || h.isDictionaryOfType("/Page") ||
+            h.isDictionaryOfType("/Catalog"))
+            return false;
+        auto d = h.isStream() ? h.getDict() : h;
+        if (d.isDictionary()) {
+            for (const auto &key : d.getKeys())
+                if (!clean(d.getKey(key), depth + 1))
+                    return false;
+        } else if (d.isArray()) {
+            for (const auto &item : d.getArrayAsVector())
+                if (!clean(item, depth + 1))
+                    return false;
+        }
+        return true;
+    };
+    for (auto &page : QPDFPageDocumentHelper(q).getAllPages()) {
+        auto resources = page.getAttribute("/Resources", false);
+        if (!resources.isDictionary() || !clean(resources, 0))
+            return false;
+    }
+    return true;
 }
 
 QByteArray readFile(const QString &path)
@@ -204,13 +305,13 @@ QByteArray jpegWithOrientation(const QImage &stored, int orientation)
     // tag 0x0112 (Orientation), type SHORT, count 1, value.
     QByteArray tiff;
     tiff.append("II*\0", 4);
-    tiff.append(QByteArray::fromHex("08000000"));     // offset of IFD0
-    tiff.append(QByteArray::fromHex("0100"));         // one entry
+    tiff.append(QByteArray::fromHex("08000000"));       // offset of IFD0
+    tiff.append(QByteArray::fromHex("0100"));           // one entry
     tiff.append(QByteArray::fromHex("12010300010000")); // tag, type, count (low bytes)
     tiff.append(char(0));
     tiff.append(char(orientation));
     tiff.append(QByteArray(3, '\0'));
-    tiff.append(QByteArray::fromHex("00000000"));     // no next IFD
+    tiff.append(QByteArray::fromHex("00000000")); // no next IFD
     QByteArray app1 = QByteArray("Exif\0\0", 6) + tiff;
     const int length = int(app1.size()) + 2;
     QByteArray segment = QByteArray::fromHex("FFE1");
@@ -226,8 +327,8 @@ QByteArray heic(const QImage &source)
     heif_context *context = heif_context_alloc();
     heif_encoder *encoder = nullptr;
     QByteArray result;
-    if (heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code
-        == heif_error_Ok) {
+    if (heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code ==
+        heif_error_Ok) {
         heif_encoder_set_lossy_quality(encoder, 80);
         heif_image *himage = nullptr;
         heif_image_create(image.width(), image.height(), heif_colorspace_RGB,
@@ -237,8 +338,8 @@ QByteArray heic(const QImage &source)
         uint8_t *plane = heif_image_get_plane(himage, heif_channel_interleaved, &stride);
         for (int y = 0; y < image.height(); ++y)
             memcpy(plane + y * stride, image.constScanLine(y), size_t(image.width()) * 3);
-        if (heif_context_encode_image(context, himage, encoder, nullptr, nullptr).code
-            == heif_error_Ok) {
+        if (heif_context_encode_image(context, himage, encoder, nullptr, nullptr).code ==
+            heif_error_Ok) {
             heif_writer writer{};
             writer.writer_api_version = 1;
             writer.write = [](heif_context *, const void *data, size_t size, void *userdata) {
@@ -325,8 +426,7 @@ ProcessResult runProgram(const QString &program, const QStringList &arguments,
     return result;
 }
 
-ProcessResult runCli(const QStringList &arguments, const QMap<QString, QString> &env,
-                     int timeoutMs)
+ProcessResult runCli(const QStringList &arguments, const QMap<QString, QString> &env, int timeoutMs)
 {
     return runProgram(qEnvironmentVariable("QUIREBOOK_CLI"), arguments, env, timeoutMs);
 }

@@ -9,6 +9,7 @@
 #include <QImage>
 #include <QList>
 #include <QMap>
+#include <QMetaType>
 #include <QSizeF>
 #include <QString>
 #include <QStringList>
@@ -18,9 +19,9 @@
 namespace Fixtures {
 
 struct PageSpec {
-    QString text;              // drawn near the top left in Helvetica
-    QSizeF size{612, 792};     // media box
-    int rotate = 0;            // /Rotate
+    QString text;               // drawn near the top left in Helvetica
+    QSizeF size{612, 792};      // media box
+    int rotate = 0;             // /Rotate
     std::optional<QRectF> crop; // /CropBox
 };
 
@@ -49,6 +50,27 @@ QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
 // Two pages sharing one resource dictionary that names Helvetica and
 // Courier; the first page draws with Helvetica only, the second with Courier.
 QByteArray sharedResourcesPDF();
+
+// Where a page's resources (or its transparency group) lead back into the
+// document, as some files do.
+enum class ResourceLoop {
+    Parent,          // /Resources is a reference to the page's parent /Pages node
+    Page,            // the page itself
+    Catalog,         // the catalog
+    NotADictionary,  // an array holding the parent
+    XObject,         // an /XObject entry is the parent
+    Font,            // a /Font entry is the parent
+    Pattern,         // a /Pattern entry is the parent
+    FormToParent,    // a form XObject whose /Resources is the parent
+    FormToItself,    // a form XObject whose /Resources is the form
+    FormDrawsItself, // a form XObject listed in its own /XObject
+    Group,           // sound resources, but the page's /Group is the parent
+};
+// One page with text (Helvetica as /F1), its resources shaped as `loop` says.
+QByteArray loopingResourcesPDF(ResourceLoop loop);
+// True when every page of the file has a resource dictionary from which no
+// page, page tree node or catalog can be reached.
+bool resourcesStayOutOfStructure(const QString &path);
 // A file's bytes; empty when it can't be read.
 QByteArray readFile(const QString &path);
 // Writes bytes to a file; fails the test on error.
@@ -86,3 +108,5 @@ ProcessResult runProgram(const QString &program, const QStringList &arguments,
                          const QMap<QString, QString> &env = {}, int timeoutMs = 120000);
 
 } // namespace Fixtures
+
+Q_DECLARE_METATYPE(Fixtures::ResourceLoop)

@@ -24,8 +24,14 @@ namespace {
 
 using H = QPDFObjectHandle;
 
-std::string str(int v) { return std::to_string(v); }
-std::string num(double v) { return QString::number(v, 'f', 3).toStdString(); }
+std::string str(int v)
+{
+    return std::to_string(v);
+}
+std::string num(double v)
+{
+    return QString::number(v, 'f', 3).toStdString();
+}
 
 // Copies every entry of a dictionary written as text into `dict`.
 void setAll(H dict, const std::string &entries)
@@ -53,8 +59,8 @@ void addPage(QPDF &q, H resources, const std::string &content)
 
 H helvetica(QPDF &q)
 {
-    return q.makeIndirectObject(
-        H::parse("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"));
+    return q.makeIndirectObject(H::parse(
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"));
 }
 
 // A form XObject drawing `content` in a w × h box.
@@ -71,7 +77,8 @@ QByteArray packed(const QImage &image, int channels)
 {
     QByteArray out;
     for (int y = 0; y < image.height(); ++y)
-        out.append(reinterpret_cast<const char *>(image.constScanLine(y)), qsizetype(image.width()) * channels);
+        out.append(reinterpret_cast<const char *>(image.constScanLine(y)),
+                   qsizetype(image.width()) * channels);
     return out;
 }
 
@@ -103,12 +110,14 @@ Made make(QPDF &q, const Picture &p)
     const QImage photo = p.kind == K::Chart ? chart(p.pixels) : naturalPhoto(p.pixels, p.seed);
     const QImage gray = photo.convertToFormat(QImage::Format_Grayscale8);
     const QImage rgb = photo.convertToFormat(QImage::Format_RGB888);
-    const std::string size = "/Type /XObject /Subtype /Image /Width " + str(p.pixels.width())
-                           + " /Height " + str(p.pixels.height());
+    const std::string size = "/Type /XObject /Subtype /Image /Width " + str(p.pixels.width()) +
+                             " /Height " + str(p.pixels.height());
     Made m;
     std::string space = "/DeviceGray", bits = "8";
     switch (p.kind) {
-    case K::Jpeg: m.data = encode(photo, "JPEG", p.quality), m.jpeg = true, space = "/DeviceRGB"; break;
+    case K::Jpeg:
+        m.data = encode(photo, "JPEG", p.quality), m.jpeg = true, space = "/DeviceRGB";
+        break;
     case K::JpegGray: m.data = encode(gray, "JPEG", p.quality), m.jpeg = true; break;
     case K::Rgb:
     case K::Chart: m.data = packed(rgb, 3), space = "/DeviceRGB", m.inlineSpace = "/RGB"; break;
@@ -118,7 +127,8 @@ Made make(QPDF &q, const Picture &p)
         QByteArray palette;
         for (int i = 0; i < 256; ++i)
             palette.append(char(i)).append(char(255 - i)).append(char((i * 7) & 255));
-        m.data = packed(gray, 1), space = "[/Indexed /DeviceRGB 255 <" + palette.toHex().toStdString() + ">]";
+        m.data = packed(gray, 1),
+        space = "[/Indexed /DeviceRGB 255 <" + palette.toHex().toStdString() + ">]";
         break;
     }
     case K::Gray16:
@@ -136,15 +146,17 @@ Made make(QPDF &q, const Picture &p)
         break;
     }
     }
-    m.entries = size + (p.kind == K::ImageMask ? " /ImageMask true"
-                                               : " /BitsPerComponent " + bits + " /ColorSpace " + space);
+    m.entries =
+        size + (p.kind == K::ImageMask ? " /ImageMask true"
+                                       : " /BitsPerComponent " + bits + " /ColorSpace " + space);
     if (p.softMask) { // fades from left to right
         QByteArray alpha;
         for (int y = 0; y < p.pixels.height(); ++y)
             for (int x = 0; x < p.pixels.width(); ++x)
                 alpha.append(char((x * 255) / std::max(1, p.pixels.width() - 1)));
         m.mask = H::newStream(&q, alpha.toStdString());
-        setAll(m.mask.getDict(), size + " /BitsPerComponent 8 /ColorSpace /DeviceGray");
+        setAll(m.mask.getDict(), size + " /BitsPerComponent 8 /ColorSpace /DeviceGray" +
+                                     (p.matte ? " /Matte [0 0 0]" : ""));
     }
     return m;
 }
@@ -188,12 +200,14 @@ QImage naturalPhoto(QSize size, quint32 seed)
             const double gxf = double(x) / std::max(1, size.width() - 1) * (gw - 1);
             const int gx = std::min(int(gxf), gw - 2);
             const double tx = smooth(gxf - gx);
-            const double ripple = 18 * std::sin(x * fx + y * fy + phase) + 9 * std::sin(x * fy * 2.3 - y * fx * 1.7);
+            const double ripple =
+                18 * std::sin(x * fx + y * fy + phase) + 9 * std::sin(x * fy * 2.3 - y * fx * 1.7);
             const double noise = (unit() + unit() - 1.0) * 24;
             for (int c = 0; c < 3; ++c) {
                 const double top = grid[gy][gx][c] * (1 - tx) + grid[gy][gx + 1][c] * tx;
                 const double bottom = grid[gy + 1][gx][c] * (1 - tx) + grid[gy + 1][gx + 1][c] * tx;
-                const double v = top * (1 - ty) + bottom * ty + ripple + noise + sky * (c == 2 ? 40 : 15);
+                const double v =
+                    top * (1 - ty) + bottom * ty + ripple + noise + sky * (c == 2 ? 40 : 15);
                 line[x * 3 + c] = uchar(std::clamp(v, 0.0, 255.0));
             }
         }
@@ -210,10 +224,12 @@ QImage chart(QSize size)
     painter.setPen(QPen(Qt::black, std::max(1, w / 300)));
     painter.drawLine(w / 10, h * 9 / 10, w * 9 / 10, h * 9 / 10);
     painter.drawLine(w / 10, h / 10, w / 10, h * 9 / 10);
-    const QColor colours[] = {QColor(51, 102, 204), QColor(220, 57, 18), QColor(255, 153, 0), QColor(16, 150, 24)};
+    const QColor colours[] = {QColor(51, 102, 204), QColor(220, 57, 18), QColor(255, 153, 0),
+                              QColor(16, 150, 24)};
     for (int i = 0; i < 8; ++i) {
         const int bar = h * (2 + (i * 5) % 7) / 10 * 8 / 10;
-        painter.fillRect(QRect(w / 10 + (i + 1) * w / 12, h * 9 / 10 - bar, w / 20, bar), colours[i % 4]);
+        painter.fillRect(QRect(w / 10 + (i + 1) * w / 12, h * 9 / 10 - bar, w / 20, bar),
+                         colours[i % 4]);
     }
     return image;
 }
@@ -230,10 +246,12 @@ QByteArray picturePDF(const PictureDoc &layout)
         auto stream = H::newStream(&q);
         if (!p.inlineImage) {
             stream.replaceStreamData(made.back().data.toStdString(),
-                                     made.back().jpeg ? H::newName("/DCTDecode") : H::newNull(), H::newNull());
+                                     made.back().jpeg ? H::newName("/DCTDecode") : H::newNull(),
+                                     H::newNull());
             setAll(stream.getDict(), made.back().entries);
-            if (made.back().mask.isInitialized())
-                stream.getDict().replaceKey("/SMask", made.back().mask);
+            const H mask = p.maskOf >= 0 ? made.at(size_t(p.maskOf)).mask : made.back().mask;
+            if (mask.isInitialized())
+                stream.getDict().replaceKey("/SMask", mask);
         }
         xobjects.push_back(stream);
     }
@@ -247,13 +265,14 @@ QByteArray picturePDF(const PictureDoc &layout)
             const Picture &p = layout.pictures.at(placement.picture);
             const QRectF r = placement.rect;
             const std::string key = "/Im" + str(placement.picture);
-            const std::string cm = "q " + num(r.width()) + " 0 0 " + num(r.height()) + " " + num(r.left()) + " "
-                                 + num(r.top()) + " cm ";
+            const std::string cm = "q " + num(r.width()) + " 0 0 " + num(r.height()) + " " +
+                                   num(r.left()) + " " + num(r.top()) + " cm ";
             const H picture = xobjects[size_t(placement.picture)];
             if (p.inlineImage) {
                 const Made &m = made[size_t(placement.picture)];
-                content += cm + "BI /W " + str(p.pixels.width()) + " /H " + str(p.pixels.height()) + " /CS "
-                         + m.inlineSpace + " /BPC 8 /F /AHx ID\n" + m.data.toHex().toStdString() + ">\nEI Q\n";
+                content += cm + "BI /W " + str(p.pixels.width()) + " /H " + str(p.pixels.height()) +
+                           " /CS " + m.inlineSpace + " /BPC 8 /F /AHx ID\n" +
+                           m.data.toHex().toStdString() + ">\nEI Q\n";
                 continue;
             }
             resources.getKey("/XObject").replaceKey(key, picture);
@@ -262,16 +281,19 @@ QByteArray picturePDF(const PictureDoc &layout)
                 continue;
             }
             // The form doubles the picture; the page halves the form.
-            auto drawing = form(q, key + " Do\n", 1, 1, with("<< /XObject << >> >>", "/XObject", key, picture));
+            auto drawing = form(q, key + " Do\n", 1, 1,
+                                with("<< /XObject << >> >>", "/XObject", key, picture));
             auto matrix = H::newArray();
             for (double v : {2 * r.width(), 0.0, 0.0, 2 * r.height(), 0.0, 0.0})
                 matrix.appendItem(H::newReal(v, 3));
             drawing.getDict().replaceKey("/Matrix", matrix);
             const std::string formKey = "/Fm" + str(formNumber++);
             resources.getKey("/XObject").replaceKey(formKey, drawing);
-            content += "q 0.5 0 0 0.5 " + num(r.left()) + " " + num(r.top()) + " cm " + formKey + " Do Q\n";
+            content += "q 0.5 0 0 0.5 " + num(r.left()) + " " + num(r.top()) + " cm " + formKey +
+                       " Do Q\n";
         }
-        addPage(q, resources, content + "BT /F1 24 Tf 72 732.000 Td (Page " + str(i + 1) + ") Tj ET\n");
+        addPage(q, resources,
+                content + "BT /F1 24 Tf 72 732.000 Td (Page " + str(i + 1) + ") Tj ET\n");
     }
     return bytesOf(q);
 }
@@ -287,8 +309,14 @@ QByteArray photoPDF(int pages, QSize pixels, int quality)
     return picturePDF(layout);
 }
 
-QRectF greenSquare() { return QRectF(400, 600, 60, 60); }
-QRectF hiddenRedSquare() { return QRectF(400, 480, 60, 60); }
+QRectF greenSquare()
+{
+    return QRectF(400, 600, 60, 60);
+}
+QRectF hiddenRedSquare()
+{
+    return QRectF(400, 480, 60, 60);
+}
 
 QByteArray annotatedPDF()
 {
@@ -297,7 +325,8 @@ QByteArray annotatedPDF()
     auto font = helvetica(q);
     const auto fonts = [&font] { return with("<< /Font << >> >>", "/Font", "/Helv", font); };
     for (int i = 1; i <= 2; ++i)
-        addPage(q, with("<< /Font << >> >>", "/Font", "/F1", font), "BT /F1 24 Tf 72 720 Td (Form " + str(i) + ") Tj ET\n");
+        addPage(q, with("<< /Font << >> >>", "/Font", "/F1", font),
+                "BT /F1 24 Tf 72 720 Td (Form " + str(i) + ") Tj ET\n");
     auto all = QPDFPageDocumentHelper(q).getAllPages();
     auto first = all[0].getObjectHandle();
     auto annots = H::newArray();
@@ -309,10 +338,13 @@ QByteArray annotatedPDF()
         return annots.getArrayItem(annots.getArrayNItems() - 1);
     };
     const auto field = [&](const char *title, const QString &value, int y, bool drawn) {
-        auto f = H::parse("<< /Type /Annot /Subtype /Widget /FT /Tx /F 4 /DA (/Helv 12 Tf 0 g) /T (" + std::string(title)
-                          + ") /V (" + value.toStdString() + ") /Rect [72 " + str(y) + " 300 " + str(y + 24) + "] >>");
+        auto f =
+            H::parse("<< /Type /Annot /Subtype /Widget /FT /Tx /F 4 /DA (/Helv 12 Tf 0 g) /T (" +
+                     std::string(title) + ") /V (" + value.toStdString() + ") /Rect [72 " + str(y) +
+                     " 300 " + str(y + 24) + "] >>");
         f.replaceKey("/P", first);
-        const std::string look = drawn ? "/Tx BMC q BT /Helv 12 Tf 0 g 2 7 Td (" + value.toStdString() + ") Tj ET Q EMC\n"
+        const std::string look = drawn ? "/Tx BMC q BT /Helv 12 Tf 0 g 2 7 Td (" +
+                                             value.toStdString() + ") Tj ET Q EMC\n"
                                        : "/Tx BMC EMC\n";
         return withLook(f, look, 228, 24);
     };
@@ -322,11 +354,13 @@ QByteArray annotatedPDF()
     const auto square = [&](const QRectF &r, const std::string &colour, int flags) {
         auto a = H::parse("<< /Type /Annot /Subtype /Square /F " + str(flags) + " >>");
         a.replaceKey("/Rect", H::newArray(H::Rectangle(r.left(), r.top(), r.right(), r.bottom())));
-        withLook(a, colour + " rg 0 0 " + num(r.width()) + " " + num(r.height()) + " re f\n", r.width(), r.height());
+        withLook(a, colour + " rg 0 0 " + num(r.width()) + " " + num(r.height()) + " re f\n",
+                 r.width(), r.height());
     };
     square(greenSquare(), "0 1 0", 4);
     square(hiddenRedSquare(), "1 0 0", 2 /* hidden */);
-    auto link = H::parse("<< /Type /Annot /Subtype /Link /Rect [72 400 200 420] /Border [0 0 0] /Dest [null /Fit] >>");
+    auto link = H::parse("<< /Type /Annot /Subtype /Link /Rect [72 400 200 420] /Border [0 0 0] "
+                         "/Dest [null /Fit] >>");
     link.getKey("/Dest").setArrayItem(0, all[1].getObjectHandle());
     annots.appendItem(q.makeIndirectObject(link));
     first.replaceKey("/Annots", annots);
@@ -350,34 +384,37 @@ QList<ImageInfo> imagesOf(const QByteArray &pdf)
     };
     for (auto &page : QPDFPageDocumentHelper(q).getAllPages()) {
         // Stencil masks count as pictures here too.
-        page.forEachXObject(true, [&](H &image, H &, const std::string &) {
-            if (!seen.insert(image.getObjGen()).second)
-                return;
-            auto dict = image.getDict();
-            ImageInfo info;
-            info.width = int(dict.getKey("/Width").getIntValue());
-            info.height = int(dict.getKey("/Height").getIntValue());
-            if (dict.getKey("/BitsPerComponent").isInteger())
-                info.bitsPerComponent = int(dict.getKey("/BitsPerComponent").getIntValue());
-            auto filter = dict.getKey("/Filter");
-            if (filter.isArray() && filter.getArrayNItems() > 0)
-                filter = filter.getArrayItem(0);
-            if (filter.isName())
-                info.filter = QString::fromStdString(filter.getName());
-            // Decoded where qpdf can, so that recompressing Flate doesn't count as a change.
-            QByteArray samples = bytes(image.getRawStreamData());
-            try {
-                if (info.filter != QLatin1String("/DCTDecode"))
-                    samples = bytes(image.getStreamData(qpdf_dl_generalized));
-            } catch (...) {
-            }
-            info.storedHash = QCryptographicHash::hash(samples, QCryptographicHash::Sha1);
-            if (auto mask = dict.getKey("/SMask"); mask.isStream()) {
-                info.maskWidth = int(mask.getDict().getKey("/Width").getIntValue());
-                info.maskHeight = int(mask.getDict().getKey("/Height").getIntValue());
-            }
-            result.append(info);
-        }, [](H x) { return x.isImage(false); });
+        page.forEachXObject(
+            true,
+            [&](H &image, H &, const std::string &) {
+                if (!seen.insert(image.getObjGen()).second)
+                    return;
+                auto dict = image.getDict();
+                ImageInfo info;
+                info.width = int(dict.getKey("/Width").getIntValue());
+                info.height = int(dict.getKey("/Height").getIntValue());
+                if (dict.getKey("/BitsPerComponent").isInteger())
+                    info.bitsPerComponent = int(dict.getKey("/BitsPerComponent").getIntValue());
+                auto filter = dict.getKey("/Filter");
+                if (filter.isArray() && filter.getArrayNItems() > 0)
+                    filter = filter.getArrayItem(0);
+                if (filter.isName())
+                    info.filter = QString::fromStdString(filter.getName());
+                // Decoded where qpdf can, so that recompressing Flate doesn't count as a change.
+                QByteArray samples = bytes(image.getRawStreamData());
+                try {
+                    if (info.filter != QLatin1String("/DCTDecode"))
+                        samples = bytes(image.getStreamData(qpdf_dl_generalized));
+                } catch (...) {
+                }
+                info.storedHash = QCryptographicHash::hash(samples, QCryptographicHash::Sha1);
+                if (auto mask = dict.getKey("/SMask"); mask.isStream()) {
+                    info.maskWidth = int(mask.getDict().getKey("/Width").getIntValue());
+                    info.maskHeight = int(mask.getDict().getKey("/Height").getIntValue());
+                }
+                result.append(info);
+            },
+            [](H x) { return x.isImage(false); });
     }
     return result;
 }
@@ -399,7 +436,8 @@ QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page)
             LinkInfo info;
             info.area = link->linkArea().normalized();
             if (link->linkType() == Poppler::Link::Goto)
-                info.targetPage = static_cast<const Poppler::LinkGoto *>(link.get())->destination().pageNumber();
+                info.targetPage =
+                    static_cast<const Poppler::LinkGoto *>(link.get())->destination().pageNumber();
             else if (link->linkType() == Poppler::Link::Browse)
                 info.url = static_cast<const Poppler::LinkBrowse *>(link.get())->url();
             result.append(info);
@@ -414,12 +452,15 @@ QStringList popplerOutline(const QByteArray &pdf)
     auto doc = Poppler::Document::loadFromData(pdf);
     if (!doc || doc->isLocked())
         return lines;
-    std::function<void(const QVector<Poppler::OutlineItem> &, int)> walk = [&](const auto &items, int depth) {
+    std::function<void(const QVector<Poppler::OutlineItem> &, int)> walk = [&](const auto &items,
+                                                                               int depth) {
         for (const auto &item : items) {
             const auto dest = item.destination();
-            lines << QString(depth * 2, u' ')
-                         + QStringLiteral("%1|%2|%3").arg(item.name()).arg(dest ? dest->pageNumber() : 0)
-                               .arg(item.isOpen() ? QStringLiteral("open") : QStringLiteral("closed"));
+            lines << QString(depth * 2, u' ') + QStringLiteral("%1|%2|%3")
+                                                    .arg(item.name())
+                                                    .arg(dest ? dest->pageNumber() : 0)
+                                                    .arg(item.isOpen() ? QStringLiteral("open")
+                                                                       : QStringLiteral("closed"));
             walk(item.children(), depth + 1);
         }
     };
@@ -430,8 +471,9 @@ QStringList popplerOutline(const QByteArray &pdf)
 PageView popplerPage(const QByteArray &pdf, int page)
 {
     return withPage<PageView>(pdf, page, [](Poppler::Document &, Poppler::Page &p) {
-        static const QMap<Poppler::Page::Orientation, int> degrees{
-            {Poppler::Page::Landscape, 90}, {Poppler::Page::UpsideDown, 180}, {Poppler::Page::Seascape, 270}};
+        static const QMap<Poppler::Page::Orientation, int> degrees{{Poppler::Page::Landscape, 90},
+                                                                   {Poppler::Page::UpsideDown, 180},
+                                                                   {Poppler::Page::Seascape, 270}};
         return PageView{degrees.value(p.orientation(), 0), p.pageSizeF()};
     });
 }
@@ -440,21 +482,23 @@ double meanDifference(const QImage &a, const QImage &b)
 {
     if (a.size() != b.size() || a.isNull())
         return -1;
-    const QImage x = a.convertToFormat(QImage::Format_RGB32), y = b.convertToFormat(QImage::Format_RGB32);
+    const QImage x = a.convertToFormat(QImage::Format_RGB32),
+                 y = b.convertToFormat(QImage::Format_RGB32);
     double total = 0;
     for (int row = 0; row < x.height(); ++row) {
         const auto *p = reinterpret_cast<const QRgb *>(x.constScanLine(row));
         const auto *q = reinterpret_cast<const QRgb *>(y.constScanLine(row));
         for (int i = 0; i < x.width(); ++i)
-            total += std::abs(qRed(p[i]) - qRed(q[i])) + std::abs(qGreen(p[i]) - qGreen(q[i]))
-                   + std::abs(qBlue(p[i]) - qBlue(q[i]));
+            total += std::abs(qRed(p[i]) - qRed(q[i])) + std::abs(qGreen(p[i]) - qGreen(q[i])) +
+                     std::abs(qBlue(p[i]) - qBlue(q[i]));
     }
     return total / (3.0 * x.width() * x.height());
 }
 
 QStringList temporaryFiles(const QString &folder)
 {
-    return QDir(folder).entryList({QStringLiteral(".quirebook-*")}, QDir::Files | QDir::Hidden | QDir::System);
+    return QDir(folder).entryList({QStringLiteral(".quirebook-*")},
+                                  QDir::Files | QDir::Hidden | QDir::System);
 }
 
 bool qpdfCheck(const QString &path, QString *output)

@@ -22,11 +22,17 @@ QImage chart(QSize size);
 
 struct Picture {
     enum class Kind {
-        Jpeg, JpegGray,       // DCTDecode, RGB or grey
-        Rgb, Gray, Chart,     // Flate, 8-bit; a chart is flat colours
-        Indexed, Gray16,      // Flate: indexes into a palette, 16-bit grey
-        ImageMask, OneBit,    // Flate, 1 bit: a stencil mask, a bilevel scan
-        Cmyk, Decode,         // Flate, 8 bit: CMYK, grey with an inverting /Decode
+        Jpeg,
+        JpegGray, // DCTDecode, RGB or grey
+        Rgb,
+        Gray,
+        Chart, // Flate, 8-bit; a chart is flat colours
+        Indexed,
+        Gray16, // Flate: indexes into a palette, 16-bit grey
+        ImageMask,
+        OneBit, // Flate, 1 bit: a stencil mask, a bilevel scan
+        Cmyk,
+        Decode, // Flate, 8 bit: CMYK, grey with an inverting /Decode
     };
     Kind kind = Kind::Jpeg;
     QSize pixels{800, 600};
@@ -34,6 +40,8 @@ struct Picture {
     int quality = 90;
     bool softMask = false;    // an 8-bit /SMask of the same size
     bool inlineImage = false; // drawn inline (BI ... ID ... EI) instead of as an XObject
+    bool matte = false;       // the soft mask has /Matte (its samples are premultiplied)
+    int maskOf = -1;          // shares the soft mask of that earlier picture
 };
 
 struct Placement {

@@ -18,7 +18,10 @@
 
 namespace ProtectChecks {
 
-QByteArray attachmentBytes() { return QByteArrayLiteral("Meeting notes: bring the signed lease.\n"); }
+QByteArray attachmentBytes()
+{
+    return QByteArrayLiteral("Meeting notes: bring the signed lease.\n");
+}
 
 QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &options)
 {
@@ -54,8 +57,8 @@ QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &opti
     fileSpec.replaceKey("/EF", ef);
     auto names = QPDFObjectHandle::newDictionary();
     auto files = QPDFObjectHandle::newDictionary();
-    files.replaceKey("/Names", QPDFObjectHandle::newArray(
-                                   {QPDFObjectHandle::newString("notes.txt"), fileSpec}));
+    files.replaceKey(
+        "/Names", QPDFObjectHandle::newArray({QPDFObjectHandle::newString("notes.txt"), fileSpec}));
     names.replaceKey("/EmbeddedFiles", files);
     q.getRoot().replaceKey("/Names", names);
 
@@ -94,7 +97,8 @@ QStringList outlineTitles(const QString &path, const QString &password)
     return titles;
 }
 
-Fixtures::ProcessResult qpdf(const QString &option, const QString &path, const QString &password = {})
+Fixtures::ProcessResult qpdf(const QString &option, const QString &path,
+                             const QString &password = {})
 {
     QStringList arguments{option};
     if (!password.isEmpty())
@@ -150,8 +154,8 @@ QMap<QString, QString> qpdfEncryption(const QString &path, const QString &passwo
     const auto run = qpdf(QStringLiteral("--show-encryption"), path, password);
     result.insert(QStringLiteral("status"), QString::number(run.exitCode));
     for (const QString &line : run.out.split(u'\n')) {
-        const QString separator = line.contains(QLatin1String(" = ")) ? QStringLiteral(" = ")
-                                                                        : QStringLiteral(": ");
+        const QString separator =
+            line.contains(QLatin1String(" = ")) ? QStringLiteral(" = ") : QStringLiteral(": ");
         const auto at = line.indexOf(separator);
         if (at > 0)
             result.insert(line.left(at).trimmed(), line.mid(at + separator.size()).trimmed());

@@ -14,11 +14,10 @@ QByteArray bytesOf(QPDF &q, const WriteOptions &options)
     if (options.encrypt) {
         const std::string user = options.userPassword.toStdString();
         const std::string owner = options.ownerPassword.toStdString();
-        writer.setR6EncryptionParameters(user.c_str(), owner.c_str(), true, options.allowCopying,
-                                         options.allowChanges, options.allowChanges,
-                                         options.allowChanges, options.allowChanges,
-                                         options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none,
-                                         true);
+        writer.setR6EncryptionParameters(
+            user.c_str(), owner.c_str(), true, options.allowCopying, options.allowChanges,
+            options.allowChanges, options.allowChanges, options.allowChanges,
+            options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none, true);
     }
     writer.write();
     auto buffer = writer.getBufferSharedPointer();

@@ -15,7 +15,7 @@ class TestCompressTask : public QObject {
 private Q_SLOTS:
     void screenTexts()
     {
-        const auto cards = Tasks::compressLevelCards();
+        const auto cards = Compress::levelCards();
         const QStringList expected{"Smallest|Photos at screen quality. Best for emailing.",
                                    "Balanced|Good for reading and sharing.",
                                    "High quality|Keeps photos sharp. Best for printing."};
@@ -24,11 +24,12 @@ private Q_SLOTS:
             QCOMPARE(cards[i].level, PDFOps::allCompressionLevels()[i]);
             QCOMPARE(cards[i].title + u'|' + cards[i].description, expected[i]);
         }
-        QCOMPARE(Tasks::compressCurrentSize(1'234'567), QStringLiteral("Current size: 1.2 MB"));
-        QCOMPARE(Tasks::compressNote(),
-                 QStringLiteral("Pictures are shrunk; text stays sharp and searchable. Links, "
-                                "bookmarks and the title are kept. Your original is never changed."));
-        QCOMPARE(Tasks::compressButton(), QStringLiteral("Compress"));
+        QCOMPARE(Compress::currentSize(1'234'567), QStringLiteral("Current size: 1.2 MB"));
+        QCOMPARE(
+            Compress::note(),
+            QStringLiteral("Pictures are shrunk; text stays sharp and searchable. Links, "
+                           "bookmarks and the title are kept. Your original is never changed."));
+        QCOMPARE(Compress::button(), QStringLiteral("Compress"));
     }
 
     void outcomeTexts_data()
@@ -46,8 +47,9 @@ private Q_SLOTS:
                                           << QStringLiteral("Report compressed.pdf");
         QTest::newRow("kept") << qint64(12'609) << qint64(12'609) << true
                               << QStringLiteral("Already as small as it gets")
-                              << QStringLiteral("Compressing wouldn't make “Report.pdf” smaller, so the "
-                                                "copy is unchanged (12.6 kB).");
+                              << QStringLiteral(
+                                     "Compressing wouldn't make “Report.pdf” smaller, so the "
+                                     "copy is unchanged (12.6 kB).");
     }
     void outcomeTexts()
     {
@@ -59,29 +61,42 @@ private Q_SLOTS:
         result.after = after;
         result.keptOriginal = kept;
         const QString destination = QStringLiteral("/somewhere/Report compressed.pdf");
-        const Outcome outcome = Tasks::compressOutcome(result, QStringLiteral("Report.pdf"), destination);
+        const Outcome outcome =
+            Compress::outcome(result, QStringLiteral("Report.pdf"), destination);
         QTEST(outcome.title, "title");
         QTEST(outcome.detail, "detail");
         QCOMPARE(outcome.urls, QStringList{destination});
     }
 
-    // The file went away after it was chosen: the job says so, and leaves nothing.
+    // The file went away or was replaced after it was chosen: the job says
+    // so, and leaves nothing.
+    void aVanishedFileIsTheJobsMessage_data()
+    {
+        QTest::addColumn<QByteArray>("replacement");
+        QTest::newRow("deleted") << QByteArray();
+        QTest::newRow("replaced by text") << QByteArray("meeting notes\n");
+        QTest::newRow("emptied") << QByteArray("");
+    }
     void aVanishedFileIsTheJobsMessage()
     {
+        QFETCH(QByteArray, replacement);
         QTemporaryDir dir;
         const QString source = writeFile(dir.filePath(QStringLiteral("Gone.pdf")), textPDF(1));
         Workspace workspace;
         workspace.add({source});
         const PDFFile file = workspace.files().value(0);
         QFile::remove(source);
+        if (!replacement.isNull())
+            writeFile(source, replacement);
         const QString destination = dir.filePath(QStringLiteral("out.pdf"));
         Job job;
-        job.run(Tasks::compressJobTitle(), [file, destination](const Progress &p, const IsCancelled &c) {
-            return Tasks::compress(file, CompressionLevel::Balanced, destination, p, c);
+        job.run(Compress::jobTitle(), [file, destination](const Progress &p, const IsCancelled &c) {
+            return Compress::run(file, {}, destination, p, c);
         });
         QVERIFY(QTest::qWaitFor([&] { return !job.isRunning(); }, 60000));
         QCOMPARE(job.state(), Job::State(Job::Failed{"“Gone.pdf” couldn't be read as a PDF."}));
-        QVERIFY(QDir(dir.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                 replacement.isNull() ? QStringList() : QStringList{QStringLiteral("Gone.pdf")});
     }
 };
 

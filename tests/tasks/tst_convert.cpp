@@ -13,14 +13,21 @@
 #include <QTest>
 
 #include <atomic>
+#include <limits>
 
 using namespace Fixtures;
 
 namespace {
 
-QStringList visible(const QString &folder) { return QDir(folder).entryList(QDir::Files, QDir::Name); }
+QStringList visible(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::Files, QDir::Name);
+}
 
-QString textOf(const QString &path) { return QString::fromUtf8(readFile(path)); }
+QString textOf(const QString &path)
+{
+    return QString::fromUtf8(readFile(path));
+}
 
 PDFFile pdfAt(const QString &path)
 {
@@ -41,8 +48,7 @@ QByteArray pagesWith(const QStringList &texts)
 }
 
 // The sentence a piece of work ends with when it throws; empty when it doesn't.
-template <typename Work>
-QString errorOf(Work work)
+template <typename Work> QString errorOf(Work work)
 {
     try {
         work();
@@ -53,6 +59,13 @@ QString errorOf(Work work)
 }
 
 const auto noProgress = [](int, int) {};
+Convert::Request textRequest()
+{
+    Convert::Request request;
+    request.mode = Convert::Mode::Text;
+    return request;
+}
+const Convert::Request kText = textRequest();
 const auto notCancelled = [] { return false; };
 
 } // namespace
@@ -64,15 +77,47 @@ private Q_SLOTS:
     void screenTexts()
     {
         using namespace Convert;
-        QStringList texts{label(Mode::Images), label(Mode::Text), formatLabel(), qualityLabel(), picturesNote(),
-                          textNote(), savePicturesTitle(), saveTextTitle(), picturesJobTitle(), textJobTitle()};
+        QStringList texts{label(Mode::Images), label(Mode::Text), formatLabel(),
+                          qualityLabel(),      picturesNote(),    textNote(),
+                          savePicturesTitle(), saveTextTitle(),   jobTitle(Mode::Images),
+                          jobTitle(Mode::Text)};
         for (const auto &choice : resolutions())
             texts << QStringLiteral("%1=%2").arg(choice.label).arg(choice.dpi);
-        QCOMPARE(texts, (QStringList{"Pictures", "Text", "Format", "Quality",
-                                     "Every page becomes one picture, saved together in a new folder.",
-                                     "Saves all the text in the PDF as a plain text file.", "Save Pictures",
-                                     "Save Text", "Saving", "Reading", "Screen (72 dpi)=72", "Good (150 dpi)=150",
-                                     "Print (300 dpi)=300"}));
+        QCOMPARE(texts,
+                 (QStringList{"Pictures", "Text", "Format", "Quality",
+                              "Every page becomes one picture, saved together in a new folder.",
+                              "Saves all the text in the PDF as a plain text file.",
+                              "Save Pictures", "Save Text", "Saving", "Reading",
+                              "Screen (72 dpi)=72", "Good (150 dpi)=150", "Print (300 dpi)=300"}));
+    }
+
+    // What a request refuses before any work.
+    void requests_data()
+    {
+        QTest::addColumn<double>("dpi");
+        QTest::addColumn<double>("quality");
+        QTest::addColumn<QString>("refusal");
+        const QString resolution =
+            QStringLiteral("The resolution must be a number from 1 to 2400.");
+        const QString quality = QStringLiteral("The quality must be a whole number from 0 to 100.");
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        QTest::newRow("lowest") << 1.0 << 0.0 << QString();
+        QTest::newRow("highest") << 2400.0 << 1.0 << QString();
+        QTest::newRow("too coarse") << 0.5 << 0.85 << resolution;
+        QTest::newRow("too fine") << 2401.0 << 0.85 << resolution;
+        QTest::newRow("not a resolution") << nan << 0.85 << resolution;
+        QTest::newRow("too good") << 150.0 << 1.01 << quality;
+        QTest::newRow("not a quality") << 150.0 << nan << quality;
+    }
+    void requests()
+    {
+        QFETCH(double, dpi);
+        QFETCH(double, quality);
+        QFETCH(QString, refusal);
+        Convert::Request request;
+        request.dpi = dpi;
+        request.quality = quality;
+        QCOMPARE(request.validate().value_or(QString()), refusal);
     }
 
     void pictureNames_data()
@@ -106,11 +151,13 @@ private Q_SLOTS:
         QStringList all;
         for (int i = 1; i <= 10; ++i)
             all << QStringLiteral("Report page %1.png").arg(i, 2, 10, QLatin1Char('0'));
-        QTest::newRow("png, all") << PDFOps::ImageFormat::Png << 72.0 << QList<int>{} << "Saved 10 pictures" << all;
-        QTest::newRow("jpeg, some") << PDFOps::ImageFormat::Jpeg << 30.0 << QList<int>{1, 9} << "Saved 2 pictures"
-                                    << QStringList{"Report page 02.jpg", "Report page 10.jpg"};
-        QTest::newRow("one") << PDFOps::ImageFormat::Png << 20.0 << QList<int>{4} << "Saved 1 picture"
-                             << QStringList{"Report page 05.png"};
+        QTest::newRow("png, all") << PDFOps::ImageFormat::Png << 72.0 << QList<int>{}
+                                  << "Saved 10 pictures" << all;
+        QTest::newRow("jpeg, some")
+            << PDFOps::ImageFormat::Jpeg << 30.0 << QList<int>{1, 9} << "Saved 2 pictures"
+            << QStringList{"Report page 02.jpg", "Report page 10.jpg"};
+        QTest::newRow("one") << PDFOps::ImageFormat::Png << 20.0 << QList<int>{4}
+                             << "Saved 1 picture" << QStringList{"Report page 05.png"};
     }
     void savesPictures()
     {
@@ -121,17 +168,22 @@ private Q_SLOTS:
         QTemporaryDir dir;
         DocSpec layout = numberedPages(10);
         layout.pages[1].rotate = 90;
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(layout)));
-        const QString folder = Convert::picturesFolder(file);
+        const PDFFile file =
+            pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(layout)));
+        const QString folder = Convert::destination(file, {});
         QCOMPARE(QFileInfo(folder).fileName(), QStringLiteral("Report pictures"));
 
         QList<std::pair<int, int>> reports;
-        Convert::PictureOptions options;
+        Convert::Request options;
         options.format = format;
         options.dpi = dpi;
         options.pages = pages;
         const Outcome outcome = Convert::pictures(
-            file, folder, options, [&](int done, int total) { reports.append({done, total}); }, notCancelled);
+            file, folder, options,
+            [&](int done, int total) {
+                reports.append({done, total});
+            },
+            notCancelled);
 
         QTEST(outcome.title, "title");
         QCOMPARE(outcome.detail, QStringLiteral("In the folder “Report pictures”."));
@@ -145,11 +197,13 @@ private Q_SLOTS:
         for (const QString &name : names) {
             const QImage image = QImageReader(QDir(folder).filePath(name)).read();
             const bool turned = name.contains(QLatin1String("page 02"));
-            QCOMPARE(image.size(), PDFOps::pixelSize(turned ? QSizeF(792, 612) : QSizeF(612, 792), dpi));
+            QCOMPARE(image.size(),
+                     PDFOps::pixelSize(turned ? QSizeF(792, 612) : QSizeF(612, 792), dpi));
             QVERIFY(qAbs(image.dotsPerMeterX() * 0.0254 - dpi) < 0.5);
         }
         // A second run never reuses the folder.
-        QCOMPARE(QFileInfo(Convert::picturesFolder(file)).fileName(), QStringLiteral("Report pictures 2"));
+        QCOMPARE(QFileInfo(Convert::destination(file, {})).fileName(),
+                 QStringLiteral("Report pictures 2"));
     }
 
     // A picture opened in the workspace is a one-page document in memory.
@@ -157,11 +211,13 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         Workspace ws;
-        ws.add({writeFile(dir.filePath(QStringLiteral("photo.jpg")), encode(marker(400, 300), "JPEG"))});
+        ws.add({writeFile(dir.filePath(QStringLiteral("photo.jpg")),
+                          encode(marker(400, 300), "JPEG"))});
         QCOMPARE(ws.files().size(), 1);
         const PDFFile file = ws.files().first();
-        const QString folder = Convert::picturesFolder(file);
-        QCOMPARE(Convert::pictures(file, folder, {}, noProgress, notCancelled).title, QStringLiteral("Saved 1 picture"));
+        const QString folder = Convert::destination(file, {});
+        QCOMPARE(Convert::pictures(file, folder, {}, noProgress, notCancelled).title,
+                 QStringLiteral("Saved 1 picture"));
         const QImage image(QDir(folder).filePath(QStringLiteral("photo page 1.png")));
         QCOMPARE(image.size(), PDFOps::pixelSize(PDFOps::picturePageSize({400, 300}), 150));
         // The marker's red quarter is still at the top left.
@@ -174,14 +230,16 @@ private Q_SLOTS:
     void cancelLeavesOnlyCompletePictures()
     {
         QTemporaryDir dir;
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Long.pdf")), textPDF(40)));
-        const QString folder = Convert::picturesFolder(file);
+        const PDFFile file =
+            pdfAt(writeFile(dir.filePath(QStringLiteral("Long.pdf")), textPDF(40)));
+        const QString folder = Convert::destination(file, {});
         std::atomic<int> done{0};
-        Convert::PictureOptions options;
+        Convert::Request options;
         options.dpi = 200;
         QCOMPARE(errorOf([&] {
-                     Convert::pictures(file, folder, options, [&](int finished, int) { done = finished; },
-                                       [&] { return done >= 3; });
+                     Convert::pictures(
+                         file, folder, options, [&](int finished, int) { done = finished; },
+                         [&] { return done >= 3; });
                  }),
                  PDFError::cancelled().description());
         const QStringList names = visible(folder);
@@ -195,8 +253,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("situation");
         QTest::addColumn<QString>("message");
-        QTest::newRow("deleted") << "deleted" << QStringLiteral("“gone.pdf” couldn't be read as a PDF.");
-        QTest::newRow("locked") << "locked" << QStringLiteral("This PDF is locked. Enter its password first.");
+        QTest::newRow("deleted") << "deleted"
+                                 << QStringLiteral("“gone.pdf” couldn't be read as a PDF.");
+        QTest::newRow("locked") << "locked"
+                                << QStringLiteral("This PDF is locked. Enter its password first.");
         QTest::newRow("restricted") << "restricted" << PDFError::restricted().description();
     }
     void failures()
@@ -207,18 +267,22 @@ private Q_SLOTS:
         WriteOptions options;
         options.encrypt = true;
         options.ownerPassword = QStringLiteral("boss");
-        options.userPassword = situation == QLatin1String("locked") ? QStringLiteral("secret") : QString();
+        options.userPassword =
+            situation == QLatin1String("locked") ? QStringLiteral("secret") : QString();
         options.allowCopying = situation != QLatin1String("restricted");
         const bool deleted = situation == QLatin1String("deleted");
-        const PDFFile file = pdfAt(writeFile(dir.filePath(deleted ? QStringLiteral("gone.pdf") : QStringLiteral("a.pdf")),
-                                             deleted ? textPDF(1) : makePDF(numberedPages(1), options)));
+        const PDFFile file = pdfAt(
+            writeFile(dir.filePath(deleted ? QStringLiteral("gone.pdf") : QStringLiteral("a.pdf")),
+                      deleted ? textPDF(1) : makePDF(numberedPages(1), options)));
         if (deleted)
             QFile::remove(file.path);
         const QString folder = dir.filePath(QStringLiteral("out"));
         QVERIFY(QDir().mkdir(folder));
-        QCOMPARE(errorOf([&] { Convert::pictures(file, folder, {}, noProgress, notCancelled); }), message);
+        QCOMPARE(errorOf([&] { Convert::pictures(file, folder, {}, noProgress, notCancelled); }),
+                 message);
         const QString destination = dir.filePath(QStringLiteral("out.txt"));
-        QCOMPARE(errorOf([&] { Convert::text(file, destination, noProgress, notCancelled); }), message);
+        QCOMPARE(errorOf([&] { Convert::text(file, destination, noProgress, notCancelled); }),
+                 message);
         QVERIFY(!QFile::exists(destination));
         QVERIFY(QDir(folder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
     }
@@ -227,12 +291,13 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Big.pdf")), textPDF(2)));
-        const QString folder = Convert::picturesFolder(file);
-        Convert::PictureOptions options;
+        const QString folder = Convert::destination(file, {});
+        Convert::Request options;
         options.dpi = 1e7; // a bitmap far too big to make
-        QCOMPARE(errorOf([&] { Convert::pictures(file, folder, options, noProgress, notCancelled); }),
-                 QStringLiteral("Couldn't draw page 1."));
-        QVERIFY(QDir(folder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        QCOMPARE(
+            errorOf([&] { Convert::pictures(file, folder, options, noProgress, notCancelled); }),
+            QStringLiteral("Couldn't draw page 1. Nothing was saved."));
+        QVERIFY(!QFileInfo::exists(folder)); // an empty folder is of no use
     }
 
     void textInPageOrder()
@@ -241,11 +306,13 @@ private Q_SLOTS:
         DocSpec layout = numberedPages(3, QStringLiteral("Chapter"));
         layout.pages[1].rotate = 270;
         layout.pages.insert(2, PageSpec{}); // an empty page keeps its place
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(layout)));
-        const QString destination = Convert::textDestination(file);
+        const PDFFile file =
+            pdfAt(writeFile(dir.filePath(QStringLiteral("Report.pdf")), makePDF(layout)));
+        const QString destination = Convert::destination(file, kText);
         QCOMPARE(destination, dir.filePath(QStringLiteral("Report.txt")));
         QList<int> done;
-        const Outcome outcome = Convert::text(file, destination, [&](int d, int) { done.append(d); }, notCancelled);
+        const Outcome outcome = Convert::text(
+            file, destination, [&](int d, int) { done.append(d); }, notCancelled);
         QCOMPARE(outcome.title, QStringLiteral("Saved “Report.txt”"));
         QCOMPARE(outcome.detail, QStringLiteral("6 words."));
         QCOMPARE(outcome.urls, QStringList{destination});
@@ -254,27 +321,18 @@ private Q_SLOTS:
         QVERIFY(temporaryFiles(dir.path()).isEmpty());
 
         // Again: a new name, the first file untouched.
-        const QString second = Convert::textDestination(file);
+        const QString second = Convert::destination(file, kText);
         QCOMPARE(second, dir.filePath(QStringLiteral("Report 2.txt")));
-        QCOMPARE(Convert::text(file, second, noProgress, notCancelled).title, QStringLiteral("Saved “Report 2.txt”"));
+        QCOMPARE(Convert::text(file, second, noProgress, notCancelled).title,
+                 QStringLiteral("Saved “Report 2.txt”"));
         // A name taken after it was chosen is not overwritten either (and, as
         // everywhere, a number in a name is not parsed).
         writeFile(dir.filePath(QStringLiteral("Report 3.txt")), "mine");
-        QCOMPARE(Convert::text(file, dir.filePath(QStringLiteral("Report 3.txt")), noProgress, notCancelled).title,
+        QCOMPARE(Convert::text(file, dir.filePath(QStringLiteral("Report 3.txt")), noProgress,
+                               notCancelled)
+                     .title,
                  QStringLiteral("Saved “Report 3 2.txt”"));
         QCOMPARE(textOf(dir.filePath(QStringLiteral("Report 3.txt"))), QStringLiteral("mine"));
-    }
-
-    void chosenTextDestinations()
-    {
-        QTemporaryDir dir;
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("a.pdf")), textPDF(1)));
-        QCOMPARE(Convert::textDestination(file, dir.path()), dir.filePath(QStringLiteral("a.txt")));
-        QCOMPARE(Convert::textDestination(file, dir.filePath(QStringLiteral("notes.md"))),
-                 dir.filePath(QStringLiteral("notes.md")));
-        writeFile(dir.filePath(QStringLiteral("notes.md")), "x");
-        QCOMPARE(Convert::textDestination(file, dir.filePath(QStringLiteral("notes.md"))),
-                 dir.filePath(QStringLiteral("notes 2.md")));
     }
 
     // A text file needs four characters; fewer means a scan, and no file.
@@ -291,17 +349,21 @@ private Q_SLOTS:
         QFETCH(QStringList, pages);
         QFETCH(QString, written);
         QTemporaryDir dir;
-        const PDFFile file = pdfAt(writeFile(dir.filePath(QStringLiteral("Scan.pdf")), pagesWith(pages)));
-        const QString destination = Convert::textDestination(file);
-        const QString error = errorOf([&] { Convert::text(file, destination, noProgress, notCancelled); });
+        const PDFFile file =
+            pdfAt(writeFile(dir.filePath(QStringLiteral("Scan.pdf")), pagesWith(pages)));
+        const QString destination = Convert::destination(file, kText);
+        const QString error =
+            errorOf([&] { Convert::text(file, destination, noProgress, notCancelled); });
         QVERIFY(temporaryFiles(dir.path()).isEmpty());
         if (!written.isEmpty()) {
             QCOMPARE(error, QString());
             QCOMPARE(textOf(destination), written);
             return;
         }
-        QCOMPARE(error, QStringLiteral("There's no text in this PDF — it's probably a scan. Use Make Searchable "
-                                       "first, then try again."));
+        QCOMPARE(error,
+                 QStringLiteral(
+                     "There's no text in this PDF — it's probably a scan. Use Make Searchable "
+                     "first, then try again."));
         QVERIFY(!QFile::exists(destination));
     }
 
@@ -310,12 +372,15 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("multilingual")
-            << "text-multilingual.pdf"
-            << QStringList{QStringLiteral("English:\nHello World"), QStringLiteral("مرحبا بالعالم"),
-                           QStringLiteral("Привет, мир"), QStringLiteral("你好世界"),
-                           QStringLiteral("สวัสดีชาวโลก"), QStringLiteral("こんにちは世界")};
-        QTest::newRow("rotated pages") << "rotated-arabic-4pages.pdf" << QStringList{QStringLiteral("habibi")};
+        QTest::newRow("multilingual") << "text-multilingual.pdf"
+                                      << QStringList{QStringLiteral("English:\nHello World"),
+                                                     QStringLiteral("مرحبا بالعالم"),
+                                                     QStringLiteral("Привет, мир"),
+                                                     QStringLiteral("你好世界"),
+                                                     QStringLiteral("สวัสดีชาวโลก"),
+                                                     QStringLiteral("こんにちは世界")};
+        QTest::newRow("rotated pages")
+            << "rotated-arabic-4pages.pdf" << QStringList{QStringLiteral("habibi")};
         QTest::newRow("pdfTeX") << "plain-pdflatex-4pages.pdf" << QStringList{};
     }
     void corpusScripts()
@@ -328,14 +393,16 @@ private Q_SLOTS:
         const QString copy = dir.filePath(name);
         QVERIFY(QFile::copy(corpusDir() + u'/' + name, copy));
         const PDFFile file = pdfAt(copy);
-        const Outcome outcome = Convert::text(file, Convert::textDestination(file), noProgress, notCancelled);
+        const Outcome outcome =
+            Convert::text(file, Convert::destination(file, kText), noProgress, notCancelled);
         const QString text = textOf(outcome.urls.value(0));
         QVERIFY(!text.isEmpty());
         QVERIFY(!text.front().isSpace() && !text.back().isSpace());
         QCOMPARE(text.count(u'\f'), file.pageCount() - 1);
         for (const QString &part : expected)
             QVERIFY2(text.contains(part), qPrintable(part));
-        const auto words = text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+        const auto words =
+            text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
         QCOMPARE(outcome.detail, QStringLiteral("%1 words.").arg(words.size()));
     }
 };

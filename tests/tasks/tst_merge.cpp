@@ -50,7 +50,8 @@ private Q_SLOTS:
         b.outline = {{QStringLiteral("Tables"), 1, {}}};
         m_a = writeFile(m_dir.filePath(QStringLiteral("Report.pdf")), makePDF(a));
         m_b = writeFile(m_dir.filePath(QStringLiteral("b.pdf")), makePDF(b));
-        m_photo = writeFile(m_dir.filePath(QStringLiteral("photo.jpg")), encode(marker(400, 300), "JPEG"));
+        m_photo = writeFile(m_dir.filePath(QStringLiteral("photo.jpg")),
+                            encode(marker(400, 300), "JPEG"));
     }
 
     void suggestedNames_data()
@@ -58,8 +59,10 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("names");
         QTest::addColumn<QString>("expected");
         QTest::newRow("two files") << QStringList{"Report.pdf", "b.pdf"} << "Merged";
-        QTest::newRow("three, PDF first") << QStringList{"Report.pdf", "b.pdf", "photo.jpg"} << "Report merged";
-        QTest::newRow("picture first") << QStringList{"photo.jpg", "Report.pdf", "b.pdf"} << "Merged";
+        QTest::newRow("three, PDF first")
+            << QStringList{"Report.pdf", "b.pdf", "photo.jpg"} << "Report merged";
+        QTest::newRow("picture first")
+            << QStringList{"photo.jpg", "Report.pdf", "b.pdf"} << "Merged";
     }
     void suggestedNames()
     {
@@ -70,7 +73,7 @@ private Q_SLOTS:
         for (const auto &name : names)
             paths << m_dir.filePath(name);
         ws.add(paths);
-        QCOMPARE(Tasks::suggestedMergeName(ws.files()), expected);
+        QCOMPARE(Merge::suggestedName(ws.files()), expected);
     }
 
     void mergesInListOrder()
@@ -81,9 +84,13 @@ private Q_SLOTS:
         const QString destination = out.filePath(QStringLiteral("All.pdf"));
         QList<QPair<int, int>> reports;
         const auto state = runJob([&](const Progress &progress, const IsCancelled &isCancelled) {
-            return Tasks::merge(ws.files(), destination,
-                                [&](int d, int t) { reports << qMakePair(d, t); progress(d, t); },
-                                isCancelled);
+            return Merge::run(
+                ws.files(), destination,
+                [&](int d, int t) {
+                    reports << qMakePair(d, t);
+                    progress(d, t);
+                },
+                isCancelled);
         });
         const auto *done = std::get_if<Job::Done>(&state);
         QVERIFY(done);
@@ -104,7 +111,9 @@ private Q_SLOTS:
         QCOMPARE(PopplerCheck::bookmarks(destination),
                  (QStringList{QStringLiteral("Summary→2"), QStringLiteral("Tables→6")}));
         QCOMPARE(PopplerCheck::linkTargets(destination).first(), QList<int>{3});
-        QCOMPARE(runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), destination}).exitCode, 0);
+        QCOMPARE(
+            runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), destination}).exitCode,
+            0);
         QVERIFY(leftovers(out.path()).isEmpty());
     }
 
@@ -113,8 +122,9 @@ private Q_SLOTS:
         Workspace ws;
         ws.add({m_a, m_b});
         QTemporaryDir out;
-        const QString destination = writeFile(out.filePath(QStringLiteral("Merged.pdf")), "old bytes");
-        Tasks::merge(ws.files(), destination, {}, {});
+        const QString destination =
+            writeFile(out.filePath(QStringLiteral("Merged.pdf")), "old bytes");
+        Merge::run(ws.files(), destination, {}, {});
         QCOMPARE(popplerPageCount(destination), 5);
         QVERIFY(leftovers(out.path()).isEmpty());
     }
@@ -123,10 +133,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("situation");
         QTest::addColumn<QString>("message");
-        QTest::newRow("source deleted") << "deleted" << QStringLiteral("“gone.pdf” couldn't be read as a PDF.");
-        QTest::newRow("locked") << "locked" << QStringLiteral("This PDF is locked. Enter its password first.");
+        QTest::newRow("source deleted")
+            << "deleted" << QStringLiteral("“gone.pdf” couldn't be read as a PDF.");
+        QTest::newRow("locked") << "locked"
+                                << QStringLiteral("This PDF is locked. Enter its password first.");
         QTest::newRow("restricted") << "restricted" << PDFError::restricted().description();
-        QTest::newRow("no such folder") << "folder" << QStringLiteral("Couldn't write the merged file.");
+        QTest::newRow("no such folder")
+            << "folder" << QStringLiteral("Couldn't write the merged file.");
     }
     void failures()
     {
@@ -146,19 +159,22 @@ private Q_SLOTS:
             QFile::remove(odd.path);
         } else if (situation == QLatin1String("locked")) {
             options.userPassword = QStringLiteral("secret");
-            odd.path = writeFile(dir.filePath(QStringLiteral("locked.pdf")), makePDF(numberedPages(1), options));
+            odd.path = writeFile(dir.filePath(QStringLiteral("locked.pdf")),
+                                 makePDF(numberedPages(1), options));
         } else if (situation == QLatin1String("restricted")) {
             options.allowCopying = false;
-            odd.path = writeFile(dir.filePath(QStringLiteral("limited.pdf")), makePDF(numberedPages(1), options));
+            odd.path = writeFile(dir.filePath(QStringLiteral("limited.pdf")),
+                                 makePDF(numberedPages(1), options));
         } else {
             odd = ws.files().first();
         }
-        const QString destination = situation == QLatin1String("folder")
-                                        ? dir.filePath(QStringLiteral("missing/out.pdf"))
-                                        : writeFile(dir.filePath(QStringLiteral("out.pdf")), "keep me");
+        const QString destination =
+            situation == QLatin1String("folder")
+                ? dir.filePath(QStringLiteral("missing/out.pdf"))
+                : writeFile(dir.filePath(QStringLiteral("out.pdf")), "keep me");
         const QList<PDFFile> files{ws.files().first(), odd};
         const auto state = runJob([&](const Progress &p, const IsCancelled &c) {
-            return Tasks::merge(files, destination, p, c);
+            return Merge::run(files, destination, p, c);
         });
         QCOMPARE(state, Job::State(Job::Failed{message}));
         if (situation != QLatin1String("folder")) {
@@ -176,7 +192,7 @@ private Q_SLOTS:
         QTemporaryDir out;
         const QString destination = out.filePath(QStringLiteral("x.pdf"));
         const auto state = runJob([&](const Progress &p, const IsCancelled &) {
-            return Tasks::merge(ws.files(), destination, p, [] { return true; });
+            return Merge::run(ws.files(), destination, p, [] { return true; });
         });
         QCOMPARE(state, Job::State(Job::Idle{}));
         QVERIFY(!QFile::exists(destination));

@@ -1,9 +1,9 @@
 #include "Fixtures.h"
+#include "Output.h"
 #include "PDFError.h"
 #include "PDFOpsProtect.h"
+#include "Protect.h"
 #include "ProtectChecks.h"
-#include "ProtectForm.h"
-#include "ProtectTask.h"
 #include "Workspace.h"
 
 #include <QDir>
@@ -20,7 +20,36 @@ const Progress kNoProgress = [](int, int) {};
 const IsCancelled kNotCancelled = [] { return false; };
 
 // Runs a job to its end on this thread's event loop.
-bool finish(Job &job) { return QTest::qWaitFor([&] { return !job.isRunning(); }, 60000); }
+bool finish(Job &job)
+{
+    return QTest::qWaitFor([&] { return !job.isRunning(); }, 60000);
+}
+
+Protect::Request removing()
+{
+    Protect::Request request;
+    request.mode = Protect::Mode::Remove;
+    return request;
+}
+
+Protect::Request adding(const QString &password, bool printing = true, bool copying = true)
+{
+    Protect::Request request;
+    request.password = password;
+    request.allowPrinting = printing;
+    request.allowCopying = copying;
+    return request;
+}
+
+// Starts the request's job on `file` as the window does: its copy beside the source.
+void start(Job &job, const PDFFile &file, const Protect::Request &request)
+{
+    const QString to = *Output::pdfURL(file, Protect::suffix(request.mode), nullptr);
+    job.run(Protect::jobTitle(request.mode),
+            [file, request, to](const Progress &p, const IsCancelled &c) {
+                return Protect::run(file, request, to, p, c);
+            });
+}
 
 } // namespace
 
@@ -52,48 +81,37 @@ class TestProtectTask : public QObject {
     }
 
 private Q_SLOTS:
-    // What the two fields make of the Protect button and the warning; a
-    // form that can't protect starts nothing and keeps what was typed.
+    // The two password fields: the warning once both hold something that
+    // differs; and what a request refuses before any work.
     void passwordFields_data()
     {
         QTest::addColumn<QString>("password");
         QTest::addColumn<QString>("again");
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<bool>("enabled");
         QTest::addColumn<bool>("warned");
-        QTest::newRow("both empty") << QString() << QString() << false << false << false;
-        QTest::newRow("first only") << QStringLiteral("a") << QString() << false << false << false;
-        QTest::newRow("second only") << QString() << QStringLiteral("a") << false << false << false;
-        QTest::newRow("different") << QStringLiteral("a") << QStringLiteral("b") << false << false
-                                   << true;
-        QTest::newRow("case differs") << QStringLiteral("Secret") << QStringLiteral("secret")
-                                      << false << false << true;
-        QTest::newRow("same") << QStringLiteral("a") << QStringLiteral("a") << false << true << false;
-        QTest::newRow("same, job running") << QStringLiteral("a") << QStringLiteral("a") << true
-                                           << false << false;
+        QTest::newRow("both empty") << QString() << QString() << false;
+        QTest::newRow("first only") << QStringLiteral("a") << QString() << false;
+        QTest::newRow("second only") << QString() << QStringLiteral("a") << false;
+        QTest::newRow("different") << QStringLiteral("a") << QStringLiteral("b") << true;
+        QTest::newRow("case differs")
+            << QStringLiteral("Secret") << QStringLiteral("secret") << true;
+        QTest::newRow("same") << QStringLiteral("a") << QStringLiteral("a") << false;
     }
     void passwordFields()
     {
         QFETCH(QString, password);
         QFETCH(QString, again);
-        QFETCH(bool, running);
-        QFETCH(bool, enabled);
         QFETCH(bool, warned);
-        ProtectForm form;
-        form.password = password;
-        form.passwordAgain = again;
-        QCOMPARE(form.canProtect(running), enabled);
-        QCOMPARE(form.mismatch(),
+        QCOMPARE(Protect::mismatch(password, again),
                  warned ? std::optional<QString>(QStringLiteral("The two passwords are different."))
                         : std::nullopt);
-        if (enabled || running)
-            return;
-        const QString source = writeFile(m_dir.filePath(QStringLiteral("idle.pdf")), textPDF(1));
-        Job job;
-        QVERIFY(!form.startProtect(job, *intake(source), nullptr));
-        QCOMPARE(job.state(), Job::State(Job::Idle{}));
-        QCOMPARE(form.password, password);
-        QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("idle protected.pdf"))));
+        Protect::Request request;
+        request.password = password;
+        QCOMPARE(request.validate(),
+                 password.isEmpty()
+                     ? std::optional<QString>(QStringLiteral("Type a password first."))
+                     : std::nullopt);
+        request.mode = Protect::Mode::Remove;
+        QCOMPARE(request.validate(), std::nullopt);
     }
 
     // The screen's road both ways: the password comes off a lease, then a
@@ -114,15 +132,15 @@ private Q_SLOTS:
         const QString folder = QString::fromLatin1(QTest::currentDataTag());
         const QString source = lease(folder, QStringLiteral("Lease.pdf"));
         const QByteArray before = readFile(source);
-        ProtectForm form;
         Job job;
-        QVERIFY(form.startRemove(job, *intake(source, {QStringLiteral("tenant")}), nullptr));
+        start(job, *intake(source, {QStringLiteral("tenant")}), removing());
         QCOMPARE(std::get<Job::Running>(job.state()).label, QStringLiteral("Removing password"));
         QVERIFY(finish(job));
         const QString plain = m_dir.filePath(folder + QStringLiteral("/Lease unlocked.pdf"));
-        QCOMPARE(job.state(), Job::State(Job::Done{{QStringLiteral("Saved “Lease unlocked.pdf”"),
-                                                    QStringLiteral("This copy opens without a password."),
-                                                    {plain}}}));
+        QCOMPARE(job.state(),
+                 Job::State(Job::Done{{QStringLiteral("Saved “Lease unlocked.pdf”"),
+                                       QStringLiteral("This copy opens without a password."),
+                                       {plain}}}));
         const PopplerView view = poppler(plain);
         QVERIFY(view.opened && !view.encrypted);
         QCOMPARE(view.texts, poppler(source, QStringLiteral("tenant")).texts);
@@ -131,23 +149,22 @@ private Q_SLOTS:
         QCOMPARE(view.attachments.value(QStringLiteral("notes.txt")), attachmentBytes());
 
         const QByteArray unlocked = readFile(plain);
-        form.password = form.passwordAgain = QStringLiteral("čokoláda");
-        form.printing = printing;
-        form.copying = copying;
-        QVERIFY(form.startProtect(job, *intake(plain), nullptr));
-        QVERIFY(form.password.isEmpty() && form.passwordAgain.isEmpty());
+        start(job, *intake(plain), adding(QStringLiteral("čokoláda"), printing, copying));
         QCOMPARE(std::get<Job::Running>(job.state()).label, QStringLiteral("Protecting"));
         QVERIFY(finish(job));
-        const QString locked = m_dir.filePath(folder + QStringLiteral("/Lease unlocked protected.pdf"));
-        QCOMPARE(job.state(), Job::State(Job::Done{{QStringLiteral("Saved “Lease unlocked protected.pdf”"),
-                                                    QStringLiteral("It now asks for the password when opened."),
-                                                    {locked}}}));
+        const QString locked =
+            m_dir.filePath(folder + QStringLiteral("/Lease unlocked protected.pdf"));
+        QCOMPARE(job.state(),
+                 Job::State(Job::Done{{QStringLiteral("Saved “Lease unlocked protected.pdf”"),
+                                       QStringLiteral("It now asks for the password when opened."),
+                                       {locked}}}));
         QVERIFY(poppler(locked).locked);
         QCOMPARE(poppler(locked, QStringLiteral("čokoláda")).pages, 3);
         // One password for both: whoever has it has every right, yet the
         // file says what its maker chose.
-        QCOMPARE(qpdfEncryption(locked, QStringLiteral("čokoláda")).value(QStringLiteral("P")).toInt(),
-                 PDFOps::standardPermissionBits(PDFOps::protectPermissions(printing, copying)));
+        QCOMPARE(
+            qpdfEncryption(locked, QStringLiteral("čokoláda")).value(QStringLiteral("P")).toInt(),
+            PDFOps::standardPermissionBits(PDFOps::protectPermissions(printing, copying)));
         QCOMPARE(readFile(source), before);
         QCOMPARE(readFile(plain), unlocked);
         QVERIFY(leftoverTemporaries(m_dir.filePath(folder)).isEmpty());
@@ -180,13 +197,15 @@ private Q_SLOTS:
                                       : QStringLiteral("/result.pdf"));
         Job job;
         if (situation.startsWith(QLatin1String("protect")))
-            job.run(ProtectForm::protectTitle(), [&](const Progress &p, const IsCancelled &c) {
-                return Tasks::protect(*file, {QStringLiteral("pw"), std::nullopt, true, true}, to, p, c);
-            });
+            job.run(Protect::jobTitle(Protect::Mode::Add),
+                    [&](const Progress &p, const IsCancelled &c) {
+                        return Protect::run(*file, adding(QStringLiteral("pw")), to, p, c);
+                    });
         else
-            job.run(ProtectForm::removeTitle(), [&](const Progress &p, const IsCancelled &c) {
-                return Tasks::removePassword(*file, to, p, c);
-            });
+            job.run(Protect::jobTitle(Protect::Mode::Remove),
+                    [&](const Progress &p, const IsCancelled &c) {
+                        return Protect::run(*file, removing(), to, p, c);
+                    });
         QVERIFY(finish(job));
         QCOMPARE(job.state(), Job::State(Job::Failed{message}));
         QVERIFY(!QFile::exists(to));
@@ -206,7 +225,7 @@ private Q_SLOTS:
         workspace.unlockOwner(workspace.files().last().id);
         QVERIFY(!workspace.files().last().restricted());
         const QString to = m_dir.filePath(QStringLiteral("owner/Deed unlocked.pdf"));
-        Tasks::removePassword(workspace.files().last(), to, kNoProgress, kNotCancelled);
+        Protect::run(workspace.files().last(), removing(), to, kNoProgress, kNotCancelled);
         const PopplerView view = poppler(to);
         QVERIFY(view.opened && view.copy && !view.encrypted);
         QCOMPARE(view.pages, 3);
@@ -225,15 +244,18 @@ private Q_SLOTS:
         const QString out = m_dir.filePath(QStringLiteral("corpus"));
         QDir().mkpath(out);
         int protectedCount = 0, unlockedCount = 0;
-        const auto names = QDir(corpus).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name);
+        const auto names =
+            QDir(corpus).entryList({QStringLiteral("*.pdf")}, QDir::Files, QDir::Name);
         for (const QString &name : names) {
             const auto known = passwords.value(name);
-            ScriptedDialogs dialogs({known.value(QStringLiteral("user_as_typed"), known.value(QStringLiteral("user")))});
+            ScriptedDialogs dialogs({known.value(QStringLiteral("user_as_typed"),
+                                                 known.value(QStringLiteral("user")))});
             Workspace workspace;
             workspace.setDialogs(&dialogs);
             workspace.add({QDir(corpus).filePath(name)});
             if (workspace.files().isEmpty()) {
-                QVERIFY2(workspace.notice() && workspace.notice()->endsWith(u'.'), qPrintable(name));
+                QVERIFY2(workspace.notice() && workspace.notice()->endsWith(u'.'),
+                         qPrintable(name));
                 continue;
             }
             if (workspace.files().last().restricted()) {
@@ -245,8 +267,8 @@ private Q_SLOTS:
             const QString base = out + u'/' + QFileInfo(name).completeBaseName();
             const QString to = base + QStringLiteral(" protected.pdf");
             try {
-                Tasks::protect(file, {QStringLiteral("çorpus-пароль"), std::nullopt, true, true},
-                               to, kNoProgress, kNotCancelled);
+                Protect::run(file, adding(QStringLiteral("çorpus-пароль")), to, kNoProgress,
+                             kNotCancelled);
                 ++protectedCount;
                 QVERIFY2(poppler(to).locked, qPrintable(name));
                 QCOMPARE(poppler(to, QStringLiteral("çorpus-пароль")).pages, file.pageCount());
@@ -257,13 +279,15 @@ private Q_SLOTS:
             if (!file.doc->isEncrypted())
                 continue;
             const QString plain = base + QStringLiteral(" unlocked.pdf");
-            Tasks::removePassword(file, plain, kNoProgress, kNotCancelled);
+            Protect::run(file, removing(), plain, kNoProgress, kNotCancelled);
             ++unlockedCount;
             const PopplerView view = poppler(plain);
             QVERIFY2(view.opened && !view.encrypted, qPrintable(name));
             QCOMPARE(view.pages, file.pageCount());
-            QCOMPARE(view.texts, poppler(QDir(corpus).filePath(name),
-                                         PDFOps::preparedPassword(file.password.value_or(QString()))).texts);
+            QCOMPARE(view.texts,
+                     poppler(QDir(corpus).filePath(name),
+                             PDFOps::preparedPassword(file.password.value_or(QString())))
+                         .texts);
         }
         QVERIFY(leftoverTemporaries(out).isEmpty());
         QVERIFY(protectedCount > 30);

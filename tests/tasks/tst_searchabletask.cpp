@@ -1,7 +1,7 @@
 #include "Fixtures.h"
+#include "MakeSearchable.h"
 #include "PDFError.h"
 #include "ScanFixtures.h"
-#include "SearchableTask.h"
 #include "Workspace.h"
 
 #include <QCoreApplication>
@@ -57,84 +57,128 @@ private Q_SLOTS:
         QTest::addColumn<Searchable::Stats>("stats");
         QTest::addColumn<QString>("detail");
         QTest::addColumn<QString>("summary");
-        QTest::newRow("three pages") << Searchable::Stats{3, 0, 412}
-                                     << "Read 3 pages, found 412 words."
-                                     << "Read 3 pages, found 412 words; skipped 0";
+        QTest::newRow("three pages")
+            << Searchable::Stats{3, 0, 412} << "Read 3 pages, found 412 words."
+            << "Read 3 pages, found 412 words; skipped 0";
         QTest::newRow("one blank page")
             << Searchable::Stats{1, 0, 0}
             << "Read 1 page, found 0 words. No text was recognised — the pages may be blank or "
                "too blurry."
             << "Read 1 page, found 0 words; skipped 0";
-        QTest::newRow("some had text") << Searchable::Stats{2, 4, 150}
-                                       << "Read 2 pages, found 150 words. 4 already had text."
-                                       << "Read 2 pages, found 150 words; skipped 4";
-        QTest::newRow("all had text") << Searchable::Stats{0, 2, 0}
-                                      << "Read 0 pages, found 0 words. 2 already had text."
-                                      << "Read 0 pages, found 0 words; skipped 2";
-        QTest::newRow("thousands") << Searchable::Stats{10, 0, 3412}
-                                   << "Read 10 pages, found 3,412 words."
-                                   << "Read 10 pages, found 3,412 words; skipped 0";
+        QTest::newRow("some had text")
+            << Searchable::Stats{2, 4, 150} << "Read 2 pages, found 150 words. 4 already had text."
+            << "Read 2 pages, found 150 words; skipped 4";
+        QTest::newRow("all had text")
+            << Searchable::Stats{0, 2, 0} << "Read 0 pages, found 0 words. 2 already had text."
+            << "Read 0 pages, found 0 words; skipped 2";
+        QTest::newRow("thousands")
+            << Searchable::Stats{10, 0, 3412} << "Read 10 pages, found 3,412 words."
+            << "Read 10 pages, found 3,412 words; skipped 0";
     }
     void detail()
     {
         QFETCH(Searchable::Stats, stats);
         QFETCH(QString, detail);
         QFETCH(QString, summary);
-        QCOMPARE(Tasks::searchableDetail(stats), detail);
-        QCOMPARE(Tasks::searchableSummary(stats), summary);
+        QCOMPARE(MakeSearchable::detail(stats), detail);
+        QCOMPARE(MakeSearchable::summary(stats), summary);
+    }
+
+    // What a request refuses before any work: a resolution outside 72 to
+    // 600 dots per inch, a language that isn't installed.
+    void requests_data()
+    {
+        QTest::addColumn<int>("dpi");
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QString>("refusal");
+        const QString coarse =
+            QStringLiteral("“71” isn't a resolution Quirebook reads at. Use a whole "
+                           "number of dots per inch from 72 to 600.");
+        QTest::newRow("lowest") << 72 << QString() << QString();
+        QTest::newRow("highest") << 600 << QStringLiteral("eng") << QString();
+        QTest::newRow("too coarse") << 71 << QString() << coarse;
+        QTest::newRow("too fine") << 601 << QString()
+                                  << QString(coarse).replace(QStringLiteral("71"),
+                                                             QStringLiteral("601"));
+        QTest::newRow("not installed")
+            << 200 << QStringLiteral("xyz") << QStringLiteral("The language “xyz” isn't installed");
+    }
+    void requests()
+    {
+        QFETCH(int, dpi);
+        QFETCH(QString, language);
+        QFETCH(QString, refusal);
+        MakeSearchable::Request request;
+        request.dpi = dpi;
+        if (!language.isEmpty())
+            request.languages = QStringList{language};
+        const auto problem = request.validate();
+        QCOMPARE(problem.has_value(), !refusal.isEmpty());
+        if (problem)
+            QVERIFY2(problem->startsWith(refusal), qPrintable(*problem));
     }
 
     void screenTexts()
     {
-        QCOMPARE(Tasks::searchableExplanation(),
-                 QStringLiteral("Quirebook reads each scanned page with on-device text recognition "
-                                "(on your computer, nothing is uploaded) and hides the words behind "
-                                "the picture. The page looks exactly the same, but you can search "
-                                "it, select text and copy it."));
-        QCOMPARE(Tasks::searchableSkipToggle(), QStringLiteral("Skip pages that already have text"));
-        QCOMPARE(Tasks::searchableButton(), QStringLiteral("Make Searchable"));
-        QCOMPARE(Tasks::searchableJobTitle(), QStringLiteral("Reading"));
-        QCOMPARE(Tasks::searchableSuffix(), QStringLiteral("searchable"));
+        QCOMPARE(
+            MakeSearchable::explanation(),
+            QStringLiteral("Quirebook reads each scanned page with on-device text recognition "
+                           "(on your computer, nothing is uploaded) and hides the words behind "
+                           "the picture. The page looks exactly the same, but you can search "
+                           "it, select text and copy it."));
+        QCOMPARE(MakeSearchable::skipToggle(), QStringLiteral("Skip pages that already have text"));
+        QCOMPARE(MakeSearchable::button(), QStringLiteral("Make Searchable"));
+        QCOMPARE(MakeSearchable::jobTitle(), QStringLiteral("Reading"));
+        QCOMPARE(MakeSearchable::suffix(), QStringLiteral("searchable"));
     }
 
     void languageNames_data()
     {
         QTest::addColumn<QString>("code");
         QTest::addColumn<QString>("name");
-        QTest::newRow("english") << "eng" << "English";
-        QTest::newRow("german") << "deu" << "German";
-        QTest::newRow("simplified chinese") << "chi_sim" << "Chinese (Simplified)";
-        QTest::newRow("unknown code") << "xyz" << "xyz";
+        QTest::newRow("english") << "eng"
+                                 << "English";
+        QTest::newRow("german") << "deu"
+                                << "German";
+        QTest::newRow("simplified chinese") << "chi_sim"
+                                            << "Chinese (Simplified)";
+        QTest::newRow("unknown code") << "xyz"
+                                      << "xyz";
     }
     void languageNames()
     {
         QFETCH(QString, code);
         QFETCH(QString, name);
-        QCOMPARE(Tasks::languageName(code), name);
+        QCOMPARE(MakeSearchable::languageName(code), name);
     }
 
     void languagesChosenAndRemembered()
     {
         const QStringList installed = Searchable::installedLanguages();
         QVERIFY2(installed.contains(QStringLiteral("eng")), "English recognition data is missing");
-        QCOMPARE(Tasks::searchableLanguages().value(0), QStringLiteral("eng"));
+        QCOMPARE(MakeSearchable::installedLanguages().value(0), QStringLiteral("eng"));
 
         QSettings().clear();
-        QCOMPARE(Tasks::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
+        QCOMPARE(MakeSearchable::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
         // A remembered language that is no longer installed is passed over.
-        Tasks::rememberLanguages({QStringLiteral("eng"), QStringLiteral("xyz")});
-        QCOMPARE(Tasks::rememberedLanguages(), QStringList{QStringLiteral("xyz")});
-        QCOMPARE(Tasks::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
+        MakeSearchable::rememberLanguages({QStringLiteral("eng"), QStringLiteral("xyz")});
+        QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{QStringLiteral("xyz")});
+        QCOMPARE(MakeSearchable::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
         if (installed.size() > 1) {
-            const QString other = installed.value(installed.indexOf(QStringLiteral("eng")) == 0 ? 1 : 0);
-            Tasks::rememberLanguages({other});
-            QCOMPARE(Tasks::languagesFor(std::nullopt), (QStringList{QStringLiteral("eng"), other}));
+            const QString other =
+                installed.value(installed.indexOf(QStringLiteral("eng")) == 0 ? 1 : 0);
+            MakeSearchable::rememberLanguages({other});
+            QCOMPARE(MakeSearchable::languagesFor(std::nullopt),
+                     (QStringList{QStringLiteral("eng"), other}));
         }
         // Given ones stand as given, in order, split at '+'.
-        QCOMPARE(Tasks::languagesFor(QStringList{QStringLiteral("deu+eng"), QStringLiteral("fra")}),
-                 (QStringList{QStringLiteral("deu"), QStringLiteral("eng"), QStringLiteral("fra")}));
-        QCOMPARE(Tasks::missingLanguage({QStringLiteral("eng")}), std::nullopt);
-        const auto missing = Tasks::missingLanguage({QStringLiteral("eng"), QStringLiteral("xyz")});
+        QCOMPARE(
+            MakeSearchable::languagesFor(
+                QStringList{QStringLiteral("deu+eng"), QStringLiteral("fra")}),
+            (QStringList{QStringLiteral("deu"), QStringLiteral("eng"), QStringLiteral("fra")}));
+        QCOMPARE(MakeSearchable::missingLanguage({QStringLiteral("eng")}), std::nullopt);
+        const auto missing =
+            MakeSearchable::missingLanguage({QStringLiteral("eng"), QStringLiteral("xyz")});
         QVERIFY(missing);
         QVERIFY2(missing->startsWith(
                      QStringLiteral("The language “xyz” isn't installed for text recognition. "
@@ -148,29 +192,33 @@ private Q_SLOTS:
     {
         const QString dir = folder(QStringLiteral("scan"));
         const auto page = scan({QStringLiteral("Invoice 4711 total due")});
-        const QString source = writeFile(dir + QStringLiteral("/Scan.pdf"), scanPDF({{page.image}}));
+        const QString source =
+            writeFile(dir + QStringLiteral("/Scan.pdf"), scanPDF({{page.image}}));
         const auto file = intake(source);
         QVERIFY(file);
         const QString destination = dir + QStringLiteral("/Scan searchable.pdf");
         auto stats = std::make_shared<Searchable::Stats>();
-        const Outcome outcome = Tasks::makeSearchable(*file, {}, destination, kNoProgress,
-                                                      kNotCancelled, stats);
+        const Outcome outcome =
+            MakeSearchable::run(*file, {}, destination, kNoProgress, kNotCancelled, stats);
         QCOMPARE(outcome.title, QStringLiteral("Saved “Scan searchable.pdf”"));
         QCOMPARE(outcome.detail, QStringLiteral("Read 1 page, found 4 words."));
         QCOMPARE(outcome.urls, QStringList{destination});
         QCOMPARE(*stats, (Searchable::Stats{1, 0, 4}));
-        QVERIFY(popplerPageTexts(readFile(destination)).value(0).contains(
-            QStringLiteral("Invoice 4711 total due")));
+        QVERIFY(popplerPageTexts(readFile(destination))
+                    .value(0)
+                    .contains(QStringLiteral("Invoice 4711 total due")));
     }
 
     void failures_data()
     {
         QTest::addColumn<QString>("what");
         QTest::addColumn<QString>("message");
-        QTest::newRow("deleted meanwhile") << "deleted" << "“Gone.pdf” couldn't be read as a PDF.";
+        QTest::newRow("deleted meanwhile") << "deleted"
+                                           << "“Gone.pdf” couldn't be read as a PDF.";
         QTest::newRow("restricted") << "restricted" << PDFError::restricted().description();
         QTest::newRow("language not installed")
-            << "language" << "The language “xyz” isn't installed for text recognition.";
+            << "language"
+            << "The language “xyz” isn't installed for text recognition.";
     }
     void failures()
     {
@@ -178,7 +226,7 @@ private Q_SLOTS:
         QFETCH(QString, message);
         const QString dir = folder(what);
         std::optional<PDFFile> file;
-        Tasks::SearchableOptions options;
+        MakeSearchable::Request options;
         if (what == QLatin1String("deleted")) {
             const QString source = writeFile(dir + QStringLiteral("/Gone.pdf"), textPDF(1));
             file = intake(source);
@@ -199,7 +247,7 @@ private Q_SLOTS:
         QVERIFY(file);
         const QString destination = dir + QStringLiteral("/out.pdf");
         try {
-            Tasks::makeSearchable(*file, options, destination, kNoProgress, kNotCancelled);
+            MakeSearchable::run(*file, options, destination, kNoProgress, kNotCancelled);
             QFAIL("no error");
         } catch (const PDFError &error) {
             QVERIFY2(error.description().startsWith(message), qPrintable(error.description()));

@@ -1,8 +1,8 @@
 #include "Fixtures.h"
 #include "Job.h"
 #include "Output.h"
-#include "PDFOps.h"
 #include "PDFError.h"
+#include "PDFOps.h"
 #include "PopplerCheck.h"
 #include "Split.h"
 #include "Workspace.h"
@@ -32,8 +32,9 @@ class TestSplit : public QObject {
     {
         DocSpec layout = numberedPages(pages);
         layout.info.title = QStringLiteral("Quarterly");
-        layout.outline = {{QStringLiteral("Intro"), 0, {}}, {QStringLiteral("Middle"), 5, {}},
-                        {QStringLiteral("End"), pages - 1, {}}};
+        layout.outline = {{QStringLiteral("Intro"), 0, {}},
+                          {QStringLiteral("Middle"), 5, {}},
+                          {QStringLiteral("End"), pages - 1, {}}};
         Workspace ws;
         ws.add({writeFile(folder + QStringLiteral("/Report.pdf"), makePDF(layout))});
         return ws.files().first();
@@ -53,7 +54,8 @@ private Q_SLOTS:
         QTest::newRow("every 4") << Split::Mode::Every << QString() << 4
                                  << Groups{{0, 1, 2, 3}, {4, 5, 6, 7}, {8, 9}}
                                  << QStringLiteral("This will make 3 files: 1–4, 5–8, 9–10");
-        QTest::newRow("every 10") << Split::Mode::Every << QString() << 10 << Groups{{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}}
+        QTest::newRow("every 10") << Split::Mode::Every << QString() << 10
+                                  << Groups{{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}}
                                   << QStringLiteral("This will make 1 file: 1–10");
         QTest::newRow("each") << Split::Mode::Each << QString() << 5
                               << Groups{{0}, {1}, {2}, {3}, {4}, {5}, {6}, {7}, {8}, {9}}
@@ -61,9 +63,10 @@ private Q_SLOTS:
         QTest::newRow("ranges") << Split::Mode::Ranges << QStringLiteral("1-3, 5, 8-") << 5
                                 << Groups{{0, 1, 2}, {4}, {7, 8, 9}}
                                 << QStringLiteral("This will make 3 files: 1–3, 5, 8–10");
-        QTest::newRow("eight ranges") << Split::Mode::Ranges << QStringLiteral("1,2,3,4,5,6,7,8") << 5
-                                      << Groups{{0}, {1}, {2}, {3}, {4}, {5}, {6}, {7}}
-                                      << QStringLiteral("This will make 8 files: 1, 2, 3, 4, 5, 6, …");
+        QTest::newRow("eight ranges")
+            << Split::Mode::Ranges << QStringLiteral("1,2,3,4,5,6,7,8") << 5
+            << Groups{{0}, {1}, {2}, {3}, {4}, {5}, {6}, {7}}
+            << QStringLiteral("This will make 8 files: 1, 2, 3, 4, 5, 6, …");
     }
     void groups()
     {
@@ -72,7 +75,7 @@ private Q_SLOTS:
         QFETCH(int, every);
         QFETCH(Groups, expected);
         QFETCH(QString, preview);
-        const auto result = Split::groups(mode, text, every, 10);
+        const auto result = Split::Request{mode, text, every}.groups(10);
         QVERIFY(std::holds_alternative<Groups>(result));
         QCOMPARE(std::get<Groups>(result), expected);
         QCOMPARE(Split::preview(expected), preview);
@@ -80,7 +83,8 @@ private Q_SLOTS:
 
     void rangeErrors()
     {
-        const auto result = Split::groups(Split::Mode::Ranges, QStringLiteral("1-20"), 5, 10);
+        const auto result =
+            Split::Request{Split::Mode::Ranges, QStringLiteral("1-20"), 5}.groups(10);
         QCOMPARE(std::get<PageRanges::Failure>(result).message(),
                  QStringLiteral("Page 20 doesn't exist; this PDF has 10 pages."));
     }
@@ -92,10 +96,13 @@ private Q_SLOTS:
         QCOMPARE(Split::label(Split::Mode::Each), QStringLiteral("Every page"));
         QCOMPARE(Split::everyLabel(1), QStringLiteral("Every 1 page"));
         QCOMPARE(Split::everyLabel(5), QStringLiteral("Every 5 pages"));
-        QCOMPARE(Split::rangesHelp(10),
-                 QStringLiteral("Each part separated by a comma becomes its own file. This PDF has 10 pages."));
+        QCOMPARE(
+            Split::rangesHelp(10),
+            QStringLiteral(
+                "Each part separated by a comma becomes its own file. This PDF has 10 pages."));
         QCOMPARE(Split::partName(QStringLiteral("Report"), {3}), QStringLiteral("Report page 4"));
-        QCOMPARE(Split::partName(QStringLiteral("Report"), {0, 1, 2}), QStringLiteral("Report pages 1-3"));
+        QCOMPARE(Split::partName(QStringLiteral("Report"), {0, 1, 2}),
+                 QStringLiteral("Report pages 1-3"));
     }
 
     void writesTheParts()
@@ -105,8 +112,8 @@ private Q_SLOTS:
         const QString folder = Output::newFolder(file, QStringLiteral("split"));
         QCOMPARE(QFileInfo(folder).fileName(), QStringLiteral("Report split"));
         QList<int> reports;
-        const Outcome outcome = Tasks::split(file, {{0, 1, 2}, {4}, {7, 8, 9}, {9, 0}}, folder,
-                                             [&](int done, int) { reports << done; }, {});
+        const Outcome outcome = Split::run(file, {{0, 1, 2}, {4}, {7, 8, 9}, {9, 0}}, folder,
+                                           [&](int done, int) { reports << done; }, {});
         QCOMPARE(outcome.title, QStringLiteral("Made 4 files"));
         QCOMPARE(outcome.detail, QStringLiteral("In the folder “Report split”."));
         QCOMPARE(outcome.urls, QStringList{folder});
@@ -118,11 +125,14 @@ private Q_SLOTS:
             f.open(QIODevice::ReadOnly);
             return popplerPageTexts(f.readAll());
         };
-        QCOMPARE(texts(QStringLiteral("Report pages 1-3.pdf")), (QStringList{"Page 1", "Page 2", "Page 3"}));
-        QCOMPARE(texts(QStringLiteral("Report pages 10-1.pdf")), (QStringList{"Page 10", "Page 1"}));
+        QCOMPARE(texts(QStringLiteral("Report pages 1-3.pdf")),
+                 (QStringList{"Page 1", "Page 2", "Page 3"}));
+        QCOMPARE(texts(QStringLiteral("Report pages 10-1.pdf")),
+                 (QStringList{"Page 10", "Page 1"}));
         const QString last = folder + QStringLiteral("/Report pages 8-10.pdf");
         QCOMPARE(PopplerCheck::bookmarks(last), QStringList{QStringLiteral("End→3")});
-        QCOMPARE(PopplerCheck::bookmarks(folder + QStringLiteral("/Report page 5.pdf")), QStringList{});
+        QCOMPARE(PopplerCheck::bookmarks(folder + QStringLiteral("/Report page 5.pdf")),
+                 QStringList{});
         QCOMPARE(PopplerCheck::title(last), QStringLiteral("Quarterly"));
         QCOMPARE(runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), last}).exitCode, 0);
 
@@ -137,7 +147,7 @@ private Q_SLOTS:
         Workspace ws;
         ws.add({writeFile(dir.filePath(QStringLiteral("fonts.pdf")), sharedResourcesPDF())});
         const QString folder = Output::newFolder(ws.files().first(), QStringLiteral("split"));
-        Tasks::split(ws.files().first(), {{0}, {1}}, folder, {}, {});
+        Split::run(ws.files().first(), {{0}, {1}}, folder, {}, {});
         auto bytes = [&](const QString &name) {
             QFile f(folder + u'/' + name);
             f.open(QIODevice::ReadOnly);
@@ -145,8 +155,9 @@ private Q_SLOTS:
         };
         const auto uncompressed = [&](const QString &name) {
             const QString out = dir.filePath(QStringLiteral("plain.pdf"));
-            runProgram(QStringLiteral("qpdf"), {QStringLiteral("--object-streams=disable"), QStringLiteral("--stream-data=uncompress"),
-                                                folder + u'/' + name, out});
+            runProgram(QStringLiteral("qpdf"),
+                       {QStringLiteral("--object-streams=disable"),
+                        QStringLiteral("--stream-data=uncompress"), folder + u'/' + name, out});
             QFile f(out);
             f.open(QIODevice::ReadOnly);
             return f.readAll();
@@ -168,15 +179,16 @@ private Q_SLOTS:
         int asked = 0;
         Job job;
         job.run(QStringLiteral("Splitting"), [&](const Progress &p, const IsCancelled &) {
-            return Tasks::split(file, PDFOps::chunks(10, 1), folder, p, [&] { return ++asked > 3; });
+            return Split::run(file, PDFOps::chunks(10, 1), folder, p, [&] { return ++asked > 3; });
         });
         QTRY_VERIFY_WITH_TIMEOUT(!job.isRunning(), 30000);
         QCOMPARE(job.state(), Job::State(Job::Idle{}));
-        QCOMPARE(entries(folder), (QStringList{"Report page 1.pdf", "Report page 2.pdf", "Report page 3.pdf"}));
+        QCOMPARE(entries(folder),
+                 (QStringList{"Report page 1.pdf", "Report page 2.pdf", "Report page 3.pdf"}));
 
         // Cancelled before any part: no empty folder is left behind.
         const QString empty = Output::newFolder(file, QStringLiteral("split"));
-        QVERIFY_THROWS_EXCEPTION(PDFError, Tasks::split(file, {{0}}, empty, {}, [] { return true; }));
+        QVERIFY_THROWS_EXCEPTION(PDFError, Split::run(file, {{0}}, empty, {}, [] { return true; }));
         QVERIFY(!QFileInfo::exists(empty));
     }
 
@@ -184,8 +196,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("situation");
         QTest::addColumn<QString>("message");
-        QTest::newRow("deleted") << "deleted" << QStringLiteral("“Report.pdf” couldn't be read as a PDF.");
-        QTest::newRow("folder gone") << "folder" << QStringLiteral("Couldn't write Report page 1.pdf.");
+        QTest::newRow("deleted") << "deleted"
+                                 << QStringLiteral("“Report.pdf” couldn't be read as a PDF.");
+        QTest::newRow("folder gone")
+            << "folder" << QStringLiteral("Couldn't write Report page 1.pdf. Nothing was saved.");
     }
     void failures()
     {
@@ -199,7 +213,7 @@ private Q_SLOTS:
         else
             QDir(folder).removeRecursively();
         try {
-            Tasks::split(file, {{0}, {1}}, folder, {}, {});
+            Split::run(file, {{0}, {1}}, folder, {}, {});
             QFAIL("expected a failure");
         } catch (const PDFError &e) {
             QCOMPARE(e.description(), message);

@@ -10,9 +10,9 @@ namespace ImageRecompressor {
 
 struct Input {
     enum class Kind {
-        Jpeg,   // `data` is the JPEG file as stored (DCTDecode)
-        Gray8,  // `data` is the decoded samples, one byte each
-        Rgb8,   // three bytes per pixel
+        Jpeg,  // `data` is the JPEG file as stored (DCTDecode)
+        Gray8, // `data` is the decoded samples, one byte each
+        Rgb8,  // three bytes per pixel
     };
     Kind kind = Kind::Jpeg;
     QByteArray data;
@@ -31,12 +31,12 @@ struct Input {
 };
 
 struct Output {
-    bool replaced = false;   // false: leave the picture as it is
-    QByteArray data;         // the new stream data
-    bool jpeg = true;        // DCTDecode; otherwise zlib data for FlateDecode
+    bool replaced = false; // false: leave the picture as it is
+    QByteArray data;       // the new stream data
+    bool jpeg = true;      // DCTDecode; otherwise zlib data for FlateDecode
     QSize size;
     bool maskReplaced = false;
-    QByteArray mask;         // 8-bit grey samples, unfiltered
+    QByteArray mask; // 8-bit grey samples, unfiltered
     QSize maskSize;
 };
 

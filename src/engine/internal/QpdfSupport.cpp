@@ -1,5 +1,7 @@
 #include "QpdfSupport.h"
 
+#include "BestEffort.h"
+
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
 #include <cmath>
@@ -120,10 +122,9 @@ void collectPages(QPDFObjectHandle node, std::set<QPDFObjGen> &seen,
 
 int countPagesMendingTree(QPDF &q)
 {
-    try {
-        return int(QPDFPageDocumentHelper(q).getAllPages().size());
-    } catch (...) {
-    }
+    int count = -1;
+    if (bestEffort([&] { count = int(QPDFPageDocumentHelper(q).getAllPages().size()); }))
+        return count;
     auto root = q.getRoot().getKey("/Pages");
     std::set<QPDFObjGen> seen;
     std::vector<QPDFObjectHandle> pages;
@@ -145,6 +146,129 @@ int countPagesMendingTree(QPDF &q)
     q.getRoot().replaceKey("/Pages", tree);
     q.updateAllPagesCache();
     return int(QPDFPageDocumentHelper(q).getAllPages().size());
+}
+
+bool isDocumentNode(QPDFObjectHandle object)
+{
+    return object.isDictionaryOfType("/Pages") || object.isDictionaryOfType("/Page") ||
+           object.isDictionaryOfType("/Catalog");
+}
+
+namespace {
+// Walks the resources of every page once (shared dictionaries, fonts and
+// forms are looked at once), taking out whatever leads back into the
+// document's structure.
+class ResourceMender {
+public:
+    explicit ResourceMender(QPDF &q)
+    {
+        // Nodes are known by number too, so one whose /Type is missing is
+        // still recognised.
+        m_nodes.insert(q.getRoot().getObjGen());
+        m_nodes.insert(q.getRoot().getKey("/Pages").getObjGen());
+        for (auto &page : QPDFPageDocumentHelper(q).getAllPages()) {
+            auto node = page.getObjectHandle();
+            for (int up = 0; up < 64 && node.isIndirect(); ++up) {
+                if (!m_nodes.insert(node.getObjGen()).second)
+                    break;
+                node = node.getKey("/Parent");
+            }
+        }
+    }
+
+    void mendPage(QPDFPageObjectHelper page)
+    {
+        auto resources = page.getAttribute("/Resources", false);
+        if (resources.isNull())
+            return; // none at all reads as none
+        if (!usable(resources))
+            page.getObjectHandle().replaceKey("/Resources", QPDFObjectHandle::newDictionary());
+        else
+            mend(resources, 0);
+    }
+
+private:
+    static constexpr int kMaxDepth = 32;
+
+    bool isNode(QPDFObjectHandle object) const
+    {
+        return (object.isIndirect() && m_nodes.count(object.getObjGen())) || isDocumentNode(object);
+    }
+
+    // A dictionary that is no node of the document and no holder whose
+    // resources are being mended (a Type 3 font as its own resources).
+    bool usable(QPDFObjectHandle resources) const
+    {
+        return resources.isDictionary() && !isNode(resources) &&
+               !(resources.isIndirect() && m_open.count(resources.getObjGen()));
+    }
+
+    void mend(QPDFObjectHandle resources, int depth)
+    {
+        if (depth > kMaxDepth ||
+            (resources.isIndirect() && !m_done.insert(resources.getObjGen()).second))
+            return;
+        for (const auto &key : resources.getKeys()) {
+            auto value = resources.getKey(key);
+            if (isNode(value)) {
+                resources.removeKey(key);
+                continue;
+            }
+            const bool xobjects = key == "/XObject";
+            if (!xobjects && key != "/Font" && key != "/Pattern" && key != "/ExtGState" &&
+                key != "/ColorSpace" && key != "/Shading" && key != "/Properties")
+                continue;
+            if (!value.isDictionary()) {
+                resources.removeKey(key);
+                continue;
+            }
+            if (value.isIndirect() && !m_done.insert(value.getObjGen()).second)
+                continue;
+            // A form listed in its own resources stays: readers stop such a
+            // loop, and the dictionary may be a page's too, drawing it once.
+            for (const auto &name : value.getKeys()) {
+                auto entry = value.getKey(name);
+                if (isNode(entry) || (xobjects && !entry.isStream()))
+                    value.removeKey(name);
+                else
+                    mendHolder(entry, depth);
+            }
+        }
+    }
+
+    // Forms, tiling patterns and Type 3 fonts have resources of their own.
+    void mendHolder(QPDFObjectHandle holder, int depth)
+    {
+        auto dict = holder.isStream() ? holder.getDict() : holder;
+        if (!dict.isDictionary() || !dict.hasKey("/Resources"))
+            return;
+        const bool indirect = holder.isIndirect();
+        if (indirect && !m_open.insert(holder.getObjGen()).second)
+            return;
+        auto resources = dict.getKey("/Resources");
+        if (!usable(resources))
+            dict.replaceKey("/Resources", QPDFObjectHandle::newDictionary());
+        else
+            mend(resources, depth + 1);
+        if (indirect)
+            m_open.erase(holder.getObjGen());
+    }
+
+    std::set<QPDFObjGen> m_nodes; // the catalog and the page tree
+    std::set<QPDFObjGen> m_done;  // dictionaries already mended
+    std::set<QPDFObjGen> m_open;  // holders whose resources are being mended
+};
+} // namespace
+
+void mendPageResources(QPDF &q)
+{
+    bestEffort([&] {
+        ResourceMender mender(q);
+        // A page that can't be mended is left as it is; the copy guards
+        // against the worst.
+        for (auto &page : QPDFPageDocumentHelper(q).getAllPages())
+            bestEffort([&] { mender.mendPage(page); });
+    });
 }
 
 std::map<QPDFObjGen, int> pageIndexMap(QPDF &q)

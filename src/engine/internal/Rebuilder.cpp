@@ -1,5 +1,6 @@
 #include "Rebuilder.h"
 
+#include "BestEffort.h"
 #include "ImagePlacements.h"
 #include "PDFError.h"
 #include "PDFOps.h"
@@ -14,9 +15,6 @@
 #include <qpdf/QPDFWriter.hh>
 
 #include <QCoreApplication>
-#include <QFile>
-#include <QFileInfo>
-#include <QStorageInfo>
 #include <QThread>
 #include <QThreadPool>
 
@@ -63,11 +61,10 @@ public:
     void provideStreamData(QPDFObjGen const &, Pipeline *pipeline) override
     {
         for (auto &stream : m_streams) {
-            try {
+            bestEffort([&] {
                 auto data = stream.getStreamData(qpdf_dl_generalized);
                 pipeline->write(data->getBuffer(), data->getSize());
-            } catch (...) {
-            }
+            });
             pipeline->write(reinterpret_cast<const unsigned char *>("\n"), 1);
         }
         pipeline->finish();
@@ -86,8 +83,8 @@ struct HookError {
 
 class Builder {
 public:
-    Builder(PDFDocument &doc, const rebuilding::Settings &settings,
-            const rebuilding::Progress &progress, const rebuilding::Cancelled &isCancelled)
+    Builder(PDFDocument &doc, const rebuilding::Settings &settings, const Progress &progress,
+            const IsCancelled &isCancelled)
         : m_doc(doc)
         , m_src(*doc.qpdf())
         , m_settings(settings)
@@ -99,7 +96,7 @@ public:
         m_target->emptyPDF();
     }
 
-    rebuilding::ImageStats run(const QString &path)
+    rebuilding::ImageStats run(SafeWrite::Target &out)
     {
         try {
             m_sourcePages = QPDFPageDocumentHelper(m_src).getAllPages();
@@ -107,6 +104,7 @@ public:
             throw PDFError::unreadable(m_doc.name());
         }
         const int n = int(m_sourcePages.size());
+        qpdfsupport::mendPageResources(m_src);
         prepareForms();
 
         std::vector<std::vector<QPDFObjectHandle>> picturesByPage{size_t(n)};
@@ -119,10 +117,8 @@ public:
                 flattenAnnotations(i);
                 auto page = m_sourcePages[size_t(i)];
                 if (!placements.scanPage(page, i)) {
-                    try {
-                        page.externalizeInlineImages(ImagePlacements::kLargeInline);
-                    } catch (...) {
-                    }
+                    bestEffort(
+                        [&] { page.externalizeInlineImages(ImagePlacements::kLargeInline); });
                     placements.scanPage(page, i);
                 }
             }
@@ -170,7 +166,7 @@ public:
 
         rebuilding::restoreStructure(m_src, *m_target, m_sourcePages, m_newPages, m_toFrame,
                                      m_carry);
-        write(path);
+        write(out);
         return stats;
     }
 
@@ -196,12 +192,11 @@ private:
     // that the filled values are drawn into the pages.
     void prepareForms()
     {
-        try {
+        bestEffort([&] {
             QPDFAcroFormDocumentHelper forms(m_src);
             if (forms.hasAcroForm() && forms.getNeedAppearances())
                 forms.generateAppearancesIfNeeded();
-        } catch (...) {
-        }
+        });
     }
 
     // Draws what every annotation but links shows into the page content:
@@ -292,10 +287,7 @@ private:
             resources = QPDFObjectHandle::newDictionary();
         auto group = page.getObjectHandle().getKey("/Group");
         std::vector<QPDFObjectHandle> streams;
-        try {
-            streams = page.getPageContents();
-        } catch (...) {
-        }
+        bestEffort([&] { streams = page.getPageContents(); });
         const std::string key =
             QString::asprintf("%g %g %g %g", crop.left(), crop.top(), crop.right(), crop.bottom())
                 .toStdString();
@@ -364,10 +356,7 @@ private:
             auto contents = page.getObjectHandle().getKey("/Contents");
             auto carried = QPDFObjectHandle::newArray();
             std::vector<QPDFObjectHandle> streams;
-            try {
-                streams = page.getPageContents();
-            } catch (...) {
-            }
+            bestEffort([&] { streams = page.getPageContents(); });
             for (auto &stream : streams) {
                 if (!stream.isIndirect())
                     continue;
@@ -419,7 +408,7 @@ private:
         return m_target->makeIndirectObject(dict);
     }
 
-    void write(const QString &path)
+    void write(SafeWrite::Target &out)
     {
         auto info = m_target->getTrailer().getKey("/Info");
         if (!info.isDictionary()) {
@@ -431,15 +420,14 @@ private:
 
         const bool best = m_settings.bestCompression;
         try {
-            QPDFWriter writer(*m_target, QFile::encodeName(path).constData());
+            qpdfsupport::TargetPipeline pipeline(out);
+            QPDFWriter writer(*m_target);
+            writer.setOutputPipeline(&pipeline);
             writer.setObjectStreamMode(qpdf_o_generate);
             writer.setCompressStreams(true);
             writer.setDecodeLevel(qpdf_dl_generalized);
             writer.setRecompressFlate(best);
-            try {
-                writer.setMinimumPDFVersion(m_src.getVersionAsPDFVersion());
-            } catch (...) {
-            }
+            bestEffort([&] { writer.setMinimumPDFVersion(m_src.getVersionAsPDFVersion()); });
             // The level is global in qpdf; another writer running at the
             // same moment merely compresses harder.
             if (best)
@@ -454,10 +442,6 @@ private:
         } catch (...) {
             if (best)
                 Pl_Flate::setCompressionLevel(Z_DEFAULT_COMPRESSION);
-            const QStorageInfo storage(QFileInfo(path).absolutePath());
-            if (storage.isValid() && storage.bytesAvailable() < 1024 * 1024)
-                throw PDFError::failed(
-                    tr("There isn't enough free space on the disk to write the file."));
             throw PDFError::failed(tr("Couldn't write the file."));
         }
     }
@@ -471,8 +455,8 @@ private:
     PDFDocument &m_doc;
     QPDF &m_src;
     const rebuilding::Settings &m_settings;
-    const rebuilding::Progress &m_progress;
-    const rebuilding::Cancelled &m_isCancelled;
+    const Progress &m_progress;
+    const IsCancelled &m_isCancelled;
     std::shared_ptr<QPDF> m_target;
     rebuilding::Carrier m_carry;
     std::vector<QPDFPageObjectHelper> m_sourcePages;
@@ -496,6 +480,11 @@ RebuildPage::RebuildPage(QPDF &document, QPDFObjectHandle &resources)
     : m_document(&document)
     , m_resources(&resources)
 {
+}
+
+QByteArray RebuildPage::number(double value)
+{
+    return QByteArray::fromStdString(qpdfsupport::number(value));
 }
 
 QByteArray RebuildPage::addResource(const QByteArray &category, const QPDFObjectHandle &object)
@@ -529,8 +518,15 @@ QTransform uprightTransform(const PageGeometry &geometry)
 
 QPDFObjectHandle Carrier::operator()(QPDFObjectHandle object, int depth)
 {
-    if (object.isIndirect())
+    if (object.isIndirect()) {
+        // Asked for a /Pages node, qpdf's copy hands back an empty handle
+        // (and keeps it for every later reference to that node), which
+        // brings the new document down. The source's page tree and catalog
+        // have no place in it anyway.
+        if (qpdfsupport::isDocumentNode(object))
+            return QPDFObjectHandle::newNull();
         return m_target.copyForeignObject(object);
+    }
     if (depth > 64)
         return QPDFObjectHandle::newNull();
     if (object.isArray()) {
@@ -556,13 +552,12 @@ void check(const PDFDocument &doc, const QString &destinationName)
         throw PDFError::unreadable(destinationName);
 }
 
-ImageStats buildAndWrite(PDFDocument &doc, const QString &path, const Settings &settings,
-                         const Progress &progress, const Cancelled &isCancelled)
+ImageStats buildAndWrite(PDFDocument &doc, SafeWrite::Target &out, const Settings &settings,
+                         const Progress &progress, const IsCancelled &isCancelled)
 {
-    check(doc, QFileInfo(path).fileName());
     Builder builder(doc, settings, progress, isCancelled);
     try {
-        return builder.run(path);
+        return builder.run(out);
     } catch (const PDFError &) {
         throw;
     } catch (const HookError &hook) {

@@ -56,8 +56,7 @@ private:
 
     FormScan scanContent(QPDFObjectHandle content, QPDFObjectHandle resources, bool isPage,
                          int depth);
-    const FormScan &scanForm(QPDFObjectHandle form, QPDFObjectHandle inheritedResources,
-                             int depth);
+    const FormScan &scanForm(QPDFObjectHandle form, QPDFObjectHandle inheritedResources, int depth);
     void markHidden(QPDFObjectHandle resources);
     void markAllImagesUnder(QPDFObjectHandle object, int depth);
     void record(const Use &use, int pageIndex);

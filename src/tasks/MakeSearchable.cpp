@@ -1,4 +1,4 @@
-#include "SearchableTask.h"
+#include "MakeSearchable.h"
 
 #include "PDFError.h"
 
@@ -39,33 +39,33 @@ std::unique_ptr<QSettings> settings()
 
 } // namespace
 
-namespace Tasks {
+namespace MakeSearchable {
 
-QString searchableExplanation()
+QString explanation()
 {
     return tr("Quirebook reads each scanned page with on-device text recognition (on your "
               "computer, nothing is uploaded) and hides the words behind the picture. The page "
               "looks exactly the same, but you can search it, select text and copy it.");
 }
 
-QString searchableSkipToggle()
+QString skipToggle()
 {
     return tr("Skip pages that already have text");
 }
-QString searchableButton()
+QString button()
 {
     return tr("Make Searchable");
 }
-QString searchableJobTitle()
+QString jobTitle()
 {
     return tr("Reading");
 }
-QString searchableSuffix()
+QString suffix()
 {
     return QStringLiteral("searchable");
 }
 
-QString searchableDetail(const Searchable::Stats &stats)
+QString detail(const Searchable::Stats &stats)
 {
     QString detail = (stats.pagesRead == 1 ? tr("Read %1 page, found %2 words.")
                                            : tr("Read %1 pages, found %2 words."))
@@ -77,14 +77,14 @@ QString searchableDetail(const Searchable::Stats &stats)
     return detail;
 }
 
-QString searchableSummary(const Searchable::Stats &stats)
+QString summary(const Searchable::Stats &stats)
 {
     return (stats.pagesRead == 1 ? tr("Read %1 page, found %2 words; skipped %3")
                                  : tr("Read %1 pages, found %2 words; skipped %3"))
         .arg(count(stats.pagesRead), count(stats.words), count(stats.pagesSkipped));
 }
 
-QStringList searchableLanguages()
+QStringList installedLanguages()
 {
     QStringList codes = Searchable::installedLanguages();
     if (codes.removeAll(kEnglish) > 0)
@@ -166,30 +166,45 @@ std::optional<QString> missingLanguage(const QStringList &codes)
     return std::nullopt;
 }
 
-Outcome makeSearchable(const PDFFile &file, const SearchableOptions &options,
-                       const QString &destination, const Progress &progress,
-                       const IsCancelled &isCancelled,
-                       const std::shared_ptr<Searchable::Stats> &stats)
+QString resolutionRefusal(const QString &typed)
 {
-    const QStringList languages = languagesFor(options.languages);
+    return tr("“%1” isn't a resolution Quirebook reads at. Use a whole number of dots per inch "
+              "from %2 to %3.")
+        .arg(typed)
+        .arg(Request::kMinDpi)
+        .arg(Request::kMaxDpi);
+}
+
+std::optional<QString> Request::validate() const
+{
+    if (dpi < kMinDpi || dpi > kMaxDpi)
+        return resolutionRefusal(QString::number(dpi));
+    if (languages)
+        return missingLanguage(*languages);
+    return std::nullopt;
+}
+
+Outcome run(const PDFFile &file, const Request &request, const QString &destination,
+            const Progress &progress, const IsCancelled &isCancelled,
+            const std::shared_ptr<Searchable::Stats> &stats)
+{
+    if (const auto problem = request.validate())
+        throw PDFError::failed(*problem);
+    const QStringList languages = languagesFor(request.languages);
     if (const auto missing = missingLanguage(languages))
         throw PDFError::failed(*missing);
     const auto doc = file.fresh();
     if (!doc)
         throw PDFError::unreadable(file.fileName());
     Searchable::Options recognition;
-    recognition.dpi = options.dpi;
-    recognition.skipPagesWithText = options.skipPagesWithText;
+    recognition.dpi = request.dpi;
+    recognition.skipPagesWithText = request.skipPagesWithText;
     recognition.languages = languages;
     const Searchable::Stats result =
         Searchable::make(*doc, destination, recognition, progress, isCancelled);
     if (stats)
         *stats = result;
-    Outcome outcome;
-    outcome.title = tr("Saved “%1”").arg(QFileInfo(destination).fileName());
-    outcome.detail = searchableDetail(result);
-    outcome.urls = {destination};
-    return outcome;
+    return {tr("Saved “%1”").arg(QFileInfo(destination).fileName()), detail(result), {destination}};
 }
 
-} // namespace Tasks
+} // namespace MakeSearchable

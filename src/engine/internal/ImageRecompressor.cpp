@@ -83,8 +83,8 @@ QImage decodeJpeg(const QByteArray &jpeg, QSize size, QSize target)
         }
     }
     if (factor > 1)
-        reader.setScaledSize(QSize((size.width() + factor - 1) / factor,
-                                   (size.height() + factor - 1) / factor));
+        reader.setScaledSize(
+            QSize((size.width() + factor - 1) / factor, (size.height() + factor - 1) / factor));
     return reader.read();
 }
 
@@ -175,7 +175,8 @@ QImage shrink(const QImage &source, QSize to)
                     const int w = t.weights[k];
                     r += w * p[0], g += w * p[1], b += w * p[2];
                 }
-                out[x * 3] = clampByte(r), out[x * 3 + 1] = clampByte(g), out[x * 3 + 2] = clampByte(b);
+                out[x * 3] = clampByte(r), out[x * 3 + 1] = clampByte(g),
+                        out[x * 3 + 2] = clampByte(b);
             }
         }
     }
@@ -237,8 +238,8 @@ bool jpegHeader(const QByteArray &jpeg, QSize *size, int *components)
         if (length < 2)
             return false;
         // Start-of-frame markers: C0..CF except C4 (DHT), C8 (JPG), CC (DAC).
-        const bool frame = marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8
-                        && marker != 0xCC;
+        const bool frame =
+            marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
         if (frame) {
             if (i + 10 > n)
                 return false;
@@ -264,8 +265,8 @@ Output recompress(const Input &in)
         return out;
     const QSize target(std::min(in.target.width(), in.size.width()),
                        std::min(in.target.height(), in.size.height()));
-    const bool resample = target.width() < in.size.width() * kResampleBelow
-                       || target.height() < in.size.height() * kResampleBelow;
+    const bool resample = target.width() < in.size.width() * kResampleBelow ||
+                          target.height() < in.size.height() * kResampleBelow;
 
     QImage image;
     switch (in.kind) {
@@ -274,8 +275,8 @@ Output recompress(const Input &in)
         int components = 0;
         // Refuse anything whose frame disagrees with the PDF's description:
         // a reader would show it differently from what we would decode.
-        if (!jpegHeader(in.data, &stored, &components) || stored != in.size
-            || components != in.components)
+        if (!jpegHeader(in.data, &stored, &components) || stored != in.size ||
+            components != in.components)
             return out;
         image = decodeJpeg(in.data, in.size, resample ? target : in.size);
         break;
@@ -283,9 +284,7 @@ Output recompress(const Input &in)
     case Input::Kind::Gray8:
         image = fromSamples(in.data, in.size, QImage::Format_Grayscale8, 1);
         break;
-    case Input::Kind::Rgb8:
-        image = fromSamples(in.data, in.size, QImage::Format_RGB888, 3);
-        break;
+    case Input::Kind::Rgb8: image = fromSamples(in.data, in.size, QImage::Format_RGB888, 3); break;
     }
     if (image.isNull())
         return out;
@@ -322,8 +321,8 @@ Output recompress(const Input &in)
     out.size = finalSize;
 
     // The mask is shrunk with its picture, never enlarged.
-    if (!in.mask.isEmpty() && resample && in.maskSize.width() >= finalSize.width()
-        && in.maskSize.height() >= finalSize.height() && in.maskSize != finalSize) {
+    if (!in.mask.isEmpty() && resample && in.maskSize.width() >= finalSize.width() &&
+        in.maskSize.height() >= finalSize.height() && in.maskSize != finalSize) {
         const QImage mask = fromSamples(in.mask, in.maskSize, QImage::Format_Grayscale8, 1);
         if (!mask.isNull()) {
             const QImage smaller = shrink(mask, finalSize);

@@ -8,9 +8,8 @@
 
 namespace PDFOps {
 
-void rebuild(PDFDocument &doc, const QString &destination,
-             const std::function<void(int, int)> &progress,
-             const std::function<bool()> &isCancelled, const PageHook &hook)
+void rebuild(PDFDocument &doc, const QString &destination, const Progress &progress,
+             const IsCancelled &isCancelled, const PageHook &hook)
 {
     // Refused before any file is made.
     rebuilding::check(doc, QFileInfo(destination).fileName());
@@ -19,8 +18,8 @@ void rebuild(PDFDocument &doc, const QString &destination,
     settings.tighterJpegs = true;
     SafeWrite::write(
         destination,
-        [&](const QString &temporary) {
-            rebuilding::buildAndWrite(doc, temporary, settings, progress, isCancelled);
+        [&](SafeWrite::Target &out) {
+            rebuilding::buildAndWrite(doc, out, settings, progress, isCancelled);
         },
         QCoreApplication::translate(
             "PDFOps", "Couldn't create the file here. Check that you can write to that folder."));

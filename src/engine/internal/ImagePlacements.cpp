@@ -79,8 +79,8 @@ bool mayHaveInlineImage(const std::vector<QPDFObjectHandle> &streams)
         const char *p = reinterpret_cast<const char *>(data->getBuffer());
         const size_t n = data->getSize();
         for (size_t i = 0; i + 1 < n; ++i) {
-            if (p[i] == 'B' && p[i + 1] == 'I' && (i == 0 || isSpace(p[i - 1]))
-                && (i + 2 == n || isSpace(p[i + 2])))
+            if (p[i] == 'B' && p[i + 1] == 'I' && (i == 0 || isSpace(p[i - 1])) &&
+                (i + 2 == n || isSpace(p[i + 2])))
                 return true;
         }
     }
@@ -107,8 +107,8 @@ public:
     using Resolve = std::function<void(QPDFObjectHandle xobject, const QTransform &ctm)>;
     explicit ContentWalker(QPDFObjectHandle resources, Resolve resolve)
         : m_xobjects(resources.isDictionary() ? resources.getKey("/XObject")
-                                              : QPDFObjectHandle::newNull()),
-          m_resolve(std::move(resolve))
+                                              : QPDFObjectHandle::newNull())
+        , m_resolve(std::move(resolve))
     {
     }
     bool largeInline = false;
@@ -138,8 +138,8 @@ public:
             }
         } else if (op == "cm") {
             m_ctm = matrixOf(m_operands) * m_ctm;
-        } else if (op == "Do" && !m_operands.empty() && m_operands.back().isName()
-                   && m_xobjects.isDictionary()) {
+        } else if (op == "Do" && !m_operands.empty() && m_operands.back().isName() &&
+                   m_xobjects.isDictionary()) {
             auto xobject = m_xobjects.getKey(m_operands.back().getName());
             if (xobject.isStream())
                 m_resolve(xobject, m_ctm);
@@ -266,16 +266,16 @@ void ImagePlacements::record(const Use &use, int pageIndex)
         if (dict.getKey(key).isStream())
             m_masks.insert(dict.getKey(key).getObjGen());
     auto width = dict.getKey("/Width"), height = dict.getKey("/Height");
-    if (!width.isInteger() || !height.isInteger() || width.getIntValue() < 1
-        || height.getIntValue() < 1)
+    if (!width.isInteger() || !height.isInteger() || width.getIntValue() < 1 ||
+        height.getIntValue() < 1)
         return;
     // Where the unit square's sides end up: the picture's two axes.
     const double alongX = std::hypot(use.matrix.m11(), use.matrix.m12());
     const double alongY = std::hypot(use.matrix.m21(), use.matrix.m22());
     if (!std::isfinite(alongX) || !std::isfinite(alongY) || alongX < 0.01 || alongY < 0.01)
         return; // drawn degenerate: says nothing about its size
-    const double ppp = std::max(alongX / double(width.getIntValue()),
-                                alongY / double(height.getIntValue()));
+    const double ppp =
+        std::max(alongX / double(width.getIntValue()), alongY / double(height.getIntValue()));
     image.pointsPerPixel = std::max(image.pointsPerPixel, ppp);
 }
 

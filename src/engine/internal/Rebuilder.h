@@ -4,6 +4,8 @@
 
 #include "PDFOpsCompress.h"
 #include "PDFOpsRebuild.h"
+#include "Progress.h"
+#include "SafeWrite.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
@@ -19,9 +21,6 @@
 
 namespace rebuilding {
 
-using Progress = std::function<void(int done, int total)>;
-using Cancelled = std::function<bool()>;
-
 // The transform that takes a page's user space into its upright frame:
 // the crop box's lower left corner to (0, 0), the rotation drawn in.
 QTransform uprightTransform(const PageGeometry &geometry);
@@ -31,7 +30,11 @@ QTransform uprightTransform(const PageGeometry &geometry);
 // that what they point at is copied too.
 class Carrier {
 public:
-    Carrier(QPDF &source, QPDF &target) : m_source(source), m_target(target) {}
+    Carrier(QPDF &source, QPDF &target)
+        : m_source(source)
+        , m_target(target)
+    {
+    }
     QPDFObjectHandle operator()(QPDFObjectHandle object, int depth = 0);
 
 private:
@@ -43,7 +46,7 @@ struct Settings {
     std::optional<ImageFilter> filter; // compress pictures
     PDFOps::PageHook hook;
     bool bestCompression = false; // recompress every stream at the best Flate level
-    bool tighterJpegs = false;     // JPEG pictures stored with their own Huffman tables
+    bool tighterJpegs = false;    // JPEG pictures stored with their own Huffman tables
 };
 
 // What the picture work did, for the curious (benchmarks, tests).
@@ -58,10 +61,10 @@ struct ImageStats {
 // restricted, no pages (named after `destinationName`).
 void check(const PDFDocument &doc, const QString &destinationName);
 
-// Builds the new document and writes it to `path` (which exists and is
-// ours). Throws PDFError.
-ImageStats buildAndWrite(PDFDocument &doc, const QString &path, const Settings &settings,
-                         const Progress &progress, const Cancelled &isCancelled);
+// Builds the new document (already passed by check()) and writes it to
+// `out`. Throws PDFError.
+ImageStats buildAndWrite(PDFDocument &doc, SafeWrite::Target &out, const Settings &settings,
+                         const Progress &progress, const IsCancelled &isCancelled);
 
 // Carries bookmarks, links and the document info over onto the new pages.
 // `toFrame[i]` maps source page i's user space into new page i.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PDFDocument.h"
+#include "Progress.h"
 
 #include <QByteArray>
 #include <QSizeF>
@@ -20,14 +21,16 @@ namespace PDFOps {
 // Whatever the hook appends is drawn on top, in that frame.
 class RebuildPage {
 public:
-    int index = 0;        // zero-based
-    int count = 0;        // pages in the document
-    QSizeF frame;         // the new page's size
-    PageGeometry source;  // the source page's boxes and rotation
-    QTransform toFrame;   // maps the source page's user space into the frame
+    int index = 0;       // zero-based
+    int count = 0;       // pages in the document
+    QSizeF frame;        // the new page's size
+    PageGeometry source; // the source page's boxes and rotation
+    QTransform toFrame;  // maps the source page's user space into the frame
 
     // Appends content operators (PDF syntax) to the page.
     void append(const QByteArray &operators) { m_content.append(operators); }
+    // A number as content operators want it: short, no exponent.
+    static QByteArray number(double value);
 
     // Puts an object (an image or form XObject, a font, a graphics state)
     // into the page's resources under a fresh name and returns that name
@@ -67,8 +70,7 @@ using PageHook = std::function<void(RebuildPage &)>;
 // Reports (i, n) after each page and asks isCancelled before each one.
 // Throws PDFError: locked, restricted, unreadable (no pages; the name is
 // the destination's), cancelled, failed (can't write).
-void rebuild(PDFDocument &doc, const QString &destination,
-             const std::function<void(int done, int total)> &progress,
-             const std::function<bool()> &isCancelled, const PageHook &hook = {});
+void rebuild(PDFDocument &doc, const QString &destination, const Progress &progress,
+             const IsCancelled &isCancelled, const PageHook &hook = {});
 
 } // namespace PDFOps
