@@ -1,5 +1,6 @@
 #include "Convert.h"
 
+#include "DrawingSource.h"
 #include "Output.h"
 #include "PDFError.h"
 
@@ -11,6 +12,19 @@ QString tr(const char *text)
     return QCoreApplication::translate("Convert", text);
 }
 } // namespace
+
+DrawingSource drawingSourceFor(const PDFFile &file)
+{
+    std::optional<DrawingDocument::Source> source;
+    {
+        const auto doc = file.freshForWork();
+        source = DrawingDocument::sourceFor(*doc);
+    }
+    const auto drawing = source ? DrawingDocument::open(*source) : nullptr;
+    if (!drawing)
+        throw PDFError::unreadable(file.fileName());
+    return {*source, drawing->pageCount()};
+}
 
 namespace Convert {
 

@@ -1,6 +1,6 @@
 #include "Convert.h"
 
-#include "DrawingDocument.h"
+#include "DrawingSource.h"
 #include "PDFError.h"
 #include "PDFOps.h"
 #include "PageWorkers.h"
@@ -32,15 +32,8 @@ Outcome pictures(const PDFFile &file, const QString &folder, const Request &opti
                  const Progress &progress, const IsCancelled &isCancelled)
 {
     const ResultFolder::EmptyGuard guard(folder);
-    std::optional<DrawingDocument::Source> source;
-    {
-        const auto doc = file.freshForWork();
-        source = DrawingDocument::sourceFor(*doc);
-    }
-    const auto drawing = source ? DrawingDocument::open(*source) : nullptr;
-    if (!drawing)
-        throw PDFError::unreadable(file.fileName());
-    const int pageCount = drawing->pageCount();
+    const DrawingSource drawing = drawingSourceFor(file);
+    const int pageCount = drawing.pageCount;
 
     QList<int> pages;
     if (options.pages.isEmpty()) {
@@ -60,7 +53,7 @@ Outcome pictures(const PDFFile &file, const QString &folder, const Request &opti
     const int total = int(pages.size());
     ResultFolder::fill(folder, total, ResultFolder::Pieces::Pictures, [&](std::atomic<int> &saved) {
         const auto makeWorker = [&]() -> std::function<int(int)> {
-            std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
+            std::shared_ptr<DrawingDocument> own = DrawingDocument::open(drawing.source);
             if (!own)
                 throw PDFError::unreadable(file.fileName());
             return [own, &pages, &dir, &base, &saved, chosen, pageCount](int position) {

@@ -1,6 +1,6 @@
 #include "Convert.h"
 
-#include "DrawingDocument.h"
+#include "DrawingSource.h"
 #include "PDFError.h"
 #include "PDFOps.h"
 #include "PageWorkers.h"
@@ -112,15 +112,8 @@ namespace Convert {
 Outcome text(const PDFFile &file, const QString &destination, const Progress &progress,
              const IsCancelled &isCancelled)
 {
-    std::optional<DrawingDocument::Source> source;
-    {
-        const auto doc = file.freshForWork();
-        source = DrawingDocument::sourceFor(*doc);
-    }
-    const auto drawing = source ? DrawingDocument::open(*source) : nullptr;
-    if (!drawing)
-        throw PDFError::unreadable(file.fileName());
-    const int pageCount = drawing->pageCount();
+    const DrawingSource drawing = drawingSourceFor(file);
+    const int pageCount = drawing.pageCount;
 
     // Something may have taken the name since it was chosen: never overwrite.
     QString target = destination;
@@ -136,7 +129,7 @@ Outcome text(const PDFFile &file, const QString &destination, const Progress &pr
         [&](SafeWrite::Target &out) {
             TrimmedWriter writer(out);
             const auto makeWorker = [&]() -> std::function<QString(int)> {
-                std::shared_ptr<DrawingDocument> own = DrawingDocument::open(*source);
+                std::shared_ptr<DrawingDocument> own = DrawingDocument::open(drawing.source);
                 if (!own)
                     throw PDFError::unreadable(file.fileName());
                 return [own](int index) { return own->text(index); };
