@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace Fixtures;
 using Work::errorOf;
 
@@ -24,8 +25,8 @@ class TestCompress : public QObject {
     // Compresses `source` (written to a file first); the result's bytes.
     QByteArray compressed(const QByteArray &source, const QString &name, CompressionLevel level)
     {
-        const QString original = writeFile(m_dir.filePath(name + QStringLiteral(".pdf")), source);
-        const QString destination = m_dir.filePath(name + QStringLiteral(" compressed.pdf"));
+        const QString original = writeFile(m_dir.filePath(name + u".pdf"_s), source);
+        const QString destination = m_dir.filePath(name + u" compressed.pdf"_s);
         QFile::remove(destination);
         auto doc = PDFDocument::open(original);
         if (!doc)
@@ -69,9 +70,9 @@ private Q_SLOTS:
     {
         for (CompressionLevel level : PDFOps::allCompressionLevels())
             QCOMPARE(PDFOps::compressionLevel(PDFOps::rawValue(level)), std::optional(level));
-        QCOMPARE(PDFOps::rawValue(CompressionLevel::High), QStringLiteral("high"));
-        QVERIFY(!PDFOps::compressionLevel(QStringLiteral("High")));
-        QVERIFY(!PDFOps::compressionLevel(QStringLiteral(" small")));
+        QCOMPARE(PDFOps::rawValue(CompressionLevel::High), u"high"_s);
+        QVERIFY(!PDFOps::compressionLevel(u"High"_s));
+        QVERIFY(!PDFOps::compressionLevel(u" small"_s));
     }
 
     // Smaller levels give smaller files that still read and look the same;
@@ -81,34 +82,29 @@ private Q_SLOTS:
         const QByteArray source = photoPDF(3, QSize(2400, 3200), 92);
         QList<qint64> sizes;
         for (CompressionLevel level : PDFOps::allCompressionLevels()) {
-            const QString name = QStringLiteral("photos-") + PDFOps::rawValue(level);
+            const QString name = u"photos-"_s + PDFOps::rawValue(level);
             const QByteArray out = compressed(source, name, level);
             QVERIFY(!m_result.keptOriginal);
             QCOMPARE(m_result.before, source.size());
             QCOMPARE(m_result.after, out.size());
             QCOMPARE(m_progress, (QList<QPair<int, int>>{{1, 3}, {2, 3}, {3, 3}}));
             QCOMPARE(popplerPageTexts(out), (QStringList{"Page 1", "Page 2", "Page 3"}));
-            QVERIFY(qpdfCheck(m_dir.filePath(name + QStringLiteral(" compressed.pdf"))));
+            QVERIFY(qpdfCheck(m_dir.filePath(name + u" compressed.pdf"_s)));
             const double difference =
                 meanDifference(popplerRender(source, 1, 50), popplerRender(out, 1, 50));
             QVERIFY2(difference >= 0 && difference < 4, qPrintable(QString::number(difference)));
             sizes << out.size();
         }
         QVERIFY2(sizes[0] < sizes[1] && sizes[1] < sizes[2] && sizes[2] < source.size(),
-                 qPrintable(QStringLiteral("%1 %2 %3 of %4")
-                                .arg(sizes[0])
-                                .arg(sizes[1])
-                                .arg(sizes[2])
-                                .arg(source.size())));
+                 qPrintable(u"%1 %2 %3 of %4"_s.arg(sizes[0]).arg(sizes[1]).arg(sizes[2]).arg(
+                     source.size())));
     }
 
     // Our own output can't be made smaller again: the copy is the source.
     void aCompressedTextPdfIsNeverMadeBigger()
     {
-        const QByteArray source =
-            compressed(textPDF(2), QStringLiteral("text"), CompressionLevel::High);
-        const QByteArray out =
-            compressed(source, QStringLiteral("text again"), CompressionLevel::Small);
+        const QByteArray source = compressed(textPDF(2), u"text"_s, CompressionLevel::High);
+        const QByteArray out = compressed(source, u"text again"_s, CompressionLevel::Small);
         QVERIFY(m_result.keptOriginal);
         QCOMPARE(out, source); // byte for byte
         QCOMPARE(m_result.after, m_result.before);
@@ -193,7 +189,7 @@ private Q_SLOTS:
             layout.placements.append({1, 0, QRectF(100, 300, 200, 150)});
         }
         const QByteArray source = picturePDF(layout);
-        const auto images = imagesOf(compressed(source, QStringLiteral("resolution"), level));
+        const auto images = imagesOf(compressed(source, u"resolution"_s, level));
         QVERIFY(!m_result.keptOriginal);
         QCOMPARE(images.size(), leftAlone ? 2 : 1); // a shared picture stays one picture
         QTEST(images[0].filter, "filter");
@@ -230,7 +226,7 @@ private Q_SLOTS:
             layout.placements.append({1, 0, QRectF(50, 400, 400, 200)});
         }
         const QByteArray out =
-            compressed(picturePDF(layout), QStringLiteral("masked"), CompressionLevel::Balanced);
+            compressed(picturePDF(layout), u"masked"_s, CompressionLevel::Balanced);
         auto images = imagesOf(out);
         std::sort(images.begin(), images.end(),
                   [](const ImageInfo &a, const ImageInfo &b) { return a.width < b.width; });
@@ -254,8 +250,7 @@ private Q_SLOTS:
                            {Picture::Kind::Gray, QSize(30, 30), 2, 90, false, true}};
         layout.placements = {{0, 0, QRectF(100, 300, 60, 40)}, {1, 0, QRectF(100, 100, 30, 30)}};
         const QByteArray source = picturePDF(layout);
-        const QByteArray out =
-            compressed(source, QStringLiteral("inline"), CompressionLevel::Balanced);
+        const QByteArray out = compressed(source, u"inline"_s, CompressionLevel::Balanced);
         QVERIFY(!m_result.keptOriginal);
         // The big one became a picture of its own and shrank; the small one stayed inline.
         const auto images = imagesOf(out);
@@ -271,16 +266,16 @@ private Q_SLOTS:
     void structureSurvivesCompression()
     {
         DocSpec layout = numberedPages(3);
-        layout.info.title = QStringLiteral("My Title");
+        layout.info.title = u"My Title"_s;
         layout.pages[1].rotate = 90;
         layout.links = {{0, 2}};
-        layout.outline = {{QStringLiteral("Third"), 2, {}}};
+        layout.outline = {{u"Third"_s, 2, {}}};
         const QByteArray out =
-            compressed(makePDF(layout), QStringLiteral("structure"), CompressionLevel::Balanced);
+            compressed(makePDF(layout), u"structure"_s, CompressionLevel::Balanced);
         QVERIFY(!m_result.keptOriginal);
-        auto doc = PDFDocument::fromBytes(out, QStringLiteral("structure compressed.pdf"));
+        auto doc = PDFDocument::fromBytes(out, u"structure compressed.pdf"_s);
         QVERIFY(doc);
-        QCOMPARE(doc->info().title, QStringLiteral("My Title"));
+        QCOMPARE(doc->info().title, u"My Title"_s);
         QCOMPARE(doc->page(1)->uprightSize(), QSizeF(792, 612));
         QCOMPARE(doc->page(1)->rotation, 0);
         QCOMPARE(doc->outline().value(0).pageIndex, 2);
@@ -303,10 +298,9 @@ private Q_SLOTS:
         QFETCH(int, cancelAt);
         QTemporaryDir dir;
         const QString original =
-            writeFile(dir.filePath(QStringLiteral("a.pdf")),
+            writeFile(dir.filePath(u"a.pdf"_s),
                       cancelAt < 0 ? textPDF(1) : photoPDF(5, QSize(1500, 2000), 92));
-        const QString destination =
-            writeFile(dir.filePath(QStringLiteral("a compressed.pdf")), "keep me");
+        const QString destination = writeFile(dir.filePath(u"a compressed.pdf"_s), "keep me");
         auto doc = PDFDocument::open(original);
         if (cancelAt < 0)
             QFile::remove(original);
@@ -332,18 +326,18 @@ private Q_SLOTS:
         const auto passwords = corpusPasswords();
         QTemporaryDir dir;
         int compressedCount = 0;
-        for (const QString &name : QDir(corpus).entryList({QStringLiteral("*.pdf")}, QDir::Files)) {
+        for (const QString &name : QDir(corpus).entryList({u"*.pdf"_s}, QDir::Files)) {
             const QString source = QDir(corpus).filePath(name);
             const QByteArray before = readFile(source);
             auto doc = PDFDocument::open(source);
             if (!doc)
                 continue; // intake refuses it; nothing to compress
             if (doc->isLocked())
-                doc->unlock(passwords.value(name).value(QStringLiteral("user")));
+                doc->unlock(passwords.value(name).value(u"user"_s));
             if (PDFOps::isRestricted(*doc))
-                doc->unlock(passwords.value(name).value(QStringLiteral("owner")));
-            const QString destination = dir.filePath(QFileInfo(name).completeBaseName() +
-                                                     QStringLiteral(" compressed.pdf"));
+                doc->unlock(passwords.value(name).value(u"owner"_s));
+            const QString destination =
+                dir.filePath(QFileInfo(name).completeBaseName() + u" compressed.pdf"_s);
             try {
                 const auto result = PDFOps::compress(*doc, source, CompressionLevel::Balanced,
                                                      destination, Work::noProgress, Work::never);

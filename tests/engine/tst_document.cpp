@@ -5,10 +5,10 @@
 #include "Work.h"
 
 #include <QFile>
-
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace Fixtures;
 using Work::errorOf;
 
@@ -16,82 +16,25 @@ class TestDocument : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
 
-    QString corpusFile(const QString &name)
-    {
-        const QString dir = corpusDir();
-        if (dir.isEmpty())
-            return {};
-        return dir + u'/' + name;
-    }
-
 private Q_SLOTS:
-    void geometry_data()
-    {
-        QTest::addColumn<int>("rotate");
-        QTest::addColumn<QSizeF>("media");
-        QTest::addColumn<QRectF>("crop");
-        QTest::addColumn<int>("rotation");
-        QTest::addColumn<QSizeF>("upright");
-        QTest::newRow("portrait") << 0 << QSizeF(612, 792) << QRectF() << 0 << QSizeF(612, 792);
-        QTest::newRow("quarter turn")
-            << 90 << QSizeF(612, 792) << QRectF() << 90 << QSizeF(792, 612);
-        QTest::newRow("negative turn")
-            << -90 << QSizeF(612, 792) << QRectF() << 270 << QSizeF(792, 612);
-        QTest::newRow("full turns")
-            << 540 << QSizeF(612, 792) << QRectF() << 180 << QSizeF(612, 792);
-        QTest::newRow("crop box") << 0 << QSizeF(612, 792) << QRectF(100, 100, 200, 300) << 0
-                                  << QSizeF(200, 300);
-        QTest::newRow("crop box turned")
-            << 270 << QSizeF(612, 792) << QRectF(100, 100, 200, 300) << 270 << QSizeF(300, 200);
-        QTest::newRow("crop box larger than media")
-            << 0 << QSizeF(300, 300) << QRectF(-50, -50, 500, 500) << 0 << QSizeF(300, 300);
-    }
-    void geometry()
-    {
-        QFETCH(int, rotate);
-        QFETCH(QSizeF, media);
-        QFETCH(QRectF, crop);
-        QFETCH(int, rotation);
-        QFETCH(QSizeF, upright);
-        DocSpec layout;
-        PageSpec page{QStringLiteral("x"), media, rotate, std::nullopt};
-        if (!crop.isNull())
-            page.crop = crop;
-        layout.pages = {page};
-        auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("g.pdf"));
-        QVERIFY(doc);
-        const auto g = doc->page(0);
-        QVERIFY(g);
-        QCOMPARE(g->rotation, rotation);
-        QCOMPARE(g->uprightSize(), upright);
-        QVERIFY(!doc->page(1));
-        QVERIFY(!doc->page(-1));
-    }
-
     void infoAndOutline()
     {
         DocSpec layout = numberedPages(4);
-        layout.info = {QStringLiteral("Contract — draft"),
-                       QStringLiteral("Zoë Ávila"),
-                       QStringLiteral("Rent"),
-                       QStringLiteral("flat, lease"),
-                       {},
-                       {}};
-        layout.outline = {{QStringLiteral("Start"), 0, {{QStringLiteral("Inner"), 2, {}}}},
-                          {QStringLiteral("契約"), 3, {}}};
-        auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("i.pdf"));
+        layout.info = {u"Contract — draft"_s, u"Zoë Ávila"_s, u"Rent"_s, u"flat, lease"_s, {}, {}};
+        layout.outline = {{u"Start"_s, 0, {{u"Inner"_s, 2, {}}}}, {u"契約"_s, 3, {}}};
+        auto doc = PDFDocument::fromBytes(makePDF(layout), u"i.pdf"_s);
         QVERIFY(doc);
         QCOMPARE(doc->pageCount(), 4);
         const auto info = doc->info();
-        QCOMPARE(info.title, QStringLiteral("Contract — draft"));
-        QCOMPARE(info.author, QStringLiteral("Zoë Ávila"));
-        QCOMPARE(info.keywords, QStringLiteral("flat, lease"));
+        QCOMPARE(info.title, u"Contract — draft"_s);
+        QCOMPARE(info.author, u"Zoë Ávila"_s);
+        QCOMPARE(info.keywords, u"flat, lease"_s);
         const auto outline = doc->outline();
         QCOMPARE(outline.size(), 2);
-        QCOMPARE(outline[0].title, QStringLiteral("Start"));
+        QCOMPARE(outline[0].title, u"Start"_s);
         QCOMPARE(outline[0].children.size(), 1);
         QCOMPARE(outline[0].children[0].pageIndex, 2);
-        QCOMPARE(outline[1].title, QStringLiteral("契約"));
+        QCOMPARE(outline[1].title, u"契約"_s);
         QCOMPARE(outline[1].pageIndex, 3);
         QCOMPARE(doc->outlineCount(), 3);
     }
@@ -108,95 +51,72 @@ private Q_SLOTS:
     void refusesWhatIsNotAPDF()
     {
         QFETCH(QByteArray, bytes);
-        const QString path = m_dir.filePath(QStringLiteral("bad.pdf"));
+        const QString path = m_dir.filePath(u"bad.pdf"_s);
         QFile::remove(path);
         if (!bytes.isNull()) {
             writeFile(path, bytes);
-            QVERIFY(!PDFDocument::fromBytes(bytes, QStringLiteral("bad.pdf")));
+            QVERIFY(!PDFDocument::fromBytes(bytes, u"bad.pdf"_s));
         }
         QVERIFY(!PDFDocument::open(path));
         QVERIFY(!PDFDocument::open(m_dir.path())); // a folder
     }
 
-    void passwordsAndRights_data()
-    {
-        QTest::addColumn<bool>("copying");
-        QTest::addColumn<bool>("changes");
-        QTest::addColumn<bool>("printing");
-        QTest::addColumn<bool>("restricted");
-        QTest::newRow("everything allowed") << true << true << true << false;
-        QTest::newRow("no copying") << false << true << true << true;
-        QTest::newRow("no changes") << true << false << true << true;
-        QTest::newRow("no printing only") << true << true << false << false;
-    }
+    // The permission bits as read, changes included (protecting never
+    // forbids those); a wrong password leaves the document locked.
     void passwordsAndRights()
     {
-        QFETCH(bool, copying);
-        QFETCH(bool, changes);
-        QFETCH(bool, printing);
-        QFETCH(bool, restricted);
         WriteOptions options;
         options.encrypt = true;
-        options.userPassword = QStringLiteral("pässwörd");
-        options.ownerPassword = QStringLiteral("owner");
-        options.allowCopying = copying;
-        options.allowChanges = changes;
-        options.allowPrinting = printing;
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("enc.pdf")),
-                                       makePDF(numberedPages(2), options));
-
+        options.userPassword = u"pässwörd"_s;
+        options.ownerPassword = u"owner"_s;
+        options.allowChanges = false;
+        options.allowPrinting = false;
+        const QString path =
+            writeFile(m_dir.filePath(u"enc.pdf"_s), makePDF(numberedPages(2), options));
         auto doc = PDFDocument::open(path);
-        QVERIFY(doc);
-        QVERIFY(doc->isLocked());
-        QVERIFY(doc->isEncrypted());
+        QVERIFY(doc && doc->isLocked() && doc->isEncrypted());
         QCOMPARE(doc->pageCount(), 0);
         QVERIFY(!PDFOps::isRestricted(*doc)); // locked is not restricted
-        QVERIFY(!doc->unlock(QStringLiteral("passwörd")));
+        QVERIFY(!doc->unlock(u"passwörd"_s));
         QVERIFY(doc->isLocked());
-        QVERIFY(doc->unlock(QStringLiteral("pässwörd")));
+        QVERIFY(doc->unlock(u"pässwörd"_s));
         QVERIFY(!doc->isLocked());
         QCOMPARE(doc->pageCount(), 2);
-        QCOMPARE(doc->encryptionMethod(), QStringLiteral("AES-256"));
-        QCOMPARE(doc->hasOwnerRights(), false);
-        QCOMPARE(doc->allowsCopying(), copying);
-        QCOMPARE(doc->allowsChanges(), changes);
-        QCOMPARE(doc->allowsPrinting(), printing);
-        QCOMPARE(PDFOps::isRestricted(*doc), restricted);
-        QCOMPARE(doc->password(), std::optional<QString>(QStringLiteral("pässwörd")));
-
+        QCOMPARE(doc->encryptionMethod(), u"AES-256"_s);
+        QVERIFY(!doc->hasOwnerRights());
+        QVERIFY(doc->allowsCopying() && !doc->allowsChanges() && !doc->allowsPrinting());
+        QVERIFY(PDFOps::isRestricted(*doc));
+        QCOMPARE(doc->password(), std::optional<QString>(u"pässwörd"_s));
         auto owner = PDFDocument::open(path);
-        QVERIFY(owner->unlock(QStringLiteral("owner")));
-        QVERIFY(owner->hasOwnerRights());
-        QVERIFY(owner->allowsCopying() && owner->allowsChanges() && owner->allowsAssembly());
-        QVERIFY(!PDFOps::isRestricted(*owner));
+        QVERIFY(owner->unlock(u"owner"_s));
+        QVERIFY(owner->hasOwnerRights() && owner->allowsChanges() && owner->allowsAssembly());
+        QVERIFY(owner->allowsPrinting() && !PDFOps::isRestricted(*owner));
     }
 
+    // An empty open password: no question, restricted until the owner password.
     void ownerPasswordRaisesAFreelyOpeningFile()
     {
         WriteOptions options;
         options.encrypt = true;
-        options.ownerPassword = QStringLiteral("boss");
+        options.ownerPassword = u"boss"_s;
         options.allowCopying = false;
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("owner-only.pdf")),
-                                       makePDF(numberedPages(1), options));
-        auto doc = PDFDocument::open(path);
-        QVERIFY(!doc->isLocked());
-        QVERIFY(doc->isEncrypted());
+        auto doc = PDFDocument::open(
+            writeFile(m_dir.filePath(u"owner-only.pdf"_s), makePDF(numberedPages(1), options)));
+        QVERIFY(!doc->isLocked() && doc->isEncrypted() && PDFOps::isRestricted(*doc));
+        QVERIFY(!doc->unlock(u"wrong"_s));
         QVERIFY(PDFOps::isRestricted(*doc));
-        QVERIFY(!doc->unlock(QStringLiteral("wrong")));
-        QVERIFY(PDFOps::isRestricted(*doc));
-        QVERIFY(doc->unlock(QStringLiteral("boss")));
+        QVERIFY(doc->unlock(u"boss"_s));
         QVERIFY(!PDFOps::isRestricted(*doc));
     }
 
     void writesAndReadsBack()
     {
-        auto doc = PDFDocument::fromBytes(textPDF(3), QStringLiteral("w.pdf"));
-        const QString path = m_dir.filePath(QStringLiteral("written.pdf"));
+        auto doc = PDFDocument::fromBytes(textPDF(3), u"w.pdf"_s);
+        const QString path = m_dir.filePath(u"written.pdf"_s);
         doc->write(path);
         QCOMPARE(popplerPageCount(path), 3);
-        QCOMPARE(errorOf([&] { doc->write(m_dir.filePath(QStringLiteral("no/such/x.pdf"))); }),
-                 QStringLiteral("Couldn't write the file."));
+        QCOMPARE(errorOf([&] { doc->write(m_dir.filePath(u"no/such/x.pdf"_s)); }),
+                 u"Couldn't write the file."_s);
     }
 
     void corpusPasswords_data()
@@ -211,10 +131,8 @@ private Q_SLOTS:
             QSKIP("QUIREBOOK_CORPUS is not set");
         for (auto it = passwords.begin(); it != passwords.end(); ++it)
             QTest::newRow(qPrintable(it.key()))
-                << it.key() << it->value(QStringLiteral("user"))
-                << it->value(QStringLiteral("owner"))
-                << it->value(QStringLiteral("user_as_typed"), it->value(QStringLiteral("user")))
-                << it->contains(QStringLiteral("owner"));
+                << it.key() << it->value(u"user"_s) << it->value(u"owner"_s)
+                << it->value(u"user_as_typed"_s, it->value(u"user"_s)) << it->contains(u"owner"_s);
     }
     void corpusPasswords()
     {
@@ -223,22 +141,17 @@ private Q_SLOTS:
         QFETCH(QString, owner);
         QFETCH(QString, typed);
         QFETCH(bool, hasOwner);
-        const QString path = corpusFile(file);
+        const QString path = corpusDir() + u'/' + file;
 
         auto asTyped = PDFDocument::open(path);
-        QVERIFY(asTyped);
-        QVERIFY(asTyped->isEncrypted());
-        if (asTyped->isLocked())
+        QVERIFY(asTyped && asTyped->isEncrypted());
+        if (asTyped->isLocked()) {
+            QVERIFY(!asTyped->unlock(u"definitely-not-it"_s));
+            QVERIFY(asTyped->isLocked());
+            QCOMPARE(asTyped->pageCount(), 0);
             QVERIFY2(asTyped->unlock(typed), "the password as typed opens it");
-        QVERIFY(asTyped->pageCount() >= 1);
-
-        auto wrong = PDFDocument::open(path);
-        if (wrong->isLocked()) {
-            QVERIFY(!wrong->unlock(QStringLiteral("definitely-not-it")));
-            QVERIFY(wrong->isLocked());
-            QCOMPARE(wrong->pageCount(), 0);
         }
-
+        QVERIFY(asTyped->pageCount() >= 1);
         auto withUser = PDFDocument::open(path);
         if (withUser->isLocked())
             QVERIFY(withUser->unlock(user));
@@ -255,10 +168,9 @@ private Q_SLOTS:
     // The texts themselves are checked where they are shown.
     void errorKinds()
     {
-        QCOMPARE(errorOf([] { throw PDFError::cancelled(); }), QStringLiteral("cancelled"));
-        QVERIFY(!PDFError::failed(QStringLiteral("Cancelled.")).isCancelled());
-        QCOMPARE(QString::fromUtf8(PDFError::failed(QStringLiteral("Ünïcode.")).what()),
-                 QStringLiteral("Ünïcode."));
+        QCOMPARE(errorOf([] { throw PDFError::cancelled(); }), u"cancelled"_s);
+        QVERIFY(!PDFError::failed(u"Cancelled."_s).isCancelled());
+        QCOMPARE(QString::fromUtf8(PDFError::failed(u"Ünïcode."_s).what()), u"Ünïcode."_s);
     }
 };
 

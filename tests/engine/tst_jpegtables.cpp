@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace Fixtures;
 
 class TestJpegTables : public QObject {
@@ -26,7 +27,7 @@ private Q_SLOTS:
         const auto after = tighterJpeg(before);
         QVERIFY(after);
         QVERIFY2(after->size() < before.size(),
-                 qPrintable(QStringLiteral("%1 → %2").arg(before.size()).arg(after->size())));
+                 qPrintable(u"%1 → %2"_s.arg(before.size()).arg(after->size())));
         const QImage was = QImage::fromData(before, "JPEG");
         const QImage is = QImage::fromData(*after, "JPEG");
         QVERIFY(!is.isNull());

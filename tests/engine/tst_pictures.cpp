@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace Fixtures;
 
 class TestPictures : public QObject {
@@ -53,6 +54,8 @@ private Q_SLOTS:
         QTest::newRow("2 mirrored") << "JPEG" << 2 << 3200 << QSize(400, 200) << QPoint(350, 50);
         QTest::newRow("png bounded") << "PNG" << 1 << 200 << QSize(200, 100) << QPoint(25, 25);
         QTest::newRow("jpeg bounded") << "JPEG" << 1 << 200 << QSize(200, 100) << QPoint(25, 25);
+        QTest::newRow("photo.HEIC") << "HEIC" << 1 << 3200 << QSize(400, 200) << QPoint(50, 50);
+        QTest::newRow("bounded.HEIC") << "HEIC" << 1 << 200 << QSize(200, 100) << QPoint(25, 25);
         QTest::newRow("turned, then bounded")
             << "JPEG" << 6 << 200 << QSize(100, 200) << QPoint(75, 25);
     }
@@ -63,28 +66,18 @@ private Q_SLOTS:
         QFETCH(int, bound);
         QFETCH(QSize, size);
         QFETCH(QPoint, redAt);
-        const QByteArray bytes = format == QLatin1String("PNG")
-                                     ? encode(marker(400, 200), "PNG")
+        const QByteArray bytes = format == QLatin1String("PNG") ? encode(marker(400, 200), "PNG")
+                                 : format == QLatin1String("HEIC")
+                                     ? heic(marker(400, 200))
                                      : jpegWithOrientation(marker(400, 200), orientation);
+        if (bytes.isEmpty())
+            QSKIP("libheif has no HEVC encoder here");
         const QString path = writeFile(m_dir.filePath(QTest::currentDataTag()), bytes);
         const auto image = PDFOps::loadImage(path, bound);
         QVERIFY(image);
         QCOMPARE(image->size(), size); // never enlarged
         QVERIFY(isRed(image->pixel(redAt)));
-    }
-
-    void readsHeic()
-    {
-        const QByteArray bytes = heic(marker(320, 240));
-        if (bytes.isEmpty())
-            QSKIP("libheif has no HEVC encoder here");
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("photo.HEIC")), bytes);
-        const auto image = PDFOps::loadImage(path, 3200);
-        QVERIFY(image);
-        QCOMPARE(image->size(), QSize(320, 240));
-        QVERIFY(isRed(image->pixel(40, 40)));
-        QVERIFY(!isRed(image->pixel(280, 200)));
-        QCOMPARE(PDFOps::loadImage(path, 160)->size(), QSize(160, 120));
+        QVERIFY(!isRed(image->pixel(size.width() - 1 - redAt.x(), size.height() - 1 - redAt.y())));
     }
 
     void refusesWhatIsNoPicture_data()
@@ -113,11 +106,10 @@ private Q_SLOTS:
         clear.fill(Qt::transparent);
         clear.setPixelColor(10, 10, Qt::black);
         for (const QImage &picture : {clear, marker(100, 50)}) {
-            const QString path =
-                writeFile(m_dir.filePath(QStringLiteral("alpha.png")), encode(picture, "PNG"));
+            const QString path = writeFile(m_dir.filePath(u"alpha.png"_s), encode(picture, "PNG"));
             const auto images = imagesOf(PDFOps::page(*PDFOps::loadImage(path, 3200))->toBytes());
             QCOMPARE(images.size(), 1);
-            QCOMPARE(images[0].filter, QStringLiteral("/DCTDecode"));
+            QCOMPARE(images[0].filter, u"/DCTDecode"_s);
             QCOMPARE(images[0].maskWidth, picture.hasAlphaChannel() ? 100 : 0);
         }
     }

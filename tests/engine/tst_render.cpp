@@ -13,13 +13,14 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace Fixtures;
 
 namespace {
 
 std::unique_ptr<DrawingDocument> drawingOf(const DocSpec &layout)
 {
-    const auto doc = PDFDocument::fromBytes(makePDF(layout), QStringLiteral("fixture.pdf"));
+    const auto doc = PDFDocument::fromBytes(makePDF(layout), u"fixture.pdf"_s);
     if (!doc)
         return nullptr;
     const auto source = DrawingDocument::sourceFor(*doc);
@@ -29,7 +30,7 @@ std::unique_ptr<DrawingDocument> drawingOf(const DocSpec &layout)
 DocSpec onePage(QSizeF size, int rotate = 0, std::optional<QRectF> crop = std::nullopt)
 {
     DocSpec layout;
-    layout.pages = {{QStringLiteral("Hello"), size, rotate, crop}};
+    layout.pages = {{u"Hello"_s, size, rotate, crop}};
     return layout;
 }
 
@@ -64,6 +65,8 @@ class TestRender : public QObject {
     QTemporaryDir m_dir;
 
 private Q_SLOTS:
+    // The page as shown: turned by /Rotate (any multiple of 90), cut to the
+    // crop box within the media box. Both readers agree on its size.
     void pixelSizes_data()
     {
         QTest::addColumn<QSizeF>("size");
@@ -71,22 +74,24 @@ private Q_SLOTS:
         QTest::addColumn<QRectF>("crop"); // empty: none
         QTest::addColumn<double>("dpi");
         QTest::addColumn<QSize>("pixels");
-        QTest::newRow("letter at 144 dpi")
-            << QSizeF(612, 792) << 0 << QRectF() << 144.0 << QSize(1224, 1584);
-        QTest::newRow("fractions at 72 dpi")
-            << QSizeF(100.4, 50.5) << 0 << QRectF() << 72.0 << QSize(100, 51);
-        QTest::newRow("rotated 90 is landscape")
-            << QSizeF(612, 792) << 90 << QRectF() << 72.0 << QSize(792, 612);
-        QTest::newRow("rotated 270")
-            << QSizeF(595, 842) << 270 << QRectF() << 36.0 << QSize(421, 298);
-        QTest::newRow("rotated 180 stays")
-            << QSizeF(595, 842) << 180 << QRectF() << 72.0 << QSize(595, 842);
+        QTest::addColumn<int>("rotation");
+        const auto row = [](const char *name, QSizeF size, int rotate, QRectF crop, double dpi,
+                            QSize pixels, int rotation) {
+            QTest::newRow(name) << size << rotate << crop << dpi << pixels << rotation;
+        };
+        const QSizeF letter(612, 792), a4(595, 842);
         const QRectF crop(100, 200, 300, 150);
-        QTest::newRow("crop box") << QSizeF(612, 792) << 0 << crop << 72.0 << QSize(300, 150);
-        QTest::newRow("crop box rotated")
-            << QSizeF(612, 792) << 90 << crop << 144.0 << QSize(300, 600);
-        QTest::newRow("tiny page is one pixel")
-            << QSizeF(0.2, 0.2) << 0 << QRectF() << 72.0 << QSize(1, 1);
+        row("letter at 144 dpi", letter, 0, {}, 144, {1224, 1584}, 0);
+        row("fractions at 72 dpi", {100.4, 50.5}, 0, {}, 72, {100, 51}, 0);
+        row("rotated 90 is landscape", letter, 90, {}, 72, {792, 612}, 90);
+        row("rotated 270", a4, 270, {}, 36, {421, 298}, 270);
+        row("negative turn", letter, -90, {}, 72, {792, 612}, 270);
+        row("rotated 180 stays", a4, 180, {}, 72, {595, 842}, 180);
+        row("full turns", a4, 540, {}, 72, {595, 842}, 180);
+        row("crop box", letter, 0, crop, 72, {300, 150}, 0);
+        row("crop box rotated", letter, 90, crop, 144, {300, 600}, 90);
+        row("crop box larger than media", {300, 300}, 0, {-50, -50, 500, 500}, 72, {300, 300}, 0);
+        row("tiny page is one pixel", {0.2, 0.2}, 0, {}, 72, {1, 1}, 0);
     }
     void pixelSizes()
     {
@@ -95,8 +100,9 @@ private Q_SLOTS:
         QFETCH(QRectF, crop);
         QFETCH(double, dpi);
         QFETCH(QSize, pixels);
-        const auto drawing =
-            drawingOf(onePage(size, rotate, crop.isEmpty() ? std::nullopt : std::optional(crop)));
+        const DocSpec layout =
+            onePage(size, rotate, crop.isEmpty() ? std::nullopt : std::optional(crop));
+        const auto drawing = drawingOf(layout);
         QVERIFY(drawing);
         const auto image = PDFOps::render(*drawing, 0, dpi);
         QVERIFY(image);
@@ -104,6 +110,10 @@ private Q_SLOTS:
         QCOMPARE(PDFOps::pixelSize(*drawing->uprightSize(0), dpi), pixels);
         QCOMPARE(image->format(), QImage::Format_RGB32);
         QVERIFY(image->colorSpace() == QColorSpace(QColorSpace::SRgb));
+        const auto page = PDFDocument::fromBytes(makePDF(layout), u"g.pdf"_s)->page(0);
+        QVERIFY(page);
+        QTEST(page->rotation, "rotation");
+        QCOMPARE(page->uprightSize(), *drawing->uprightSize(0));
     }
 
     // The paper is opaque white where nothing is drawn, and the page's own
@@ -138,6 +148,8 @@ private Q_SLOTS:
     {
         const auto drawing = drawingOf(onePage({612, 792}));
         QVERIFY(drawing);
+        const auto doc = PDFDocument::fromBytes(makePDF(onePage({612, 792})), u"one.pdf"_s);
+        QVERIFY(!doc->page(1) && !doc->page(-1));
         QVERIFY(!PDFOps::render(*drawing, 1, 72));
         QVERIFY(!PDFOps::render(*drawing, -1, 72));
         QVERIFY(!PDFOps::render(*drawing, 0, 0));
@@ -148,20 +160,20 @@ private Q_SLOTS:
     {
         WriteOptions locked;
         locked.encrypt = true;
-        locked.userPassword = QStringLiteral("tea");
-        locked.ownerPassword = QStringLiteral("boss");
-        const QString path = writeFile(m_dir.filePath(QStringLiteral("locked.pdf")),
-                                       makePDF(numberedPages(2), locked));
+        locked.userPassword = u"tea"_s;
+        locked.ownerPassword = u"boss"_s;
+        const QString path =
+            writeFile(m_dir.filePath(u"locked.pdf"_s), makePDF(numberedPages(2), locked));
         const auto doc = PDFDocument::open(path);
         QVERIFY(doc && doc->isLocked());
         QVERIFY(!DrawingDocument::sourceFor(*doc));
-        QVERIFY(doc->unlock(QStringLiteral("tea")));
+        QVERIFY(doc->unlock(u"tea"_s));
         const auto source = DrawingDocument::sourceFor(*doc);
         QVERIFY(source);
         const auto drawing = DrawingDocument::open(*source);
         QVERIFY(drawing);
         QCOMPARE(drawing->pageCount(), 2);
-        QCOMPARE(drawing->text(1), QStringLiteral("Page 2"));
+        QCOMPARE(drawing->text(1), u"Page 2"_s);
     }
 
     void writesFormatResolutionAndQuality()
@@ -188,7 +200,7 @@ private Q_SLOTS:
             // Quality means nothing to PNG.
             QVERIFY2(format == PDFOps::ImageFormat::Png ? sizes[0] == sizes[1]
                                                         : sizes[0] < sizes[1],
-                     qPrintable(QStringLiteral("%1 %2").arg(sizes[0]).arg(sizes[1])));
+                     qPrintable(u"%1 %2"_s.arg(sizes[0]).arg(sizes[1])));
         }
     }
 
@@ -200,7 +212,7 @@ private Q_SLOTS:
         QTest::newRow("missing folder")
             << "/nonexistent-folder/a.png" << false << "Couldn't create a.png.";
         QTest::newRow("nothing to encode")
-            << m_dir.filePath(QStringLiteral("b.png")) << true << "Couldn't write b.png.";
+            << m_dir.filePath(u"b.png"_s) << true << "Couldn't write b.png.";
     }
     void writeFailuresNameTheFile()
     {
@@ -223,30 +235,26 @@ private Q_SLOTS:
     {
         QTest::addColumn<QList<PDFOps::TextWord>>("words");
         QTest::addColumn<QString>("text");
-        QTest::newRow("one line") << lines({{100, 72, {"Hello", "world"}}})
-                                  << QStringLiteral("Hello world");
-        QTest::newRow("lines") << lines({{100, 72, {"one"}}, {114, 72, {"two"}}})
-                               << QStringLiteral("one\ntwo");
+        QTest::newRow("one line") << lines({{100, 72, {"Hello", "world"}}}) << u"Hello world"_s;
+        QTest::newRow("lines") << lines({{100, 72, {"one"}}, {114, 72, {"two"}}}) << u"one\ntwo"_s;
         QTest::newRow("blocks") << lines({{100, 72, {"one"}}, {140, 72, {"two"}}})
-                                << QStringLiteral("one\n\ntwo");
-        QTest::newRow("next column") << lines({{300, 72, {"left"}}, {100, 300, {"right"}}})
-                                     << QStringLiteral("left\n\nright");
-        QTest::newRow("hyphenated") << lines({{100, 72, {"Docu-"}}, {114, 72, {"mentation"}}})
-                                    << QStringLiteral("Documentation");
+                                << u"one\n\ntwo"_s;
+        QTest::newRow("next column")
+            << lines({{300, 72, {"left"}}, {100, 300, {"right"}}}) << u"left\n\nright"_s;
+        QTest::newRow("hyphenated")
+            << lines({{100, 72, {"Docu-"}}, {114, 72, {"mentation"}}}) << u"Documentation"_s;
         QTest::newRow("soft hyphen")
-            << lines({{100, 72, {QStringLiteral("soft\u00AD")}}, {114, 72, {"ware"}}})
-            << QStringLiteral("software");
+            << lines({{100, 72, {u"soft\u00AD"_s}}, {114, 72, {"ware"}}}) << u"software"_s;
         QTest::newRow("names keep the hyphen")
-            << lines({{100, 72, {"Jean-"}}, {114, 72, {"Paul"}}}) << QStringLiteral("Jean-\nPaul");
-        QTest::newRow("a dash alone")
-            << lines({{100, 72, {"-"}}, {114, 72, {"b"}}}) << QStringLiteral("-\nb");
+            << lines({{100, 72, {"Jean-"}}, {114, 72, {"Paul"}}}) << u"Jean-\nPaul"_s;
+        QTest::newRow("a dash alone") << lines({{100, 72, {"-"}}, {114, 72, {"b"}}}) << u"-\nb"_s;
         // Drawn left to right as seen: "مرحبا بالعالم" reads right to left.
         QTest::newRow("right to left")
-            << lines({{100, 72, {"ملاعلاب", "ابحرم"}}}) << QStringLiteral("مرحبا بالعالم");
+            << lines({{100, 72, {"ملاعلاب", "ابحرم"}}}) << u"مرحبا بالعالم"_s;
         QTest::newRow("numbers keep their digits")
-            << lines({{100, 72, {"ماع", "2024", "ةنس"}}}) << QStringLiteral("سنة 2024 عام");
-        QTest::newRow("left to right around") << lines({{100, 72, {"Hello", "ابحرم", "world"}}})
-                                              << QStringLiteral("Hello مرحبا world");
+            << lines({{100, 72, {"ماع", "2024", "ةنس"}}}) << u"سنة 2024 عام"_s;
+        QTest::newRow("left to right around")
+            << lines({{100, 72, {"Hello", "ابحرم", "world"}}}) << u"Hello مرحبا world"_s;
         QTest::newRow("nothing") << QList<PDFOps::TextWord>{} << QString();
     }
     void assemblesText()
@@ -260,11 +268,11 @@ private Q_SLOTS:
     // drawing library, gives the same bitmap size and nearly the same pixels.
     void matchesPdftoppm()
     {
-        const QString pdftoppm = QStandardPaths::findExecutable(QStringLiteral("pdftoppm"));
+        const QString pdftoppm = QStandardPaths::findExecutable(u"pdftoppm"_s);
         if (pdftoppm.isEmpty() || corpusDir().isEmpty())
             QSKIP("needs pdftoppm and QUIREBOOK_CORPUS");
-        for (const QString &name : {QStringLiteral("paper-tracemonkey-14pages.pdf"),
-                                    QStringLiteral("rotated-hello-world-5pages.pdf")}) {
+        for (const QString &name :
+             {u"paper-tracemonkey-14pages.pdf"_s, u"rotated-hello-world-5pages.pdf"_s}) {
             const QString path = corpusDir() + u'/' + name;
             const auto doc = PDFDocument::open(path);
             QVERIFY(doc);
@@ -272,21 +280,19 @@ private Q_SLOTS:
             QVERIFY(drawing);
             const auto ours = drawing->render(0, 150);
             QVERIFY(ours);
-            const QString prefix = m_dir.filePath(QStringLiteral("peer-") + name);
-            const auto peer = runProgram(
-                pdftoppm, {QStringLiteral("-r"), QStringLiteral("150"), QStringLiteral("-png"),
-                           QStringLiteral("-singlefile"), QStringLiteral("-f"), QStringLiteral("1"),
-                           QStringLiteral("-l"), QStringLiteral("1"), path, prefix});
+            const QString prefix = m_dir.filePath(u"peer-"_s + name);
+            const auto peer =
+                runProgram(pdftoppm, {u"-r"_s, u"150"_s, u"-png"_s, u"-singlefile"_s, u"-f"_s,
+                                      u"1"_s, u"-l"_s, u"1"_s, path, prefix});
             QCOMPARE(peer.exitCode, 0);
-            const QImage theirs =
-                QImage(prefix + QStringLiteral(".png")).convertToFormat(QImage::Format_RGB32);
+            const QImage theirs = QImage(prefix + u".png"_s).convertToFormat(QImage::Format_RGB32);
             QCOMPARE(ours->size(), theirs.size());
             qint64 difference = 0;
             for (int y = 0; y < theirs.height(); ++y)
                 for (int x = 0; x < theirs.width(); ++x)
                     difference += qAbs(qGray(ours->pixel(x, y)) - qGray(theirs.pixel(x, y)));
             const double mean = double(difference) / (qint64(theirs.width()) * theirs.height());
-            QVERIFY2(mean < 2.0, qPrintable(QStringLiteral("%1: %2").arg(name).arg(mean)));
+            QVERIFY2(mean < 2.0, qPrintable(u"%1: %2"_s.arg(name).arg(mean)));
         }
     }
 };
