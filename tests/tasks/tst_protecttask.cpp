@@ -19,12 +19,6 @@ namespace {
 const Progress kNoProgress = [](int, int) {};
 const IsCancelled kNotCancelled = [] { return false; };
 
-// Runs a job to its end on this thread's event loop.
-bool finish(Job &job)
-{
-    return QTest::qWaitFor([&] { return !job.isRunning(); }, 60000);
-}
-
 Protect::Request removing()
 {
     Protect::Request request;
@@ -41,14 +35,21 @@ Protect::Request adding(const QString &password, bool printing = true, bool copy
     return request;
 }
 
-// Starts the request's job on `file` as the window does: its copy beside the source.
-void start(Job &job, const PDFFile &file, const Protect::Request &request)
+// Opens a file through the window's intake, answering password questions.
+PDFFile intake(const QString &path, QList<std::optional<QString>> answers = {})
+{
+    ScriptedDialogs dialogs(std::move(answers));
+    Workspace workspace;
+    workspace.setDialogs(&dialogs);
+    workspace.add({path});
+    return workspace.files().value(0);
+}
+
+// Runs the request on `file` as the window does: its copy beside the source.
+Outcome run(const PDFFile &file, const Protect::Request &request)
 {
     const QString to = *Output::pdfURL(file, Protect::suffix(request.mode), nullptr);
-    job.run(Protect::jobTitle(request.mode),
-            [file, request, to](const Progress &p, const IsCancelled &c) {
-                return Protect::run(file, request, to, p, c);
-            });
+    return Protect::run(file, request, to, kNoProgress, kNotCancelled);
 }
 
 } // namespace
@@ -57,27 +58,14 @@ class TestProtectTask : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
 
-    // Opens a file through the window's intake, answering password questions.
-    std::optional<PDFFile> intake(const QString &path, QList<std::optional<QString>> answers = {})
-    {
-        ScriptedDialogs dialogs(std::move(answers));
-        Workspace workspace;
-        workspace.setDialogs(&dialogs);
-        workspace.add({path});
-        if (workspace.files().isEmpty())
-            return std::nullopt;
-        return workspace.files().last();
-    }
-
-    // `name` in a folder of its own: three pages, an outline entry, a form
-    // and an attachment, opening with "tenant" (owner "landlord").
+    // `name` in a folder of its own: three pages, a form and an attachment,
+    // opening with "tenant" (owner "landlord").
     QString lease(const QString &folder, const QString &name, bool allowCopying = true)
     {
         QDir(m_dir.path()).mkpath(folder);
-        DocSpec layout = numberedPages(3, QStringLiteral("Lease page"));
-        layout.outline = {{QStringLiteral("Terms"), 1, {}}};
-        return writeFile(m_dir.filePath(folder + u'/' + name),
-                         withFormAndAttachment(makePDF(layout), tenantLock(allowCopying)));
+        return writeFile(
+            m_dir.filePath(folder + u'/' + name),
+            withFormAndAttachment(makePDF(numberedPages(3)), tenantLock(allowCopying)));
     }
 
 private Q_SLOTS:
@@ -114,10 +102,9 @@ private Q_SLOTS:
         QCOMPARE(request.validate(), std::nullopt);
     }
 
-    // The screen's road both ways: the password comes off a lease, then a
-    // new one goes on that copy with the choices made. Destination, job,
-    // cleared fields, outcome, files.
-    void throughTheJob_data()
+    // Both ways: the password comes off a lease, then a new one goes on
+    // that copy with the choices made. Outcome, files, sources untouched.
+    void bothWays_data()
     {
         QTest::addColumn<bool>("printing");
         QTest::addColumn<bool>("copying");
@@ -125,95 +112,77 @@ private Q_SLOTS:
         QTest::newRow("both off") << false << false;
         QTest::newRow("printing only") << true << false;
     }
-    void throughTheJob()
+    void bothWays()
     {
         QFETCH(bool, printing);
         QFETCH(bool, copying);
-        const QString folder = QString::fromLatin1(QTest::currentDataTag());
-        const QString source = lease(folder, QStringLiteral("Lease.pdf"));
+        const QString folder = m_dir.filePath(QString::fromLatin1(QTest::currentDataTag()));
+        const QString source = lease(QTest::currentDataTag(), QStringLiteral("Lease.pdf"));
         const QByteArray before = readFile(source);
-        Job job;
-        start(job, *intake(source, {QStringLiteral("tenant")}), removing());
-        QCOMPARE(std::get<Job::Running>(job.state()).label, QStringLiteral("Removing password"));
-        QVERIFY(finish(job));
-        const QString plain = m_dir.filePath(folder + QStringLiteral("/Lease unlocked.pdf"));
-        QCOMPARE(job.state(),
-                 Job::State(Job::Done{{QStringLiteral("Saved “Lease unlocked.pdf”"),
-                                       QStringLiteral("This copy opens without a password."),
-                                       {plain}}}));
+        const QString plain = folder + QStringLiteral("/Lease unlocked.pdf");
+        QCOMPARE(run(intake(source, {QStringLiteral("tenant")}), removing()),
+                 (Outcome{QStringLiteral("Saved “Lease unlocked.pdf”"),
+                          QStringLiteral("This copy opens without a password."),
+                          {plain}}));
         const PopplerView view = poppler(plain);
         QVERIFY(view.opened && !view.encrypted);
         QCOMPARE(view.texts, poppler(source, QStringLiteral("tenant")).texts);
-        QCOMPARE(view.outline, QStringList{QStringLiteral("Terms")});
         QCOMPARE(view.textFields.value(QStringLiteral("name")), QStringLiteral("Ana Lima"));
         QCOMPARE(view.attachments.value(QStringLiteral("notes.txt")), attachmentBytes());
 
         const QByteArray unlocked = readFile(plain);
-        start(job, *intake(plain), adding(QStringLiteral("čokoláda"), printing, copying));
-        QCOMPARE(std::get<Job::Running>(job.state()).label, QStringLiteral("Protecting"));
-        QVERIFY(finish(job));
-        const QString locked =
-            m_dir.filePath(folder + QStringLiteral("/Lease unlocked protected.pdf"));
-        QCOMPARE(job.state(),
-                 Job::State(Job::Done{{QStringLiteral("Saved “Lease unlocked protected.pdf”"),
-                                       QStringLiteral("It now asks for the password when opened."),
-                                       {locked}}}));
+        const QString locked = folder + QStringLiteral("/Lease unlocked protected.pdf");
+        QCOMPARE(run(intake(plain), adding(QStringLiteral("čokoláda"), printing, copying)),
+                 (Outcome{QStringLiteral("Saved “Lease unlocked protected.pdf”"),
+                          QStringLiteral("It now asks for the password when opened."),
+                          {locked}}));
         QVERIFY(poppler(locked).locked);
         QCOMPARE(poppler(locked, QStringLiteral("čokoláda")).pages, 3);
-        // One password for both: whoever has it has every right, yet the
-        // file says what its maker chose.
         QCOMPARE(
             qpdfEncryption(locked, QStringLiteral("čokoláda")).value(QStringLiteral("P")).toInt(),
             PDFOps::standardPermissionBits(PDFOps::protectPermissions(printing, copying)));
         QCOMPARE(readFile(source), before);
         QCOMPARE(readFile(plain), unlocked);
-        QVERIFY(leftoverTemporaries(m_dir.filePath(folder)).isEmpty());
+        QVERIFY(leftoverTemporaries(folder).isEmpty());
     }
 
-    // Refusals reach the job as the messages the person reads.
+    // Refusals reach the person as the program's messages; nothing is left.
     void failures_data()
     {
-        QTest::addColumn<QString>("situation");
+        QTest::addColumn<bool>("adding");
+        QTest::addColumn<bool>("gone"); // else the destination folder is missing
         QTest::addColumn<QString>("message");
         const QString gone = QStringLiteral("“Gone.pdf” couldn't be read as a PDF.");
-        QTest::newRow("protect: source gone") << QStringLiteral("protect gone") << gone;
-        QTest::newRow("remove: source gone") << QStringLiteral("remove gone") << gone;
-        QTest::newRow("remove: can't write") << QStringLiteral("remove unwritable")
-                                             << QStringLiteral("Couldn't write the new file.");
+        QTest::newRow("protect: source gone") << true << true << gone;
+        QTest::newRow("remove: source gone") << false << true << gone;
+        QTest::newRow("remove: can't write")
+            << false << false << QStringLiteral("Couldn't write the new file.");
     }
     void failures()
     {
-        QFETCH(QString, situation);
-        QFETCH(QString, message);
-        const QString folder = QString::fromLatin1(QTest::currentDataTag());
-        const QString dir = m_dir.filePath(folder);
-        const QString source = lease(folder, QStringLiteral("Gone.pdf"));
-        const auto file = intake(source, {QStringLiteral("tenant")});
-        QVERIFY(file);
-        if (situation.endsWith(QLatin1String("gone")))
+        QFETCH(bool, adding);
+        QFETCH(bool, gone);
+        const QString dir = m_dir.filePath(QString::fromLatin1(QTest::currentDataTag()));
+        const QString source = lease(QTest::currentDataTag(), QStringLiteral("Gone.pdf"));
+        const PDFFile file = intake(source, {QStringLiteral("tenant")});
+        QVERIFY(file.doc);
+        if (gone)
             QFile::remove(source);
-        const QString to = dir + (situation.endsWith(QLatin1String("unwritable"))
-                                      ? QStringLiteral("/no such folder/result.pdf")
-                                      : QStringLiteral("/result.pdf"));
-        Job job;
-        if (situation.startsWith(QLatin1String("protect")))
-            job.run(Protect::jobTitle(Protect::Mode::Add),
-                    [&](const Progress &p, const IsCancelled &c) {
-                        return Protect::run(*file, adding(QStringLiteral("pw")), to, p, c);
-                    });
-        else
-            job.run(Protect::jobTitle(Protect::Mode::Remove),
-                    [&](const Progress &p, const IsCancelled &c) {
-                        return Protect::run(*file, removing(), to, p, c);
-                    });
-        QVERIFY(finish(job));
-        QCOMPARE(job.state(), Job::State(Job::Failed{message}));
+        const QString to = dir + (gone ? QStringLiteral("/result.pdf")
+                                       : QStringLiteral("/no such folder/result.pdf"));
+        try {
+            Protect::run(file, adding ? ::adding(QStringLiteral("pw")) : removing(), to,
+                         kNoProgress, kNotCancelled);
+            QFAIL("no error");
+        } catch (const PDFError &e) {
+            QTEST(e.description(), "message");
+        }
         QVERIFY(!QFile::exists(to));
         QVERIFY(leftoverTemporaries(dir).isEmpty());
     }
 
     // A restricted file gives up its password once its owner's is given:
-    // the job reopens the file with both.
+    // the work reopens the file with both.
     void ownerPasswordLiftsTheRefusal()
     {
         const QString source = lease(QStringLiteral("owner"), QStringLiteral("Deed.pdf"), false);
@@ -221,9 +190,7 @@ private Q_SLOTS:
         Workspace workspace;
         workspace.setDialogs(&dialogs);
         workspace.add({source});
-        QVERIFY(workspace.files().last().restricted());
         workspace.unlockOwner(workspace.files().last().id);
-        QVERIFY(!workspace.files().last().restricted());
         const QString to = m_dir.filePath(QStringLiteral("owner/Deed unlocked.pdf"));
         Protect::run(workspace.files().last(), removing(), to, kNoProgress, kNotCancelled);
         const PopplerView view = poppler(to);
