@@ -2,17 +2,12 @@
 #include "PictureFixtures.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
-#include <QImageReader>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <csignal>
 
 using namespace Fixtures;
 
@@ -21,12 +16,6 @@ namespace {
 QStringList visible(const QString &folder)
 {
     return QDir(folder).entryList(QDir::Files, QDir::Name);
-}
-
-QStringList everything(const QString &folder)
-{
-    return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
-                                  QDir::Name);
 }
 
 QString textOf(const QString &path)
@@ -44,6 +33,9 @@ bool isOneLineMessage(const QString &err)
 
 } // namespace
 
+// pictures and text: their options reach the request, results land where
+// they should. What the work writes is tst_convert's; Ctrl-C, kills and a
+// full disk are tst_safewrites'; usage errors are in tst_info's table.
 class TestConvertCli : public QObject {
     Q_OBJECT
 
@@ -62,13 +54,10 @@ private Q_SLOTS:
         QVERIFY(result.err.isEmpty()); // no bar when stderr isn't a terminal
         QCOMPARE(visible(folder),
                  (QStringList{"Report page 02.jpg", "Report page 03.jpg", "Report page 12.jpg"}));
-        QImageReader reader(QDir(folder).filePath(QStringLiteral("Report page 12.jpg")));
-        QCOMPARE(reader.format(), QByteArray("jpeg"));
-        const QImage image = reader.read();
-        QCOMPARE(image.size(), QSize(612, 792));
-        QVERIFY(qAbs(image.dotsPerMeterX() * 0.0254 - 72) < 0.5);
+        QCOMPARE(QImage(QDir(folder).filePath(QStringLiteral("Report page 12.jpg"))).size(),
+                 QSize(612, 792));
 
-        // Defaults: every page, PNG at 150 dpi, into a new numbered folder.
+        // Defaults: every page, PNG at 150 dpi.
         const auto again = runCli({QStringLiteral("pictures"), path});
         QCOMPARE(again.exitCode, 0);
         const QString second = dir.filePath(QStringLiteral("Report pictures 2"));
@@ -76,60 +65,23 @@ private Q_SLOTS:
         QCOMPARE(visible(second).size(), 12);
         QCOMPARE(QImage(QDir(second).filePath(QStringLiteral("Report page 01.png"))).size(),
                  QSize(1275, 1650));
-        QVERIFY(temporaryFiles(second).isEmpty());
     }
 
-    void wrongUsage_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("format") << QStringList{"pictures", "--format", "gif"}
-                                << "quirebook-cli: “gif” isn't a picture format. Use png or jpeg.";
-        QTest::newRow("dpi") << QStringList{"pictures", "--dpi", "0"}
-                             << "quirebook-cli: The resolution must be a number from 1 to 2400.";
-        QTest::newRow("quality")
-            << QStringList{"pictures", "--quality", "101"}
-            << "quirebook-cli: The quality must be a whole number from 0 to 100.";
-        QTest::newRow("pages") << QStringList{"pictures", "--pages", "9"}
-                               << "quirebook-cli: Page 9 doesn't exist; this PDF has 3 pages.";
-        QTest::newRow("no file")
-            << QStringList{"text"}
-            << "quirebook-cli: Name one file. Try “quirebook-cli text --help”.";
-        QTest::newRow("unknown option")
-            << QStringList{"text", "--colour"} << "quirebook-cli: Unknown option 'colour'.";
-    }
-    void wrongUsage()
-    {
-        QFETCH(QStringList, arguments);
-        QTemporaryDir dir;
-        const QString path = writeFile(dir.filePath(QStringLiteral("a.pdf")), textPDF(3));
-        if (!arguments.contains(QStringLiteral("--colour")) && arguments.size() > 1)
-            arguments << path;
-        const auto result = runCli(arguments);
-        QCOMPARE(result.exitCode, 2);
-        QTEST(result.err.split(u'\n').first(), "message");
-        QVERIFY(result.out.isEmpty());
-        QCOMPARE(everything(dir.path()), QStringList{QStringLiteral("a.pdf")});
-    }
-
+    // Beside the source; -o names the file, one that exists is never
+    // overwritten; a place that can't be written is status 1.
     void text()
     {
         QTemporaryDir dir;
         WriteOptions locked;
         locked.encrypt = true;
-        locked.userPassword = QStringLiteral("čaj");
-        locked.ownerPassword = QStringLiteral("boss");
+        locked.userPassword = locked.ownerPassword = QStringLiteral("čaj");
         const QString path = writeFile(dir.filePath(QStringLiteral("Notes.pdf")),
                                        makePDF(numberedPages(2, QStringLiteral("Line")), locked));
         const QString password = QStringLiteral("--password=čaj");
-
         const auto first = runCli({QStringLiteral("text"), password, path});
         QCOMPARE(first.exitCode, 0);
         QCOMPARE(first.out, dir.filePath(QStringLiteral("Notes.txt")) + u'\n');
-        QCOMPARE(textOf(dir.filePath(QStringLiteral("Notes.txt"))),
-                 QStringLiteral("Line 1\n\fLine 2"));
 
-        // -o names the file; one that exists is never overwritten.
         const QString keep = writeFile(dir.filePath(QStringLiteral("keep.txt")), "keep me");
         const auto named =
             runCli({QStringLiteral("text"), password, QStringLiteral("--output"), keep, path});
@@ -137,27 +89,11 @@ private Q_SLOTS:
         QCOMPARE(named.out, dir.filePath(QStringLiteral("keep 2.txt\n")));
         QCOMPARE(textOf(keep), QStringLiteral("keep me"));
 
-        const auto noPassword = runCli({QStringLiteral("text"), path});
-        QCOMPARE(noPassword.exitCode, 1);
-        QVERIFY(isOneLineMessage(noPassword.err));
-
         const auto nowhere = runCli({QStringLiteral("text"), password, QStringLiteral("-o"),
                                      dir.filePath(QStringLiteral("missing/x.txt")), path});
         QCOMPARE(nowhere.exitCode, 1);
-        QCOMPARE(nowhere.err.trimmed(), QStringLiteral("quirebook-cli: Couldn't save “x.txt”."));
-    }
-
-    void scanHasNoText()
-    {
-        QTemporaryDir dir;
-        const QString photo =
-            writeFile(dir.filePath(QStringLiteral("scan.png")), encode(marker(300, 400), "PNG"));
-        const auto result = runCli({QStringLiteral("text"), photo});
-        QCOMPARE(result.exitCode, 1);
-        QCOMPARE(result.err.trimmed(),
-                 QStringLiteral("quirebook-cli: There's no text in this PDF — it's probably "
-                                "a scan. Use Make Searchable first, then try again."));
-        QCOMPARE(everything(dir.path()), QStringList{QStringLiteral("scan.png")});
+        QCOMPARE(nowhere.out, QString());
+        QCOMPARE(nowhere.err, QStringLiteral("quirebook-cli: Couldn't save “x.txt”.\n"));
     }
 
     // A real manual: nearly every word pdftotext reads, counted with repeats.
@@ -188,35 +124,6 @@ private Q_SLOTS:
             }
         const double shared = double(common) / double(std::max(mine.size(), theirs.size()));
         QVERIFY2(shared > 0.995, qPrintable(QString::number(shared)));
-    }
-
-    // Ctrl-C half way: status 130, only whole pictures, no temporary file.
-    void interrupted()
-    {
-        QTemporaryDir dir;
-        const QString path = writeFile(dir.filePath(QStringLiteral("Long.pdf")), textPDF(200));
-        QProcess process;
-        process.start(
-            qEnvironmentVariable("QUIREBOOK_CLI"),
-            {QStringLiteral("pictures"), QStringLiteral("--dpi"), QStringLiteral("300"), path});
-        QVERIFY(process.waitForStarted());
-        const QString folder = dir.filePath(QStringLiteral("Long pictures"));
-        QElapsedTimer timer;
-        timer.start();
-        while (visible(folder).size() < 3 && timer.elapsed() < 60000 &&
-               process.state() == QProcess::Running)
-            QTest::qWait(5);
-        QVERIFY(process.state() == QProcess::Running);
-        ::kill(pid_t(process.processId()), SIGINT);
-        QVERIFY(process.waitForFinished(30000));
-        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 130);
-        QVERIFY(process.readAllStandardOutput().isEmpty());
-        const QStringList names = visible(folder);
-        QVERIFY(names.size() >= 3 && names.size() < 200);
-        QVERIFY2(temporaryFiles(folder).isEmpty(), qPrintable(temporaryFiles(folder).join(u',')));
-        for (const QString &name : names)
-            QVERIFY2(!QImageReader(QDir(folder).filePath(name)).read().isNull(), qPrintable(name));
     }
 
     // Every corpus file either converts or fails with a clear message; no

@@ -3,11 +3,8 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <csignal>
 
 using namespace Fixtures;
 using namespace ProtectChecks;
@@ -158,40 +155,6 @@ private Q_SLOTS:
         QVERIFY(poppler(out, QStringLiteral("tenant")).locked);
     }
 
-    // Results never overwrite: numbered next to the source, in an -o folder, or as an -o file.
-    void placesAndNumbers()
-    {
-        const QString source = report();
-        const QString dir = QFileInfo(source).absolutePath();
-        const QString elsewhere = m_dir.filePath(QStringLiteral("elsewhere"));
-        QDir().mkpath(elsewhere);
-        const QString named = writeFile(elsewhere + QStringLiteral("/given.pdf"), "taken");
-        const QList<QStringList> runs{
-            {}, {}, {QStringLiteral("-o"), elsewhere}, {QStringLiteral("--output"), named}};
-        QStringList printed;
-        for (const auto &options : runs) {
-            const auto result = runCli(QStringList{QStringLiteral("protect")} << options << source,
-                                       newPassword(QStringLiteral("pw")));
-            QCOMPARE(result.exitCode, 0);
-            printed << result.out.trimmed();
-        }
-        QCOMPARE(printed, (QStringList{dir + QStringLiteral("/Report protected.pdf"),
-                                       dir + QStringLiteral("/Report protected 2.pdf"),
-                                       elsewhere + QStringLiteral("/Report protected.pdf"),
-                                       elsewhere + QStringLiteral("/given 2.pdf")}));
-        QCOMPARE(readFile(named), QByteArray("taken"));
-        for (const QString &path : printed)
-            QCOMPARE(poppler(path, QStringLiteral("pw")).pages, 3);
-        QVERIFY(leftoverTemporaries(dir).isEmpty());
-
-        // Several sources need a folder.
-        const auto several =
-            runCli({QStringLiteral("unlock"), QStringLiteral("-o"), named, source, source});
-        QCOMPARE(several.exitCode, 2);
-        QVERIFY(several.err.startsWith(
-            line(QStringLiteral("With several files, -o must name an existing folder."))));
-    }
-
     // The source's passwords as the other verbs take them; a restricted
     // file needs its owner's.
     void unlock_data()
@@ -214,8 +177,7 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(QString, environment);
         QFETCH(bool, copyingAllowed);
-        const QString source = report(
-            makePDF(numberedPages(2, QStringLiteral("Lease page")), tenantLock(copyingAllowed)));
+        const QString source = report(makePDF(numberedPages(2), tenantLock(copyingAllowed)));
         const auto result =
             runCli(QStringList{QStringLiteral("unlock")} << options << source,
                    environment.isEmpty() ? QMap<QString, QString>() : openPassword(environment));
@@ -225,58 +187,37 @@ private Q_SLOTS:
         QCOMPARE(result.out, expected + u'\n');
         const PopplerView view = poppler(expected);
         QVERIFY(view.opened && !view.encrypted);
-        QCOMPARE(view.texts,
-                 (QStringList{QStringLiteral("Lease page 1"), QStringLiteral("Lease page 2")}));
     }
 
     void refusals_data()
     {
         QTest::addColumn<QString>("verb");
         QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("status");
         QTest::addColumn<QString>("message");
-        const QString unreadable = QStringLiteral("“Report.pdf” couldn't be read as a PDF.");
         const QString restricted = QStringLiteral(
             "This PDF has restrictions set by its owner (for example no copying or editing). "
             "Quirebook only changes such files when you enter the owner's password.");
         QTest::newRow("unlock, no password")
-            << QStringLiteral("unlock") << QStringLiteral("plain") << 1
+            << QStringLiteral("unlock") << QStringLiteral("plain")
             << QStringLiteral("“Report.pdf”: This file has no password.");
         QTest::newRow("protect, restricted")
-            << QStringLiteral("protect") << QStringLiteral("restricted") << 1 << restricted;
+            << QStringLiteral("protect") << QStringLiteral("restricted") << restricted;
         QTest::newRow("unlock, restricted")
-            << QStringLiteral("unlock") << QStringLiteral("restricted") << 1 << restricted;
+            << QStringLiteral("unlock") << QStringLiteral("restricted") << restricted;
         QTest::newRow("protect, picture")
-            << QStringLiteral("protect") << QStringLiteral("picture") << 1
+            << QStringLiteral("protect") << QStringLiteral("picture")
             << QStringLiteral("“Report.png” isn't a PDF. Only PDFs can be protected.");
-        QTest::newRow("protect, not a PDF")
-            << QStringLiteral("protect") << QStringLiteral("broken") << 1 << unreadable;
-        QTest::newRow("unlock, missing")
-            << QStringLiteral("unlock") << QStringLiteral("missing") << 1 << unreadable;
-        QTest::newRow("protect, no file")
-            << QStringLiteral("protect") << QString() << 2
-            << QStringLiteral("Name a PDF to protect. Try “quirebook-cli protect --help”.");
-        QTest::newRow("unlock, no file")
-            << QStringLiteral("unlock") << QString() << 2
-            << QStringLiteral("Name a PDF to unlock. Try “quirebook-cli unlock --help”.");
     }
     void refusals()
     {
         QFETCH(QString, verb);
         QFETCH(QString, kind);
-        QFETCH(int, status);
         QFETCH(QString, message);
         QStringList arguments{verb};
         if (kind == QLatin1String("plain")) {
             arguments << report();
         } else if (kind == QLatin1String("restricted")) {
             arguments << report(makePDF(numberedPages(2), tenantLock(false)));
-        } else if (kind == QLatin1String("broken")) {
-            arguments << report("%PDF-1.7 nothing else");
-        } else if (kind == QLatin1String("missing")) {
-            const QString gone = report();
-            QFile::remove(gone);
-            arguments << gone;
         } else if (kind == QLatin1String("picture")) {
             const QString dir = QFileInfo(report()).absolutePath();
             arguments << writeFile(dir + QStringLiteral("/Report.png"),
@@ -285,33 +226,9 @@ private Q_SLOTS:
         auto env = openPassword(QStringLiteral("tenant"));
         env.insert(newPassword(QStringLiteral("pw")));
         const auto result = runCli(arguments, env);
-        QCOMPARE(result.exitCode, status);
+        QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, line(message));
         QVERIFY(result.out.isEmpty());
-    }
-
-    void help_data()
-    {
-        QTest::addColumn<QString>("verb");
-        QTest::addColumn<QString>("mentions");
-        QTest::newRow("protect") << QStringLiteral("protect")
-                                 << QStringLiteral(
-                                        "--new-password-file QUIREBOOK_NEW_PASSWORD "
-                                        "--owner-password-file --new-owner-password-file "
-                                        "--no-printing --no-copying protected.pdf");
-        QTest::newRow("unlock") << QStringLiteral("unlock")
-                                << QStringLiteral(
-                                       "--password-file QUIREBOOK_PASSWORD unlocked.pdf");
-    }
-    void help()
-    {
-        QFETCH(QString, verb);
-        QFETCH(QString, mentions);
-        const auto result = runCli({verb, QStringLiteral("--help")});
-        QCOMPARE(result.exitCode, 0);
-        for (const QString &mention : mentions.split(u' '))
-            QVERIFY2(result.out.contains(mention), qPrintable(mention));
-        QVERIFY(runCli({QStringLiteral("--help")}).out.contains(verb));
     }
 
     // Both verbs end to end: forms and attachments of real files survive
@@ -321,15 +238,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::newRow("form") << QStringLiteral("form-acroform-libreoffice.pdf");
         QTest::newRow("attachment") << QStringLiteral("attachment-embedded-file.pdf");
-        QTest::newRow("fixture") << QString();
     }
     void roundTrip()
     {
         QFETCH(QString, name);
-        if (!name.isEmpty() && corpusDir().isEmpty())
+        if (corpusDir().isEmpty())
             QSKIP("QUIREBOOK_CORPUS is not set");
-        const QString source = report(name.isEmpty() ? withFormAndAttachment(textPDF(2))
-                                                     : readFile(QDir(corpusDir()).filePath(name)));
+        const QString source = report(readFile(QDir(corpusDir()).filePath(name)));
         const PopplerView original = poppler(source);
         const auto locked =
             runCli({QStringLiteral("protect"), source}, newPassword(QStringLiteral("ключ")));
@@ -345,34 +260,6 @@ private Q_SLOTS:
         QCOMPARE(copy.textFields, original.textFields);
         QCOMPARE(copy.attachments, original.attachments);
         QVERIFY(!copy.textFields.isEmpty() || !copy.attachments.isEmpty());
-    }
-
-    // Ctrl-C while the copy is being written: status 130, no result, and no
-    // hidden temporary file left behind.
-    void interrupted()
-    {
-        const QString source = report(textPDF(6000, QStringLiteral("Long page")));
-        const QString dir = QFileInfo(source).absolutePath();
-        QProcess process;
-        auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QUIREBOOK_NEW_PASSWORD"), QStringLiteral("pw"));
-        process.setProcessEnvironment(environment);
-        process.start(qEnvironmentVariable("QUIREBOOK_CLI"), {QStringLiteral("protect"), source});
-        QVERIFY(process.waitForStarted());
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                return !leftoverTemporaries(dir).isEmpty() ||
-                       process.state() == QProcess::NotRunning;
-            },
-            60000));
-        if (process.state() == QProcess::NotRunning)
-            QSKIP("the copy was written before it could be interrupted");
-        ::kill(pid_t(process.processId()), SIGINT);
-        QVERIFY(process.waitForFinished(60000));
-        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 130);
-        QVERIFY(leftoverTemporaries(dir).isEmpty());
-        QVERIFY(!QFile::exists(dir + QStringLiteral("/Report protected.pdf")));
     }
 };
 

@@ -16,6 +16,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
 #include <memory>
 
 using namespace Fixtures;
@@ -250,6 +251,47 @@ QStringList madeIn(const QString &folder, const Job &job)
     return names;
 }
 
+// Starts the job's verb on its sources in `dir` and waits until it is
+// writing a temporary file: the folder that file is in, or empty when the
+// run ended first.
+QString startAndCatch(const Job &job, const QString &dir, QProcess &process, FolderWatch &watch)
+{
+    writeSources(job, dir);
+    if (!watch.watch(dir))
+        return {};
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("QUIREBOOK_PASSWORD"));
+    for (auto it = job.env.begin(); it != job.env.end(); ++it)
+        environment.insert(it.key(), it.value());
+    process.setProcessEnvironment(environment);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.start(qEnvironmentVariable("QUIREBOOK_CLI"), job.arguments(dir));
+    if (!process.waitForStarted() || !watch.attach(process.processId()))
+        return {};
+    // Folder tools write into a new folder: wait for it, then for a
+    // temporary file in it.
+    QString destination = dir;
+    if (!job.pieces.isEmpty()) {
+        const QString folder = watch.awaitEntry(dir, job.result);
+        if (folder.isEmpty())
+            return {};
+        destination = dir + u'/' + folder;
+    }
+    return watch.awaitEntry(destination, QStringLiteral(".quirebook-")).isEmpty() ? QString()
+                                                                                  : destination;
+}
+
+// Every finished file in `folder` is one the job makes, and whole.
+void checkWhole(const QString &folder, const Job &job)
+{
+    for (const QString &name : madeIn(folder, job)) {
+        QVERIFY2(job.pieces.isEmpty() ? name == job.result : job.pieces.contains(name),
+                 qPrintable(name));
+        const QString why = flaw(folder + u'/' + name, job);
+        QVERIFY2(why.isEmpty(), qPrintable(name + QStringLiteral(": ") + why));
+    }
+}
+
 } // namespace
 
 class TestSafeWrites : public QObject {
@@ -296,11 +338,7 @@ private Q_SLOTS:
         } else {
             // Only whole pieces stay, and the count said is the count there.
             const QStringList saved = madeIn(target, job);
-            for (const QString &name : saved) {
-                QVERIFY2(job.pieces.contains(name), qPrintable(name));
-                const QString why = flaw(target + u'/' + name, job);
-                QVERIFY2(why.isEmpty(), qPrintable(name + QStringLiteral(": ") + why));
-            }
+            checkWhole(target, job);
             QVERIFY2(job.pieces.contains(match.captured(1)) && !saved.contains(match.captured(1)),
                      qPrintable(match.captured(1)));
             QCOMPARE(!saved.isEmpty(), job.someFit);
@@ -334,30 +372,10 @@ private Q_SLOTS:
         QFETCH(QString, verb);
         const Job job = makeJob(verb, true);
         QTemporaryDir dir;
-        writeSources(job, dir.path());
-
-        FolderWatch watch;
-        QVERIFY(watch.watch(dir.path()));
         QProcess process;
-        auto environment = QProcessEnvironment::systemEnvironment();
-        environment.remove(QStringLiteral("QUIREBOOK_PASSWORD"));
-        for (auto it = job.env.begin(); it != job.env.end(); ++it)
-            environment.insert(it.key(), it.value());
-        process.setProcessEnvironment(environment);
-        process.setStandardInputFile(QProcess::nullDevice());
-        process.start(qEnvironmentVariable("QUIREBOOK_CLI"), job.arguments(dir.path()));
-        QVERIFY(process.waitForStarted());
-        QVERIFY(watch.attach(process.processId()));
-        // Folder tools write into a new folder: wait for it, then for a
-        // temporary file in it.
-        QString destination = dir.path();
-        if (!job.pieces.isEmpty()) {
-            const QString folder = watch.awaitEntry(dir.path(), job.result);
-            destination = folder.isEmpty() ? QString() : dir.filePath(folder);
-        }
-        const bool caught =
-            !destination.isEmpty() &&
-            !watch.awaitEntry(destination, QStringLiteral(".quirebook-")).isEmpty() && watch.kill();
+        FolderWatch watch;
+        const QString destination = startAndCatch(job, dir.path(), process, watch);
+        const bool caught = !destination.isEmpty() && watch.kill();
         QVERIFY(process.waitForFinished(600000));
         const QString err = QString::fromLocal8Bit(process.readAllStandardError());
         if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
@@ -366,14 +384,7 @@ private Q_SLOTS:
         if (temporaryFiles(destination).isEmpty())
             QSKIP("the kill landed while no file was being written, so nothing hidden was left to "
                   "sweep");
-
-        const QStringList made = madeIn(destination, job);
-        for (const QString &name : made) {
-            QVERIFY2(job.pieces.isEmpty() ? name == job.result : job.pieces.contains(name),
-                     qPrintable(name));
-            const QString why = flaw(destination + u'/' + name, job);
-            QVERIFY2(why.isEmpty(), qPrintable(name + QStringLiteral(": ") + why));
-        }
+        checkWhole(destination, job);
 
         const auto again = runCli(job.arguments(dir.path()), job.env, 600000);
         QVERIFY2(again.exitCode == 0, qPrintable(again.err));
@@ -391,6 +402,31 @@ private Q_SLOTS:
                 left << QDir(dir.path()).relativeFilePath(folder + u'/' + name);
         QVERIFY2(left.isEmpty(),
                  qPrintable(QStringLiteral("left behind: ") + left.join(QStringLiteral(", "))));
+    }
+
+    // Ctrl-C mid-write: status 130, nothing on stdout, only whole files and
+    // no temporary one left, by the program itself.
+    void interrupted_data() { addVerbs(); }
+    void interrupted()
+    {
+        QFETCH(QString, verb);
+        const Job job = makeJob(verb, true);
+        QTemporaryDir dir;
+        QProcess process;
+        FolderWatch watch;
+        const QString destination = startAndCatch(job, dir.path(), process, watch);
+        QVERIFY(!destination.isEmpty() || process.state() == QProcess::NotRunning);
+        if (!destination.isEmpty())
+            ::kill(pid_t(process.processId()), SIGINT);
+        QVERIFY(process.waitForFinished(600000));
+        if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
+            QSKIP("the run had finished before Ctrl-C landed");
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QVERIFY2(process.exitCode() == 130, qPrintable(process.readAllStandardError()));
+        QCOMPARE(process.readAllStandardOutput(), QByteArray());
+        QCOMPARE(temporaryFiles(dir.path()), QStringList());
+        QCOMPARE(temporaryFiles(destination), QStringList());
+        checkWhole(destination, job);
     }
 };
 
