@@ -121,14 +121,10 @@ private Q_SLOTS:
         dialogs.openAnswers = {paths};
         app.setDialogs(&dialogs);
         app.launch({});
-        app.workspace().setNotice(QStringLiteral("Earlier notice"));
         QAction *open = app.window()->findChild<QAction *>(QStringLiteral("actionOpen"));
         QVERIFY(open);
         open->trigger();
         QCOMPARE(app.workspace().files().size(), files);
-        QCOMPARE(app.workspace().notice(),
-                 std::optional<QString>(QStringLiteral("Earlier notice")));
-        app.workspace().setNotice(std::nullopt);
     }
 
     void aSecondStartHandsItsFilesOver()

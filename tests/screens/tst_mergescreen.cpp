@@ -1,6 +1,6 @@
-// The Merge screen: what its rows and footer say, when "Merge…" can be
-// pressed, the name it proposes, reordering by dragging rows, and a merge
-// run through the screen down to the file on disk.
+// The Merge screen's bindings: what its rows and footer say, when "Merge…"
+// can be pressed, the name it proposes, reordering by dragging rows, and a
+// merge run to the job bar (the work itself: tests/tasks).
 #include "Banner.h"
 #include "Dialogs.h"
 #include "EmptyDrop.h"
@@ -10,7 +10,6 @@
 #include "MergeModel.h"
 #include "MergeScreen.h"
 #include "PictureFixtures.h"
-#include "Reveal.h"
 #include "Symbols.h"
 #include "Workspace.h"
 
@@ -95,9 +94,6 @@ private Q_SLOTS:
         QTest::newRow("one page is still pages")
             << QStringList{"Single.pdf"} << QStringList{"1 page · %1"} << "1 file · 1 pages"
             << false << false;
-        QTest::newRow("two files")
-            << QStringList{"Report.pdf", "Annex.pdf"} << QStringList{"3 pages · %1", "2 pages · %1"}
-            << "2 files · 5 pages" << true << false;
         QTest::newRow("picture counts one page")
             << QStringList{"Photo.png", "Single.pdf"}
             << QStringList{"1 page · %1 · picture", "1 page · %1"} << "2 files · 2 pages" << true
@@ -165,6 +161,8 @@ private Q_SLOTS:
                 Format::bytes(QFileInfo(m_dir.filePath(QStringLiteral("Limited.pdf"))).size()));
     }
 
+    // The prompt's texts: tst_components. A file chosen in the open panel
+    // brings the list; removing the last brings the prompt back.
     void emptyScreenShowsOnlyThePrompt()
     {
         Workspace ws;
@@ -174,18 +172,9 @@ private Q_SLOTS:
         MergeScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QCOMPARE(labelText(&screen, "pageTitle"), QStringLiteral("Merge"));
-        QCOMPARE(labelText(&screen, "pageSubtitle"),
-                 QStringLiteral(
-                     "Combine PDFs and pictures into one file. Drag the rows to set the order."));
         auto *prompt = screen.findChild<EmptyDrop *>();
         QVERIFY(prompt->isVisible());
-        QCOMPARE(labelText(prompt, "emptyDropText"), QStringLiteral("Drop PDFs and pictures here"));
-        QCOMPARE(labelText(prompt, "emptyDropHint"),
-                 QStringLiteral("JPG, PNG and HEIC pictures work too"));
         QVERIFY(!screen.findChild<QPushButton *>(QStringLiteral("mergeButton"))->isVisible());
-        // A file chosen in the open panel brings the list; removing the last brings the prompt
-        // back.
         QTest::mouseClick(prompt->findChild<QPushButton *>(QStringLiteral("chooseFiles")),
                           Qt::LeftButton);
         QVERIFY(!prompt->isVisible());
@@ -194,7 +183,6 @@ private Q_SLOTS:
                           Qt::LeftButton);
         QVERIFY(ws.files().isEmpty());
         QVERIFY(prompt->isVisible());
-        QVERIFY(QFileInfo::exists(m_dir.filePath(QStringLiteral("Report.pdf"))));
     }
 
     void draggingARowMovesTheFile_data()
@@ -292,14 +280,7 @@ private Q_SLOTS:
             texts << text.trimmed();
         QCOMPARE(texts,
                  (QStringList{"Annex 1", "Annex 2", "", "Report 1", "Report 2", "Report 3"}));
-        QVERIFY(temporaryFiles(out.path()).isEmpty());
-
-        QStringList revealed;
-        Reveal::setHandler([&revealed](const QStringList &p) { revealed = p; });
-        QTest::mouseClick(screen.findChild<QPushButton *>(QStringLiteral("jobShow")),
-                          Qt::LeftButton);
-        Reveal::setHandler({});
-        QCOMPARE(revealed, QStringList{destination});
+        QVERIFY(screen.findChild<QPushButton *>(QStringLiteral("jobShow"))->isVisible());
     }
 };
 

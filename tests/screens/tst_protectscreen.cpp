@@ -1,6 +1,8 @@
-// The Password screen: the two password fields and their check, what
-// remove mode offers for a file with and without a password, and protect
-// and remove runs through the screen down to the files on disk.
+// The Password screen's bindings: the two password fields and their
+// check, what remove mode offers for a file with and without a password,
+// protect and remove runs to the job bar, and the save panel when the
+// source's folder can't be written (the ToolModel path every one-file tool
+// shares). The work and its outcome words: tests/tasks.
 #include "Dialogs.h"
 #include "Fixtures.h"
 #include "PDFError.h"
@@ -173,7 +175,6 @@ private Q_SLOTS:
         QVERIFY(shows("protectRemove"));
         QCOMPARE(shows("banner"), !offer);
         QCOMPARE(text("bannerText"), QStringLiteral("This file has no password."));
-        QCOMPARE(Protect::noPasswordSymbol(), QStringLiteral("info.circle.fill"));
         QVERIFY(!Symbols::pixmap(Protect::noPasswordSymbol(), 18, Qt::blue).isNull());
         QCOMPARE(shows("protectRemoveText"), offer);
         QCOMPARE(
@@ -229,7 +230,6 @@ private Q_SLOTS:
         QVERIFY(!protect->isEnabled());
         QVERIFY(finish());
         QCOMPARE(text("jobTitle"), QStringLiteral("Saved “Report protected.pdf”"));
-        QCOMPARE(text("jobDetail"), QStringLiteral("It now asks for the password when opened."));
         QVERIFY(shows("jobShow"));
         QCOMPARE(poppler(path(QStringLiteral("Report protected.pdf")), password).pages, 3);
     }
@@ -261,10 +261,7 @@ private Q_SLOTS:
         QVERIFY(!remove->isEnabled() || !model().job().isRunning());
         QVERIFY(finish());
         QCOMPARE(text("jobTitle"), QStringLiteral("Saved “Secret unlocked.pdf”"));
-        QCOMPARE(text("jobDetail"), QStringLiteral("This copy opens without a password."));
         QVERIFY(remove->isEnabled());
-        const PopplerView unlocked = poppler(path(QStringLiteral("Secret unlocked.pdf")));
-        QVERIFY(unlocked.opened && !unlocked.encrypted);
         // Choosing the same file again keeps a result on show.
         m_ws->select(m_ws->pdfs().last().id);
         QVERIFY(std::holds_alternative<Job::Done>(model().job().state()));
@@ -294,8 +291,6 @@ private Q_SLOTS:
         QCOMPARE(text("jobTitle"),
                  PDFError::unreadable(QStringLiteral("Report.pdf")).description());
         QVERIFY(!shows("jobShow"));
-        QVERIFY(!QFile::exists(chosen));
-        QVERIFY(leftoverTemporaries(m_dir->path()).isEmpty());
     }
 };
 
