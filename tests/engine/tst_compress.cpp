@@ -2,7 +2,7 @@
 #include "PDFOps.h"
 #include "PDFOpsCompress.h"
 #include "PictureFixtures.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +11,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
-using Work::errorOf;
+using Attempt::errorOf;
 
 Q_DECLARE_METATYPE(CompressionLevel)
 Q_DECLARE_METATYPE(Fixtures::Picture)
@@ -37,7 +37,7 @@ class TestCompress : public QObject {
             [this](int done, int total) {
                 m_progress.append({done, total});
             },
-            Work::never);
+            Attempt::never);
         return readFile(destination);
     }
 
@@ -307,7 +307,7 @@ private Q_SLOTS:
         int asked = 0;
         QTEST(errorOf([&] {
                   PDFOps::compress(*doc, original, CompressionLevel::Balanced, destination,
-                                   Work::noProgress,
+                                   Attempt::noProgress,
                                    [&] { return cancelAt >= 0 && asked++ >= cancelAt; });
               }),
               "message");
@@ -340,7 +340,7 @@ private Q_SLOTS:
                 dir.filePath(QFileInfo(name).completeBaseName() + u" compressed.pdf"_s);
             try {
                 const auto result = PDFOps::compress(*doc, source, CompressionLevel::Balanced,
-                                                     destination, Work::noProgress, Work::never);
+                                                     destination, Attempt::noProgress, Attempt::never);
                 const QByteArray after = readFile(destination);
                 QVERIFY2(after.size() <= before.size(), qPrintable(name));
                 QCOMPARE(result.after, after.size());

@@ -4,7 +4,7 @@
 #include "PictureFixtures.h"
 #include "PopplerCheck.h"
 #include "QpdfBytes.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>
@@ -16,7 +16,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
-using Work::errorOf;
+using Attempt::errorOf;
 
 namespace {
 // "Title@page" per bookmark, children in brackets: "A@0[B@-1]".

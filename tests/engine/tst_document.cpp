@@ -2,7 +2,7 @@
 #include "PDFDocument.h"
 #include "PDFError.h"
 #include "PDFOps.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -10,7 +10,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
-using Work::errorOf;
+using Attempt::errorOf;
 
 class TestDocument : public QObject {
     Q_OBJECT

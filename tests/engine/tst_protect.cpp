@@ -2,7 +2,7 @@
 #include "PDFError.h"
 #include "PDFOpsProtect.h"
 #include "ProtectChecks.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -11,7 +11,7 @@
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
 using namespace ProtectChecks;
-using Work::errorOf;
+using Attempt::errorOf;
 
 namespace {
 

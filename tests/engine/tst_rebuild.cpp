@@ -4,7 +4,7 @@
 #include "PDFOpsRebuild.h"
 #include "PictureFixtures.h"
 #include "QpdfBytes.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -20,9 +20,9 @@ Q_DECLARE_METATYPE(std::optional<QRectF>)
 
 namespace {
 
-using Work::errorOf;
-using Work::never;
-using Work::noProgress;
+using Attempt::errorOf;
+using Attempt::never;
+using Attempt::noProgress;
 
 // Adds to page 3 of a fixture what makePDF can't: links by name (through a
 // /Names tree and an old-style /Dests dictionary), to the web and to a name

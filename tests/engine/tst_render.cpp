@@ -3,7 +3,7 @@
 #include "PDFError.h"
 #include "PDFOpsRender.h"
 #include "PictureFixtures.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <QColorSpace>
 #include <QDir>
@@ -224,7 +224,7 @@ private Q_SLOTS:
             image = QImage(300, 300, QImage::Format_RGB32);
             image.fill(Qt::darkCyan);
         }
-        QCOMPARE(Work::errorOf(
+        QCOMPARE(Attempt::errorOf(
                      [&] { PDFOps::writeImage(image, path, PDFOps::ImageFormat::Png, 72, 1); }),
                  message);
         QVERIFY(!QFileInfo::exists(path));

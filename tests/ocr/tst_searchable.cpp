@@ -5,7 +5,7 @@
 #include "PopplerCheck.h"
 #include "ScanFixtures.h"
 #include "Searchable.h"
-#include "Work.h"
+#include "Attempt.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -15,7 +15,7 @@
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
 using Searchable::Word;
-using Work::errorOf;
+using Attempt::errorOf;
 Q_DECLARE_METATYPE(Searchable::Stats)
 
 namespace {

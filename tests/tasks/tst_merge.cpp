@@ -1,7 +1,9 @@
+#include "Attempt.h"
 #include "Fixtures.h"
 #include "Format.h"
 #include "Merge.h"
 #include "PDFError.h"
+#include "PictureFixtures.h"
 #include "PopplerCheck.h"
 #include "Workspace.h"
 
@@ -11,25 +13,9 @@
 #include <QTest>
 
 using namespace Fixtures;
-
-namespace {
-const Progress noProgress = [](int, int) {};
-const IsCancelled never = [] { return false; };
-// The sentence the work throws, "cancelled" for a cancel, "no error" when it throws nothing.
-template <typename F> QString errorOf(F &&work)
-{
-    try {
-        work();
-    } catch (const PDFError &e) {
-        return e.isCancelled() ? QStringLiteral("cancelled") : e.description();
-    }
-    return QStringLiteral("no error");
-}
-QStringList leftovers(const QString &folder)
-{
-    return QDir(folder).entryList({QStringLiteral(".quirebook-*")}, QDir::Files | QDir::Hidden);
-}
-} // namespace
+using Attempt::errorOf;
+using Attempt::never;
+using Attempt::noProgress;
 
 class TestMerge : public QObject {
     Q_OBJECT
@@ -90,7 +76,7 @@ private Q_SLOTS:
         QCOMPARE(popplerPageTexts(readFile(destination)),
                  (QStringList{"Alpha 1", "Alpha 2", "Alpha 3", "", "Beta 1", "Beta 2"}));
         QCOMPARE(PopplerCheck::title(destination), QStringLiteral("Annual report"));
-        QVERIFY(leftovers(out.path()).isEmpty());
+        QVERIFY(temporaryFiles(out.path()).isEmpty());
     }
 
     void failures_data()
@@ -133,7 +119,7 @@ private Q_SLOTS:
               "message");
         if (situation != "folder")
             QCOMPARE(readFile(destination), QByteArray("keep me"));
-        QVERIFY(leftovers(dir.path()).isEmpty());
+        QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }
 };
 

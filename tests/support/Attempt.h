@@ -8,7 +8,7 @@
 
 #include <QString>
 
-namespace Work {
+namespace Attempt {
 
 inline const Progress noProgress = [](int, int) {};
 inline const IsCancelled never = [] { return false; };
@@ -25,4 +25,4 @@ template <typename F> QString errorOf(F &&work)
     return QStringLiteral("no error");
 }
 
-} // namespace Work
+} // namespace Attempt
