@@ -14,6 +14,10 @@ QString tr(const char *text)
 {
     return QCoreApplication::translate("Pages", text);
 }
+QString countOfPages(int count)
+{
+    return count == 1 ? tr("1 page") : tr("%1 pages").arg(count);
+}
 } // namespace
 
 namespace Pages {
@@ -52,7 +56,7 @@ Outcome run(const Request &request, const QString &destination, const Progress &
     if (isCancelled && isCancelled())
         throw PDFError::cancelled();
     built->write(destination, {}, tr("Couldn't write the file."));
-    return Outcome{tr("Saved %1 pages").arg(built->pageCount()),
+    return Outcome{tr("Saved %1").arg(countOfPages(built->pageCount())),
                    QFileInfo(destination).fileName(),
                    {destination}};
 }
@@ -68,7 +72,12 @@ QList<PDFFile> addable(const QList<PDFFile> &pdfs, const QUuid &edited)
 
 QString suggestedName(const PDFFile &file, bool selectionOnly)
 {
-    return file.name() + (selectionOnly ? tr(" selection") : tr(" edited"));
+    return file.name() + u' ' + (selectionOnly ? tr("selection") : suffix());
+}
+
+QString suffix()
+{
+    return tr("edited");
 }
 
 QString jobTitle()
@@ -122,7 +131,7 @@ QString bookmarksCaption()
 
 QString summary(int pages, int selected)
 {
-    QString text = tr("%1 pages").arg(pages);
+    QString text = countOfPages(pages);
     if (selected > 0)
         text += tr(" · %1 selected").arg(selected);
     return text;

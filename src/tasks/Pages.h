@@ -34,7 +34,7 @@ struct Request {
 
 // Opens every file the pieces come from for this job alone, puts the pages
 // together in order (no bookmarks) and writes them to destination through
-// the safe write. Returns "Saved 12 pages" with the file's name. Throws
+// the safe write. Returns "Saved 12 pages" ("Saved 1 page") with the file's name. Throws
 // PDFError ("Couldn't write the file.", the disk-full sentence, a file
 // that can't be read or is restricted).
 Outcome run(const Request &request, const QString &destination, const Progress &progress,
@@ -47,6 +47,7 @@ QList<PDFFile> addable(const QList<PDFFile> &pdfs, const QUuid &edited);
 // "<name> edited", or "<name> selection" when only the selection is saved.
 QString suggestedName(const PDFFile &file, bool selectionOnly);
 
+QString suffix();           // "edited", as in "<name> edited.pdf"
 QString jobTitle();         // "Saving"
 QString rotateLeft();       // "Rotate Left"
 QString rotateRight();      // "Rotate Right"
@@ -59,7 +60,7 @@ QString hint();             // "Click pages to select · drag to reorder"
 QString saveSelected();     // "Save Selected…"
 QString saveACopy();        // "Save a Copy…"
 QString bookmarksCaption(); // "Bookmarks inside the file aren't carried over when …"
-// "12 pages", then " · 3 selected" when some are.
+// "12 pages" ("1 page"), then " · 3 selected" when some are.
 QString summary(int pages, int selected);
 
 } // namespace Pages

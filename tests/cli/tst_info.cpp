@@ -155,7 +155,7 @@ private Q_SLOTS:
         row("--help", 0, "info");
         row("--version", 0, "quirebook-cli 0.");
         row("info --help", 0, "--password-file");
-        for (const QString verb : {"merge", "split", "searchable", "compress"})
+        for (const QString verb : {"merge", "split", "searchable", "compress", "pages"})
             row(verb + " --help", 0, "Usage: quirebook-cli " + verb + " [options] FILE...\n");
         row("protect --help", 0,
             "--new-password-file|QUIREBOOK_NEW_PASSWORD|--owner-password-file|"

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Rearrange a 1,000-page real manual with quirebook-cli pages and with qpdf:
+# the second half first, the first half turned a quarter. Wall time (best of
+# 3), peak memory (/usr/bin/time's "Maximum resident set size", the peak of
+# all runs) and output size, as ratios; both outputs checked.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+. "$here/common.sh"
+build=${1:-$here/../build/dev}
+cli=$build/src/cli/quirebook-cli
+corpus=${QUIREBOOK_CORPUS:-$here/../../shared/corpus}
+manual=$corpus/manual-mupdf-285pages.pdf
+
+need /usr/bin/time time
+need qpdf qpdf
+need pdftotext poppler-utils
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+# 285 × 3 + 145 = 1,000 pages.
+qpdf --empty --pages "$manual" "$manual" "$manual" "$manual" 1-145 -- "$work/in.pdf"
+echo "pages: in.pdf, $(qpdf --show-npages "$work/in.pdf") pages, $(stat -c %s "$work/in.pdf") bytes"
+
+# Usage: best RUNS OUT command... ; sets BEST (seconds), PEAK_KB, SIZE.
+best() {
+  local runs=$1 out=$2; shift 2
+  local peak=0
+  BEST=""
+  for _ in $(seq "$runs"); do
+    rm -f "$out"
+    measure 1 "$@"
+    if [ -z "$BEST" ] || awk -v a="$SECONDS_MEDIAN" -v b="$BEST" 'BEGIN { exit !(a < b) }'; then
+      BEST=$SECONDS_MEDIAN
+    fi
+    (( PEAK_KB > peak )) && peak=$PEAK_KB
+  done
+  PEAK_KB=$peak; SIZE=$(stat -c %s "$out")
+}
+
+printf '%-10s %8s %9s %12s\n' tool seconds peak_MB output_bytes
+declare -A T M S
+for tool in quirebook qpdf; do
+  if [ "$tool" = quirebook ]; then
+    best 3 "$work/q.pdf" "$cli" pages -q --order "501-,1-500" --rotate 90:1-500 "$work/in.pdf" -o "$work/q.pdf"
+  else
+    best 3 "$work/qpdf.pdf" qpdf --empty --pages "$work/in.pdf" 501-z,1-500 -- --rotate=+90:501-z "$work/qpdf.pdf"
+  fi
+  T[$tool]=$BEST; M[$tool]=$PEAK_KB; S[$tool]=$SIZE
+  printf '%-10s %8s %9.1f %12s\n' "$tool" "$BEST" "$(echo "$PEAK_KB / 1024" | bc -l)" "$SIZE"
+done
+echo "quirebook/qpdf: time $(ratio "${T[quirebook]}" "${T[qpdf]}"), memory $(ratio "${M[quirebook]}" "${M[qpdf]}"), size $(ratio "${S[quirebook]}" "${S[qpdf]}")"
+
+for out in q qpdf; do
+  qpdf --check "$work/$out.pdf" >/dev/null
+  [ "$(qpdf --show-npages "$work/$out.pdf")" -eq 1000 ]
+done
+echo "qpdf --check: ok, 1000 pages each"
+# Both results: every page the same size and turn, the same text at the ends.
+cmp <(pdfinfo -f 1 -l 1000 "$work/q.pdf" | grep '^Page ') <(pdfinfo -f 1 -l 1000 "$work/qpdf.pdf" | grep '^Page ')
+for page in 1 500 501 1000; do
+  cmp <(pdftotext -f $page -l $page "$work/q.pdf" -) <(pdftotext -f $page -l $page "$work/qpdf.pdf" -)
+done
+echo "same page sizes and turns throughout, same text on pages 1, 500, 501 and 1000"
