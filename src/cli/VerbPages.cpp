@@ -170,6 +170,8 @@ int pages(const QStringList &arguments)
 
     if (kept)
         model.arrange(*kept);
+    // Only pages still there count: the model refuses a set as large as the list.
+    dropped.removeIf([&](const QUuid &id) { return model.indexOf(id) < 0; });
     if (!dropped.isEmpty())
         model.remove(dropped);
     for (auto [ids, degrees] : turned) {

@@ -121,6 +121,15 @@ private Q_SLOTS:
         QVERIFY2(qpdfCheck(edited, &check), qPrintable(check));
         QCOMPARE(readFile(source), before);
         QCOMPARE(temporaryFiles(dir.path()), QStringList());
+
+        // --delete may name pages --order already left out.
+        const QString shortened = dir.filePath(QStringLiteral("Short.pdf"));
+        QCOMPARE(runCli({QStringLiteral("pages"), source, QStringLiteral("--order"),
+                         QStringLiteral("1-3"), QStringLiteral("--delete"), QStringLiteral("2-5"),
+                         QStringLiteral("-o"), shortened})
+                     .exitCode,
+                 0);
+        QCOMPARE(popplerPageTexts(readFile(shortened)), QStringList{QStringLiteral("Doc 1")});
     }
 };
 
