@@ -1,8 +1,8 @@
+#include "Attempt.h"
 #include "Fixtures.h"
 #include "PDFOps.h"
 #include "PDFOpsCompress.h"
 #include "PictureFixtures.h"
-#include "Attempt.h"
 
 #include <QDir>
 #include <QFile>
@@ -339,8 +339,9 @@ private Q_SLOTS:
             const QString destination =
                 dir.filePath(QFileInfo(name).completeBaseName() + u" compressed.pdf"_s);
             try {
-                const auto result = PDFOps::compress(*doc, source, CompressionLevel::Balanced,
-                                                     destination, Attempt::noProgress, Attempt::never);
+                const auto result =
+                    PDFOps::compress(*doc, source, CompressionLevel::Balanced, destination,
+                                     Attempt::noProgress, Attempt::never);
                 const QByteArray after = readFile(destination);
                 QVERIFY2(after.size() <= before.size(), qPrintable(name));
                 QCOMPARE(result.after, after.size());

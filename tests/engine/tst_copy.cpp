@@ -1,10 +1,10 @@
+#include "Attempt.h"
 #include "Fixtures.h"
 #include "PDFError.h"
 #include "PDFOps.h"
 #include "PictureFixtures.h"
 #include "PopplerCheck.h"
 #include "QpdfBytes.h"
-#include "Attempt.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>

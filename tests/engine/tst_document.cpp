@@ -1,8 +1,8 @@
+#include "Attempt.h"
 #include "Fixtures.h"
 #include "PDFDocument.h"
 #include "PDFError.h"
 #include "PDFOps.h"
-#include "Attempt.h"
 
 #include <QFile>
 #include <QTemporaryDir>

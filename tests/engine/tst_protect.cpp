@@ -1,8 +1,8 @@
+#include "Attempt.h"
 #include "Fixtures.h"
 #include "PDFError.h"
 #include "PDFOpsProtect.h"
 #include "ProtectChecks.h"
-#include "Attempt.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,10 +1,10 @@
+#include "Attempt.h"
 #include "Fixtures.h"
 #include "PDFError.h"
 #include "PDFOpsCompress.h"
 #include "PDFOpsRebuild.h"
 #include "PictureFixtures.h"
 #include "QpdfBytes.h"
-#include "Attempt.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

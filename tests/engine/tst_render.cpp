@@ -1,9 +1,9 @@
+#include "Attempt.h"
 #include "DrawingDocument.h"
 #include "Fixtures.h"
 #include "PDFError.h"
 #include "PDFOpsRender.h"
 #include "PictureFixtures.h"
-#include "Attempt.h"
 
 #include <QColorSpace>
 #include <QDir>

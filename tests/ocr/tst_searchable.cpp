@@ -1,3 +1,4 @@
+#include "Attempt.h"
 #include "DrawingDocument.h"
 #include "Fixtures.h"
 #include "InvisibleFont.h"
@@ -5,7 +6,6 @@
 #include "PopplerCheck.h"
 #include "ScanFixtures.h"
 #include "Searchable.h"
-#include "Attempt.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -14,8 +14,8 @@
 
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
-using Searchable::Word;
 using Attempt::errorOf;
+using Searchable::Word;
 Q_DECLARE_METATYPE(Searchable::Stats)
 
 namespace {
