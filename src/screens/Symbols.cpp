@@ -35,6 +35,11 @@ const QHash<QString, QString> &table()
         {QStringLiteral("folder"), QStringLiteral("folder-open")},
         {QStringLiteral("info.circle"), QStringLiteral("dialog-information")},
         {QStringLiteral("info.circle.fill"), QStringLiteral("dialog-information")},
+        {QStringLiteral("rotate.left"), QStringLiteral("object-rotate-left")},
+        {QStringLiteral("rotate.right"), QStringLiteral("object-rotate-right")},
+        {QStringLiteral("trash"), QStringLiteral("user-trash")},
+        {QStringLiteral("plus.square.on.square"), QStringLiteral("document-new")},
+        {QStringLiteral("arrow.uturn.backward"), QStringLiteral("edit-undo")},
     };
     return names;
 }

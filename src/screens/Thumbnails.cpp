@@ -119,6 +119,16 @@ std::optional<QImage> Thumbnails::image(const Request &request)
     return std::nullopt;
 }
 
+std::optional<QImage> Thumbnails::cached(const Request &request)
+{
+    const QString k = key(request);
+    if (k.isEmpty())
+        return QImage();
+    if (const QImage *image = m_cache.object(k))
+        return *image;
+    return std::nullopt;
+}
+
 void Thumbnails::start(const Request &request, const QString &k, Known &entry)
 {
     if (!entry.source) {

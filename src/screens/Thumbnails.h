@@ -37,6 +37,9 @@ public:
     // The picture if it is ready; otherwise starts drawing it (once) and
     // announces it through ready().
     std::optional<QImage> image(const Request &request);
+    // The picture if it is ready; never starts drawing (for views
+    // scrolling fast past pages nobody stops to look at).
+    std::optional<QImage> cached(const Request &request);
 
     // Waits for the drawing threads (tests).
     void waitForDone();

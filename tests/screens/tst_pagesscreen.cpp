@@ -1,0 +1,258 @@
+// The Pages screen's bindings: what clicks, buttons, keys, the add menu
+// and drops do to the page list, when the buttons can be pressed, what the
+// footer says, and a save run to the job bar. The list's own rules and the
+// written pages in detail: tests/tasks.
+#include "Dialogs.h"
+#include "Fixtures.h"
+#include "Job.h"
+#include "PagesGrid.h"
+#include "PagesModel.h"
+#include "PagesScreen.h"
+#include "Symbols.h"
+#include "Workspace.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMenu>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Fixtures;
+
+namespace {
+template <typename T = QWidget> T *control(QWidget *screen, const char *name)
+{
+    for (auto *body : screen->findChildren<PagesBody *>())
+        if (!body->isHidden())
+            return body->findChild<T *>(QLatin1String(name));
+    return nullptr;
+}
+
+void click(PagesGrid *grid, int index, Qt::KeyboardModifiers modifiers = {})
+{
+    QTest::mouseClick(grid->viewport(), Qt::LeftButton, modifiers, grid->cellRect(index).center());
+}
+
+// The pages on show as "<origin> <page number>", in order.
+QStringList pages(const PagesModel &model)
+{
+    QStringList list;
+    for (const auto &item : model.items())
+        list << item.origin + u' ' + QString::number(item.page + 1);
+    return list;
+}
+} // namespace
+
+class TestPagesScreen : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+    // The screen over Doc.pdf (5 pages), laid out.
+    struct Setup {
+        Workspace ws;
+        ScriptedDialogs dialogs;
+        std::unique_ptr<PagesView> screen;
+        PagesGrid *grid = nullptr;
+    };
+    void open(Setup &s, const QStringList &names)
+    {
+        s.ws.setDialogs(&s.dialogs);
+        for (const QString &name : names)
+            s.ws.add({path(name)});
+        s.screen = std::make_unique<PagesView>(s.ws);
+        s.screen->resize(1000, 800);
+        s.screen->show();
+        QVERIFY(QTest::qWaitForWindowExposed(s.screen.get()));
+        s.grid = control<PagesGrid>(s.screen.get(), "pagesGrid");
+        QVERIFY(s.grid);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        Symbols::installTheme();
+        writeFile(path(QStringLiteral("Doc.pdf")), textPDF(5, QStringLiteral("Doc")));
+        writeFile(path(QStringLiteral("Other.pdf")), textPDF(2, QStringLiteral("Other")));
+        writeFile(path(QStringLiteral("Third.pdf")), textPDF(3, QStringLiteral("Third")));
+        WriteOptions limited;
+        limited.encrypt = true;
+        limited.ownerPassword = QStringLiteral("boss");
+        limited.allowChanges = false;
+        writeFile(path(QStringLiteral("Limited.pdf")), makePDF(numberedPages(2), limited));
+        writeFile(path(QStringLiteral("Photo.png")), encode(marker(400, 300), "PNG"));
+    }
+
+    void selectionEnablesButtons_data()
+    {
+        QTest::addColumn<QList<int>>("clicks");
+        QTest::addColumn<int>("shiftClick"); // -1: none
+        QTest::addColumn<bool>("selectAll");
+        QTest::addColumn<QString>("summary");
+        QTest::addColumn<bool>("canDelete");
+        QTest::newRow("none") << QList<int>{} << -1 << false << "5 pages" << false;
+        QTest::newRow("two") << QList<int>{0, 2} << -1 << false << "5 pages · 2 selected" << true;
+        QTest::newRow("clicked twice") << QList<int>{1, 1} << -1 << false << "5 pages" << false;
+        QTest::newRow("shift run") << QList<int>{1} << 3 << false << "5 pages · 3 selected" << true;
+        QTest::newRow("all") << QList<int>{} << -1 << true << "5 pages · 5 selected" << false;
+    }
+    void selectionEnablesButtons()
+    {
+        QFETCH(QList<int>, clicks);
+        QFETCH(int, shiftClick);
+        QFETCH(bool, selectAll);
+        QFETCH(QString, summary);
+        QFETCH(bool, canDelete);
+        Setup s;
+        open(s, {QStringLiteral("Doc.pdf")});
+        QWidget *screen = s.screen.get();
+        for (int index : clicks)
+            click(s.grid, index);
+        if (shiftClick >= 0)
+            click(s.grid, shiftClick, Qt::ShiftModifier);
+        if (selectAll)
+            QTest::mouseClick(control<QPushButton>(screen, "pagesSelectAll"), Qt::LeftButton);
+        QCOMPARE(control<QLabel>(screen, "pagesSummary")->text(), summary);
+        QCOMPARE(control(screen, "pagesDelete")->isEnabled(), canDelete);
+        QCOMPARE(control(screen, "pagesSaveSelected")->isEnabled(),
+                 !s.screen->model().selected().isEmpty());
+        QVERIFY(control(screen, "pagesSaveCopy")->isEnabled());
+        // Nothing edited yet: nothing to undo, no caption about bookmarks.
+        QVERIFY(!control(screen, "pagesUndo")->isEnabled());
+        QVERIFY(!control(screen, "pagesBookmarksCaption")->isVisible());
+    }
+
+    void editsThroughTheToolbarAndKeys()
+    {
+        Setup s;
+        open(s, {QStringLiteral("Doc.pdf")});
+        QWidget *screen = s.screen.get();
+        PagesModel &model = s.screen->model();
+        // Nothing selected: a turn goes to every page.
+        QTest::mouseClick(control<QPushButton>(screen, "pagesRotateLeft"), Qt::LeftButton);
+        for (const auto &item : model.items())
+            QCOMPARE(item.extra, 270);
+        QVERIFY(control(screen, "pagesUndo")->isEnabled());
+        auto *caption = control<QLabel>(screen, "pagesBookmarksCaption");
+        QVERIFY(caption->isVisible());
+        QCOMPARE(caption->text(), Pages::bookmarksCaption());
+
+        click(s.grid, 1);
+        click(s.grid, 3);
+        QTest::mouseClick(control<QPushButton>(screen, "pagesRotateRight"), Qt::LeftButton);
+        QCOMPARE(model.items()[1].extra, 0);
+        QCOMPARE(model.items()[0].extra, 270);
+        QTest::keyClick(s.grid, Qt::Key_Delete);
+        QCOMPARE(pages(model), (QStringList{"Doc 1", "Doc 3", "Doc 5"}));
+        QCOMPARE(control<QLabel>(screen, "pagesSummary")->text(), QStringLiteral("3 pages"));
+        QTest::keyClick(s.grid, Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(model.items().size(), 5);
+        // Every page selected, Backspace (like the button) deletes nothing.
+        QTest::keyClick(s.grid, Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(model.selected().size(), 5);
+        QTest::keyClick(s.grid, Qt::Key_Backspace);
+        QCOMPARE(model.items().size(), 5);
+        click(s.grid, 4);
+        QTest::keyClick(s.grid, Qt::Key_Backspace);
+        QCOMPARE(model.items().size(), 1);
+        QTest::mouseClick(control<QPushButton>(screen, "pagesUndo"), Qt::LeftButton);
+        QTest::mouseClick(control<QPushButton>(screen, "pagesUndo"), Qt::LeftButton);
+        QTest::mouseClick(control<QPushButton>(screen, "pagesUndo"), Qt::LeftButton);
+        QVERIFY(!control(screen, "pagesUndo")->isEnabled());
+        QVERIFY(!caption->isVisible());
+        QCOMPARE(model.items()[0].extra, 0);
+    }
+
+    void addPagesFromMenu()
+    {
+        Setup s;
+        open(s, {QStringLiteral("Doc.pdf"), QStringLiteral("Photo.png"),
+                 QStringLiteral("Limited.pdf"), QStringLiteral("Other.pdf")});
+        s.dialogs.openAnswers = {{path(QStringLiteral("Third.pdf"))}};
+        auto *menu = control<QPushButton>(s.screen.get(), "pagesAddFrom")->menu();
+        Q_EMIT menu->aboutToShow();
+        QStringList entries;
+        for (QAction *action : menu->actions())
+            entries << (action->isSeparator() ? QStringLiteral("—") : action->text());
+        QCOMPARE(entries, (QStringList{"Other.pdf", "—", "Choose a File…"}));
+        menu->actions().first()->trigger();
+        menu->actions().last()->trigger();
+        QCOMPARE(s.ws.files().size(), 5);
+        QCOMPARE(pages(s.screen->model()),
+                 (QStringList{"Doc 1", "Doc 2", "Doc 3", "Doc 4", "Doc 5", "Other 1", "Other 2",
+                              "Third 1", "Third 2", "Third 3"}));
+        QCOMPARE(control<QLabel>(s.screen.get(), "pagesSummary")->text(),
+                 QStringLiteral("10 pages"));
+    }
+
+    void dropReorders_data()
+    {
+        QTest::addColumn<int>("dragged"); // -1: a string that isn't a page's id
+        QTest::addColumn<int>("onto");
+        QTest::addColumn<QStringList>("order");
+        QTest::newRow("fourth onto the first")
+            << 3 << 0 << QStringList{"Doc 4", "Doc 1", "Doc 2", "Doc 3", "Doc 5"};
+        QTest::newRow("first past the last")
+            << 0 << 5 << QStringList{"Doc 2", "Doc 3", "Doc 4", "Doc 5", "Doc 1"};
+        QTest::newRow("not an id")
+            << -1 << 0 << QStringList{"Doc 1", "Doc 2", "Doc 3", "Doc 4", "Doc 5"};
+    }
+    void dropReorders()
+    {
+        QFETCH(int, dragged);
+        QFETCH(int, onto);
+        QFETCH(QStringList, order);
+        Setup s;
+        open(s, {QStringLiteral("Doc.pdf")});
+        const auto &items = s.screen->model().items();
+        QMimeData mime;
+        mime.setText(dragged >= 0 ? items[dragged].id.toString() : QStringLiteral("Doc 4"));
+        const QPoint at = onto < items.size()
+                              ? s.grid->cellRect(onto).center()
+                              : s.grid->cellRect(int(items.size()) - 1).center() + QPoint(150, 0);
+        QDragEnterEvent enter(at, Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(s.grid->viewport(), &enter);
+        QCOMPARE(enter.isAccepted(), dragged >= 0);
+        QDropEvent drop(QPointF(at), Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(s.grid->viewport(), &drop);
+        QCOMPARE(drop.isAccepted(), dragged >= 0);
+        QCOMPARE(pages(s.screen->model()), order);
+    }
+
+    void saveSelectedToTheJobBar()
+    {
+        QTemporaryDir out;
+        const QString destination = out.filePath(QStringLiteral("Picked.pdf"));
+        Setup s;
+        s.dialogs.saveAnswers = {std::nullopt, destination}; // cancelled, then answered
+        open(s, {QStringLiteral("Doc.pdf")});
+        QWidget *screen = s.screen.get();
+        click(s.grid, 3);
+        click(s.grid, 1);
+        auto *save = control<QPushButton>(screen, "pagesSaveSelected");
+        QTest::mouseClick(save, Qt::LeftButton);
+        QCOMPARE(s.dialogs.saveProposals, QStringList{QFileInfo(m_dir.path()).absoluteFilePath() +
+                                                      u'|' + "Doc selection.pdf"});
+        QVERIFY(std::holds_alternative<Job::Idle>(s.screen->job().state()));
+        QTest::mouseClick(save, Qt::LeftButton);
+        QVERIFY(!save->isEnabled()); // while it runs
+        QVERIFY(!control(screen, "pagesSaveCopy")->isEnabled());
+        QTRY_VERIFY_WITH_TIMEOUT(!s.screen->job().isRunning(), 60000);
+        QCOMPARE(control<QLabel>(screen, "jobTitle")->text(), QStringLiteral("Saved 2 pages"));
+        QCOMPARE(control<QLabel>(screen, "jobDetail")->text().section(u' ', 0, 0),
+                 QStringLiteral("Picked.pdf"));
+        QFile written(destination);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        QStringList texts;
+        for (const QString &text : popplerPageTexts(written.readAll()))
+            texts << text.trimmed();
+        QCOMPARE(texts, (QStringList{"Doc 2", "Doc 4"}));
+    }
+};
+
+QTEST_MAIN(TestPagesScreen)
+#include "tst_pagesscreen.moc"
