@@ -137,6 +137,10 @@ struct Run {
     bool keepsFailedResult = false;
 };
 
+// A refusal for verbs that work on PDFs only: "“photo.jpg” is a picture;
+// split works on PDFs."
+std::function<std::optional<QString>(const PDFFile &)> pdfsOnly(const QString &verb);
+
 // Says that nothing can be written next to `file` and -o must say where.
 void cannotWriteBeside(const PDFFile &file);
 

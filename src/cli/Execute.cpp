@@ -76,6 +76,16 @@ void cannotWriteBeside(const PDFFile &file)
                  .arg(file.fileName()));
 }
 
+std::function<std::optional<QString>(const PDFFile &)> pdfsOnly(const QString &verb)
+{
+    return [verb](const PDFFile &file) -> std::optional<QString> {
+        if (file.kind == PDFFile::Kind::Pdf)
+            return std::nullopt;
+        return QCoreApplication::translate("Cli", "“%1” is a picture; %2 works on PDFs.")
+            .arg(file.fileName(), verb);
+    };
+}
+
 Run::Destination pdfResult(const QString &suffix, const QString &output)
 {
     return [suffix, output](const PDFFile &file) -> std::optional<QString> {

@@ -56,11 +56,7 @@ int compress(const QStringList &arguments)
     Cli::Run run;
     run.destination = Cli::pdfResult(Compress::suffix(), parser.value(output));
     run.label = [](const PDFFile &file) { return Compress::jobTitle() + u' ' + file.fileName(); };
-    run.refuse = [](const PDFFile &file) -> std::optional<QString> {
-        if (file.kind == PDFFile::Kind::Pdf)
-            return std::nullopt;
-        return tr("“%1” is a picture. Compress works on PDFs.").arg(file.fileName());
-    };
+    run.refuse = Cli::pdfsOnly(QStringLiteral("compress"));
     run.work = [request](const PDFFile &file, const QString &to, const Progress &progress,
                          const IsCancelled &isCancelled) {
         return Compress::run(file, request, to, progress, isCancelled);

@@ -110,11 +110,7 @@ int pages(const QStringList &arguments)
         return Cli::Failed;
 
     Cli::Run run;
-    run.refuse = [](const PDFFile &file) -> std::optional<QString> {
-        if (file.kind == PDFFile::Kind::Pdf)
-            return std::nullopt;
-        return tr("“%1” is a picture; pages works on PDFs.").arg(file.fileName());
-    };
+    run.refuse = Cli::pdfsOnly(QStringLiteral("pages"));
     const auto file = Cli::take(sources, parser.positionalArguments().first(), run);
     if (!file)
         return Cli::Failed;

@@ -102,7 +102,7 @@ private Q_SLOTS:
                                  QStringLiteral("/b compressed.pdf\n"));
         QCOMPARE(result.err,
                  QStringLiteral("quirebook-cli: “broken.pdf” couldn't be read as a PDF.\n"
-                                "quirebook-cli: “photo.jpg” is a picture. Compress works on "
+                                "quirebook-cli: “photo.jpg” is a picture; compress works on "
                                 "PDFs.\n"));
         QCOMPARE(QDir(dir).entryList(QDir::Files | QDir::Hidden).size(), 6);
     }
