@@ -184,13 +184,24 @@ void AppController::openDocument()
 void AppController::forwardToFocus(const char *method)
 {
     // The edit commands go to whatever has the keyboard focus (a text
-    // field), as the standard ones would.
-    QWidget *focus = QApplication::focusWidget();
-    if (!focus)
-        return;
+    // field), as the standard ones would; failing that, to the shown
+    // screen's own edit target (the page grid), wherever the focus is.
     const QByteArray signature = QByteArray(method) + "()";
-    if (focus->metaObject()->indexOfMethod(signature.constData()) >= 0)
-        QMetaObject::invokeMethod(focus, method);
+    const auto answers = [&](QWidget *widget) {
+        return widget->metaObject()->indexOfMethod(signature.constData()) >= 0;
+    };
+    for (QWidget *w = QApplication::focusWidget(); w; w = w->parentWidget())
+        if (answers(w)) {
+            QMetaObject::invokeMethod(w, method);
+            return;
+        }
+    if (!m_window)
+        return;
+    for (QWidget *w : m_window->findChildren<QWidget *>())
+        if (w->property("editTarget").toBool() && w->isVisible() && answers(w)) {
+            QMetaObject::invokeMethod(w, method);
+            return;
+        }
 }
 
 void AppController::buildMenu()

@@ -34,6 +34,8 @@ PagesGrid::PagesGrid(PagesModel &model, QWidget *parent)
     , m_model(model)
 {
     setObjectName(QStringLiteral("pagesGrid"));
+    // The Edit menu's Undo and Select All reach the grid while it is shown.
+    setProperty("editTarget", true);
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setAcceptDrops(true);

@@ -8,8 +8,10 @@
 #include "SingleInstance.h"
 #include "Symbols.h"
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QImage>
+#include <QLabel>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QProcess>
@@ -84,6 +86,30 @@ private Q_SLOTS:
         app.launch({});
         app.showWindow();
         QCOMPARE(app.window(), window); // never a second one
+    }
+
+    // Edit ▸ Undo and Select All reach the page grid while Pages is shown,
+    // wherever the keyboard focus is.
+    void editMenuReachesThePages()
+    {
+        AppController app;
+        app.launch({m_b});
+        app.workspace().setTool(Tool::Pages);
+        auto *grid = app.window()->findChild<QWidget *>(QStringLiteral("pagesGrid"));
+        QVERIFY(grid);
+        QTRY_VERIFY(grid->isVisible());
+        auto *summary = app.window()->findChild<QLabel *>(QStringLiteral("pagesSummary"));
+        auto *rotate =
+            app.window()->findChild<QAbstractButton *>(QStringLiteral("pagesRotateLeft"));
+        auto *undo = app.window()->findChild<QAbstractButton *>(QStringLiteral("pagesUndo"));
+        QVERIFY(summary && rotate && undo);
+        rotate->click();
+        QVERIFY(undo->isEnabled());
+        app.window()->setFocus();
+        app.window()->findChild<QAction *>(QStringLiteral("action_undo"))->trigger();
+        QVERIFY(!undo->isEnabled());
+        app.window()->findChild<QAction *>(QStringLiteral("action_selectAll"))->trigger();
+        QCOMPARE(summary->text(), QStringLiteral("4 pages · 4 selected"));
     }
 
     void frameIsRemembered()
