@@ -1,9 +1,12 @@
 #include "SelfTest.h"
 
+#include "DrawingDocument.h"
 #include "PDFError.h"
 #include "PDFOps.h"
 #include "PageRanges.h"
+#include "Placement.h"
 #include "Searchable.h"
+#include "Stamps.h"
 #include "Workspace.h"
 
 #include <QFile>
@@ -144,6 +147,42 @@ const std::vector<Check> &checks()
              } catch (const PDFError &) {
                  return false;
              }
+         }},
+        {"signing",
+         [](const QString &folder) {
+             // A stamp on a page turned a quarter lands where it was placed on
+             // the page as seen, not where the unturned page has that point.
+             auto blank = PDFOps::page(picture(300, 400, Qt::white));
+             auto turned = blank ? PDFOps::assemble({{blank, 0, 90}}) : nullptr;
+             if (!turned)
+                 return false;
+             QImage ink(60, 30, QImage::Format_ARGB32_Premultiplied);
+             ink.fill(Qt::black);
+             const QString path = folder + QStringLiteral("/signed.pdf");
+             PDFOps::flatten(*turned, {{QUuid::createUuid(), 0, QRectF(100, 50, 120, 60), ink}},
+                             path, {}, {});
+             auto result = PDFDocument::open(path);
+             auto source = result ? DrawingDocument::sourceFor(*result) : std::nullopt;
+             auto drawing = source ? DrawingDocument::open(*source) : nullptr;
+             auto page = drawing ? drawing->render(0, 72) : std::nullopt;
+             return page && page->width() > page->height() &&
+                    qGray(page->pixel(160, page->height() - 80)) < 64 &&
+                    qGray(page->pixel(80, page->height() - 160)) > 200;
+         }},
+        {"signature photo",
+         [](const QString &) {
+             // Grey paper with a dark stroke: the paper goes, the ink stays.
+             QImage photo(400, 200, QImage::Format_RGB32);
+             photo.fill(QColor(185, 182, 175));
+             QPainter painter(&photo);
+             painter.setPen(QPen(QColor(25, 25, 35), 8));
+             painter.drawLine(40, 150, 360, 50);
+             painter.end();
+             const auto ink = Stamps::signatureFromPhoto(photo, Stamps::inkColors().first().color);
+             if (!ink || ink->isNull() || qAlpha(ink->pixel(0, 0)) != 0)
+                 return false;
+             const QPoint middle(ink->width() / 2, ink->height() / 2);
+             return qAlpha(ink->pixel(middle)) == 255;
          }},
         {"error messages",
          [](const QString &) {

@@ -2,11 +2,26 @@
 #include "Searchable.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+
+#include <memory>
 
 int main(int argc, char *argv[])
 {
     Searchable::limitRecognitionThreads(argv);
-    QCoreApplication app(argc, argv);
+    // sign draws text, which needs a GUI application's font database; the
+    // offscreen platform serves without a display. Other verbs stay plain.
+    std::unique_ptr<QCoreApplication> app;
+    if (argc > 1 && qstrcmp(argv[1], "sign") == 0) {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        // Qt's notes about the session (no XDG_RUNTIME_DIR, say) aren't ours to show.
+        QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false"));
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    }
     QCoreApplication::setApplicationName(QStringLiteral("quirebook-cli"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUIREBOOK_VERSION));
     QStringList arguments = QCoreApplication::arguments();
