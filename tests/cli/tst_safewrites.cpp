@@ -11,6 +11,7 @@
 
 #include <QDir>
 #include <QImageReader>
+#include <QMap>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -147,14 +148,20 @@ Job makeJob(const QString &verb, bool big)
     const auto photoDoc = [big](int pages) {
         return big ? photoPages(pages, QSize(400, 520)) : photoPages(pages);
     };
-    if (verb == QLatin1String("compress") || verb == QLatin1String("protect") ||
-        verb == QLatin1String("unlock")) {
+    static const QMap<QString, QString> suffixes{{"compress", "compressed"},
+                                                 {"protect", "protected"},
+                                                 {"unlock", "unlocked"},
+                                                 {"pages", "edited"},
+                                                 {"sign", "signed"}};
+    if (suffixes.contains(verb)) {
         job.sources = {{QStringLiteral("Trip.pdf"), photoDoc(photos)}};
         job.pages = photos;
-        const QString suffix = verb == QLatin1String("compress")  ? QStringLiteral("compressed")
-                               : verb == QLatin1String("protect") ? QStringLiteral("protected")
-                                                                  : QStringLiteral("unlocked");
-        job.result = QStringLiteral("Trip ") + suffix + QStringLiteral(".pdf");
+        job.result = QStringLiteral("Trip ") + suffixes[verb] + QStringLiteral(".pdf");
+        if (verb == QLatin1String("pages"))
+            job.options = {QStringLiteral("--rotate"), QStringLiteral("90:1-")};
+        else if (verb == QLatin1String("sign"))
+            job.options = {QStringLiteral("--text"), QStringLiteral("Seen"),
+                           QStringLiteral("--page"), QStringLiteral("1-")};
         if (verb == QLatin1String("protect")) {
             job.env[QStringLiteral("QUIREBOOK_NEW_PASSWORD")] = job.password =
                 QStringLiteral("sesame");
@@ -208,8 +215,8 @@ Job makeJob(const QString &verb, bool big)
     return job;
 }
 
-const QStringList kVerbs{"compress", "split",    "merge", "protect",
-                         "unlock",   "pictures", "text",  "searchable"};
+const QStringList kVerbs{"compress", "split", "merge",      "protect", "unlock",
+                         "pictures", "text",  "searchable", "pages",   "sign"};
 
 void writeSources(const Job &job, const QString &dir)
 {
