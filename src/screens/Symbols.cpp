@@ -40,6 +40,10 @@ const QHash<QString, QString> &table()
         {QStringLiteral("trash"), QStringLiteral("user-trash")},
         {QStringLiteral("plus.square.on.square"), QStringLiteral("document-new")},
         {QStringLiteral("arrow.uturn.backward"), QStringLiteral("edit-undo")},
+        {QStringLiteral("textformat"), QStringLiteral("insert-text")},
+        {QStringLiteral("photo"), QStringLiteral("image-x-generic")},
+        {QStringLiteral("chevron.left"), QStringLiteral("go-previous")},
+        {QStringLiteral("chevron.right"), QStringLiteral("go-next")},
     };
     return names;
 }

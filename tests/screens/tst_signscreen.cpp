@@ -1,0 +1,369 @@
+// The Sign & Stamp screen's bindings: the signature menu over the saved
+// signatures, the text popover, Remove, page navigation, the bottom row,
+// drags on the shown page, and a save run to the job bar and onto the disk.
+// The model's geometry rules and the flattening itself: tests/tasks.
+#include "Dialogs.h"
+#include "Fixtures.h"
+#include "PictureFixtures.h"
+#include "ScreenRegistry.h"
+#include "SignModel.h"
+#include "SignPageArea.h"
+#include "SignScreen.h"
+#include "SignatureSheet.h"
+#include "SignatureStore.h"
+#include "Stamps.h"
+#include "Symbols.h"
+#include "Workspace.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Fixtures;
+
+namespace {
+QImage ink(int width, int height)
+{
+    QImage image(width, height, QImage::Format_RGBA8888_Premultiplied);
+    image.fill(Qt::black);
+    return image;
+}
+
+// The texts of a menu's entries, separators as "--".
+QStringList entries(const QMenu *menu)
+{
+    QStringList texts;
+    for (const QAction *action : menu->actions())
+        texts << (action->isSeparator() ? QStringLiteral("--") : action->text());
+    return texts;
+}
+
+// A left-button drag with every move held down, as a hand does it.
+void drag(QWidget *widget, QPointF from, QPointF to)
+{
+    const auto send = [widget](QEvent::Type type, QPointF at, Qt::MouseButton button,
+                               Qt::MouseButtons held) {
+        QMouseEvent event(type, at, widget->mapToGlobal(at), button, held, {});
+        QApplication::sendEvent(widget, &event);
+    };
+    send(QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+    for (int step = 1; step <= 4; ++step)
+        send(QEvent::MouseMove, from + (to - from) * step / 4, Qt::NoButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, to, Qt::LeftButton, Qt::NoButton);
+}
+} // namespace
+
+class TestSignScreen : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QTemporaryDir m_data; // the saved signatures live here
+
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    QString store() const { return SignatureStore::shared().folder(); }
+
+    struct Setup {
+        Workspace ws;
+        ScriptedDialogs dialogs;
+        std::unique_ptr<SignView> screen;
+        SignModel *model = nullptr;
+        SignPageArea *area = nullptr;
+        template <typename T = QWidget> T *part(const char *name) const
+        {
+            return screen->findChild<SignBody *>()->findChild<T *>(QLatin1String(name));
+        }
+    };
+    void open(Setup &s, const QString &name)
+    {
+        s.ws.setDialogs(&s.dialogs);
+        s.ws.add({path(name)});
+        s.screen = std::make_unique<SignView>(s.ws);
+        s.screen->resize(900, 800);
+        s.screen->show();
+        QVERIFY(QTest::qWaitForWindowExposed(s.screen.get()));
+        s.model = &s.screen->model();
+        s.area = s.screen->findChild<SignPageArea *>();
+        QVERIFY(s.area);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_data.path()));
+        QVERIFY(store().startsWith(m_data.path()));
+        Symbols::installTheme();
+        QVERIFY(ScreenRegistry::has(Tool::Sign));
+        writeFile(path(QStringLiteral("contract.pdf")), textPDF(3, QStringLiteral("Contract")));
+        writeFile(path(QStringLiteral("one.pdf")), textPDF(1));
+    }
+    void init()
+    {
+        QDir folder(store());
+        for (const QString &name : folder.entryList(QDir::Files))
+            QVERIFY(folder.remove(name));
+    }
+
+    void signatureMenu_data()
+    {
+        QTest::addColumn<int>("saved");
+        QTest::addColumn<QStringList>("menu");
+        QTest::newRow("none") << 0 << QStringList{"New Signature…"};
+        QTest::newRow("three") << 3
+                               << QStringList{"Use saved signature 1",  "Use saved signature 2",
+                                              "Use saved signature 3",  "--",
+                                              "Delete saved signature", "--",
+                                              "New Signature…"};
+    }
+    void signatureMenu()
+    {
+        QFETCH(int, saved);
+        QFETCH(QStringList, menu);
+        // Oldest first: the widths tell them apart.
+        for (int i = 1; i <= saved; ++i)
+            QVERIFY(ink(100 * i, 50)
+                        .save(QDir(store()).filePath(
+                            QStringLiteral("signature-%1.png").arg(1000 + i))));
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        auto *signatures = s.part<QMenu>("signSignatureMenu");
+        QCOMPARE(entries(signatures), menu);
+        if (saved == 0)
+            return;
+        auto *remove = s.part<QMenu>("signDeleteSaved");
+        QCOMPARE(entries(remove), (QStringList{"Signature 1", "Signature 2", "Signature 3"}));
+
+        signatures->actions().at(1)->trigger();
+        QCOMPARE(s.model->placements().size(), 1);
+        QCOMPARE(s.model->placements()[0].image.width(), 200);
+        QCOMPARE(s.model->placements()[0].bounds.width(), 150.0);
+
+        remove->actions().at(0)->trigger();
+        QTRY_COMPARE(entries(s.part<QMenu>("signDeleteSaved")),
+                     (QStringList{"Signature 1", "Signature 2"}));
+        QCOMPARE(SignatureStore::shared().list().size(), 2);
+        QCOMPARE(SignatureStore::shared().list()[0].image.width(), 200);
+    }
+
+    void newSignature_data()
+    {
+        QTest::addColumn<bool>("remember");
+        QTest::newRow("remembered") << true;
+        QTest::newRow("this time only") << false;
+    }
+    void newSignature()
+    {
+        QFETCH(bool, remember);
+        const auto previous = SignatureSheet::asker();
+        SignatureSheet::asker() = [remember](QWidget *) {
+            return std::optional(SignatureSheet::Result{ink(300, 90), remember});
+        };
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        auto *signatures = s.part<QMenu>("signSignatureMenu");
+        signatures->actions().constLast()->trigger();
+        SignatureSheet::asker() = previous;
+        QCOMPARE(s.model->placements().size(), 1);
+        QCOMPARE(s.model->placements()[0].bounds.size(), QSizeF(150, 45));
+        QCOMPARE(SignatureStore::shared().list().size(), remember ? 1 : 0);
+        QCOMPARE(entries(signatures).contains("Use saved signature 1"), remember);
+    }
+
+    void bottomRow_data()
+    {
+        QTest::addColumn<QList<int>>("pages"); // where stamps go, zero-based
+        QTest::addColumn<QString>("text");
+        QTest::newRow("none") << QList<int>{}
+                              << "Add a signature or some text, then drag it into place. Drag the "
+                                 "corner dot to resize.";
+        QTest::newRow("one") << QList<int>{0} << "1 item placed. Your original file isn't changed.";
+        QTest::newRow("two pages")
+            << QList<int>{0, 1} << "2 items placed. Your original file isn't changed.";
+    }
+    void bottomRow()
+    {
+        QFETCH(QList<int>, pages);
+        QFETCH(QString, text);
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        for (int page : pages) {
+            while (s.model->pageIndex() < page)
+                QTest::mouseClick(s.part<QPushButton>("signNext"), Qt::LeftButton);
+            s.model->add(ink(30, 10), 90);
+        }
+        QCOMPARE(s.part<QLabel>("signSummary")->text(), text);
+        QCOMPARE(s.part<QPushButton>("signSave")->isEnabled(), !pages.isEmpty());
+    }
+
+    void pageButtons_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("nexts");
+        QTest::addColumn<int>("pageDowns");
+        QTest::addColumn<QString>("label");
+        QTest::addColumn<bool>("previous");
+        QTest::addColumn<bool>("next");
+        QTest::newRow("one page") << "one.pdf" << 0 << 0 << "Page 1 of 1" << false << false;
+        QTest::newRow("middle") << "contract.pdf" << 1 << 0 << "Page 2 of 3" << true << true;
+        QTest::newRow("Page Down to the end")
+            << "contract.pdf" << 0 << 5 << "Page 3 of 3" << true << false;
+    }
+    void pageButtons()
+    {
+        QFETCH(QString, file);
+        QFETCH(int, nexts);
+        QFETCH(int, pageDowns);
+        QFETCH(QString, label);
+        QFETCH(bool, previous);
+        QFETCH(bool, next);
+        Setup s;
+        open(s, file);
+        for (int i = 0; i < nexts; ++i)
+            QTest::mouseClick(s.part<QPushButton>("signNext"), Qt::LeftButton);
+        for (int i = 0; i < pageDowns; ++i)
+            QTest::keyClick(s.area, Qt::Key_PageDown);
+        QCOMPARE(s.part<QLabel>("signPageLabel")->text(), label);
+        QCOMPARE(s.part<QPushButton>("signPrevious")->isEnabled(), previous);
+        QCOMPARE(s.part<QPushButton>("signNext")->isEnabled(), next);
+    }
+
+    void textAndRemove()
+    {
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        QTest::mouseClick(s.part<QPushButton>("signText"), Qt::LeftButton);
+        auto *popover = s.screen->findChild<SignBody *>()->textPopover();
+        QTRY_VERIFY(popover->isVisible());
+        auto *field = popover->findChild<QLineEdit *>();
+        QCOMPARE(field->placeholderText(), QStringLiteral("Type something (a name, APPROVED…)"));
+        QVERIFY(!popover->findChild<QPushButton *>("signTextAdd")->isEnabled());
+        QTest::keyClick(field, Qt::Key_Return);
+        QVERIFY(s.model->placements().isEmpty());
+
+        QTest::keyClicks(field, QStringLiteral("APPROVED"));
+        QVERIFY(popover->findChild<QPushButton *>("signTextAdd")->isEnabled());
+        QTest::keyClick(field, Qt::Key_Return);
+        QCOMPARE(s.model->placements().size(), 1);
+        const double width =
+            Stamps::text(QStringLiteral("APPROVED"), 18, Qt::black, false)->width() / 3.0;
+        const QRectF bounds = s.model->placements()[0].bounds;
+        QCOMPARE(bounds.width(), width);
+        QCOMPARE(bounds.center(), QPointF(306, 396)); // the middle of a Letter page
+        QVERIFY(!popover->isVisible());
+        QVERIFY(field->text().isEmpty());
+
+        // Two stamps; Remove takes only the selected (the newer) one.
+        const QUuid first = s.model->placements()[0].id;
+        s.model->add(ink(30, 10), 60);
+        auto *remove = s.part<QPushButton>("signRemove");
+        QVERIFY(remove->isEnabled());
+        QTest::mouseClick(remove, Qt::LeftButton);
+        QCOMPARE(s.model->placements().size(), 1);
+        QCOMPARE(s.model->placements()[0].id, first);
+        QVERIFY(!remove->isEnabled());
+    }
+
+    void picture()
+    {
+        QVERIFY(ink(2000, 1000).save(path(QStringLiteral("photo.png"))));
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        s.dialogs.imageAnswers = {std::nullopt, path(QStringLiteral("photo.png"))};
+        QTest::mouseClick(s.part<QPushButton>("signPicture"), Qt::LeftButton); // cancelled
+        QVERIFY(s.model->placements().isEmpty());
+        QTest::mouseClick(s.part<QPushButton>("signPicture"), Qt::LeftButton);
+        QCOMPARE(s.model->placements().size(), 1);
+        QCOMPARE(s.model->placements()[0].bounds.size(), QSizeF(180, 90));
+        QCOMPARE(s.model->placements()[0].image.width(), 1600);
+    }
+
+    void drags_data()
+    {
+        QTest::addColumn<bool>("corner");
+        QTest::addColumn<QPointF>("by"); // screen points
+        QTest::addColumn<bool>("farOut");
+        QTest::newRow("move") << false << QPointF(60, 30) << false;
+        QTest::newRow("dropped far right") << false << QPointF(2000, 0) << true;
+        QTest::newRow("corner dot") << true << QPointF(75, 10) << false;
+    }
+    void drags()
+    {
+        QFETCH(bool, corner);
+        QFETCH(QPointF, by);
+        QFETCH(bool, farOut);
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        s.model->add(ink(300, 100), 150);
+        const QRectF start = s.model->placements()[0].bounds;
+        s.model->select(std::nullopt);
+        const double scale = s.area->scale();
+        QVERIFY(scale > 0.5);
+        const QRectF shown = s.area->onScreen(start);
+        // Corner dot only on a selected stamp: a click selects it first.
+        if (corner)
+            QTest::mouseClick(s.area, Qt::LeftButton, {}, shown.center().toPoint());
+        const QPointF from = corner ? shown.bottomRight() : shown.center();
+        drag(s.area, from, from + by);
+        const QRectF bounds = s.model->placements()[0].bounds;
+        QCOMPARE(s.model->selected(), s.model->placements()[0].id);
+        if (corner) {
+            const double width = 150 + by.x() / scale;
+            QCOMPARE(bounds.size(), QSizeF(width, width / 3));
+            QCOMPARE(bounds.topLeft() + QPointF(0, bounds.height()),
+                     start.topLeft() + QPointF(0, start.height()));
+        } else if (farOut) {
+            QCOMPARE(bounds, QRectF(612 - 75, start.y(), 150, 50)); // half on the page
+        } else {
+            QCOMPARE(bounds, start.translated(by.x() / scale, -by.y() / scale));
+        }
+        // A click on the page beside the stamp clears the selection.
+        QTest::mouseClick(s.area, Qt::LeftButton, {},
+                          s.area->pageRect().topLeft().toPoint() + QPoint(5, 5));
+        QVERIFY(!s.model->selected());
+    }
+
+    void saves()
+    {
+        Setup s;
+        open(s, QStringLiteral("contract.pdf"));
+        s.model->add(ink(300, 100), 150);
+        QTest::keyClick(s.area, Qt::Key_Left, Qt::ShiftModifier); // ten points to the left
+        const QRectF shown = s.area->onScreen(s.model->placements()[0].bounds);
+        // Screen points to 72-dpi pixels of the page, as laid out now (the job bar takes room).
+        const QPointF pageOrigin = s.area->pageRect().topLeft();
+        const double scale = s.area->scale();
+        const QImage screen = s.area->grab().toImage();
+        const qreal ratio = screen.devicePixelRatio();
+        QVERIFY(qGray(screen.pixel((shown.center() * ratio).toPoint())) < 60);
+        QVERIFY(qGray(screen.pixel(((shown.topLeft() - QPointF(6, 6)) * ratio).toPoint())) > 200);
+
+        auto *save = s.part<QPushButton>("signSave");
+        for (const QString &name :
+             {QStringLiteral("contract signed.pdf"), QStringLiteral("contract signed 2.pdf")}) {
+            QTest::mouseClick(save, Qt::LeftButton);
+            QVERIFY(!save->isEnabled());
+            QTRY_VERIFY_WITH_TIMEOUT(save->isEnabled(), 60000);
+            QCOMPARE(s.part<QLabel>("jobTitle")->text(), QStringLiteral("Saved “%1”").arg(name));
+            QVERIFY(s.part<QPushButton>("jobShow")->isVisible());
+        }
+        // Ink on page 1 of the copy where the stamp was shown (72 dpi: pixels are points).
+        const QByteArray written = readFile(path(QStringLiteral("contract signed.pdf")));
+        const QImage page = popplerRender(written, 1, 72);
+        const auto atPoint = [&](QPointF onScreen) {
+            return qGray(page.pixel(((onScreen - pageOrigin) / scale).toPoint()));
+        };
+        QVERIFY(atPoint(shown.center()) < 60);
+        QVERIFY(atPoint(shown.topLeft() + QPointF(3, 3)) < 60);
+        QVERIFY(atPoint(shown.topLeft() - QPointF(6, 6)) > 200);
+        QVERIFY(atPoint(shown.bottomRight() + QPointF(6, 6)) > 200);
+        QVERIFY(popplerRender(written, 2, 72).pixel(page.rect().center()) == qRgb(255, 255, 255));
+    }
+};
+
+QTEST_MAIN(TestSignScreen)
+#include "tst_signscreen.moc"
