@@ -17,6 +17,23 @@ measure() {
     PEAK_KB=$peak
 }
 
+# Usage: best RUNS OUT command... ; the best wall time of RUNS runs that each
+# write OUT: sets BEST (seconds), PEAK_KB (the peak of all runs) and SIZE (of OUT).
+best() {
+    local runs=$1 out=$2; shift 2
+    local peak=0
+    BEST=""
+    for _ in $(seq "$runs"); do
+        rm -f "$out"
+        measure 1 "$@"
+        if [ -z "$BEST" ] || awk -v a="$SECONDS_MEDIAN" -v b="$BEST" 'BEGIN { exit !(a < b) }'; then
+            BEST=$SECONDS_MEDIAN
+        fi
+        (( PEAK_KB > peak )) && peak=$PEAK_KB
+    done
+    PEAK_KB=$peak; SIZE=$(stat -c %s "$out")
+}
+
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b == 0) print "n/a"; else printf "%.2f", a / b }'; }
 
 need() {

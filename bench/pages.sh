@@ -21,22 +21,6 @@ trap 'rm -rf "$work"' EXIT
 qpdf --empty --pages "$manual" "$manual" "$manual" "$manual" 1-145 -- "$work/in.pdf"
 echo "pages: in.pdf, $(qpdf --show-npages "$work/in.pdf") pages, $(stat -c %s "$work/in.pdf") bytes"
 
-# Usage: best RUNS OUT command... ; sets BEST (seconds), PEAK_KB, SIZE.
-best() {
-  local runs=$1 out=$2; shift 2
-  local peak=0
-  BEST=""
-  for _ in $(seq "$runs"); do
-    rm -f "$out"
-    measure 1 "$@"
-    if [ -z "$BEST" ] || awk -v a="$SECONDS_MEDIAN" -v b="$BEST" 'BEGIN { exit !(a < b) }'; then
-      BEST=$SECONDS_MEDIAN
-    fi
-    (( PEAK_KB > peak )) && peak=$PEAK_KB
-  done
-  PEAK_KB=$peak; SIZE=$(stat -c %s "$out")
-}
-
 printf '%-10s %8s %9s %12s\n' tool seconds peak_MB output_bytes
 declare -A T M S
 for tool in quirebook qpdf; do

@@ -58,22 +58,6 @@ EOF
 place=(--picture "$work/sig.png" --at 360,60 --width 150)
 "$cli" sign -q "$work/blank.pdf" "${place[@]}" -o "$work/stamp.pdf" >/dev/null
 
-# Usage: best RUNS OUT command... ; sets BEST (seconds), PEAK_KB, SIZE.
-best() {
-  local runs=$1 out=$2; shift 2
-  local peak=0
-  BEST=""
-  for _ in $(seq "$runs"); do
-    rm -f "$out"
-    measure 1 "$@"
-    if [ -z "$BEST" ] || awk -v a="$SECONDS_MEDIAN" -v b="$BEST" 'BEGIN { exit !(a < b) }'; then
-      BEST=$SECONDS_MEDIAN
-    fi
-    (( PEAK_KB > peak )) && peak=$PEAK_KB
-  done
-  PEAK_KB=$peak; SIZE=$(stat -c %s "$out")
-}
-
 printf '%-10s %8s %9s %12s\n' tool seconds peak_MB output_bytes
 declare -A T M S
 for tool in quirebook qpdf; do

@@ -24,17 +24,6 @@ const ScreenRegistry::Registration registration(Tool::Pages, [](Workspace &ws, Q
     return new PagesView(ws, parent);
 });
 
-// Clicking a toolbar or footer button leaves the keyboard with the grid, so
-// Delete and Ctrl+Z keep working; Tab still reaches the buttons.
-QPushButton *button(const QString &text, const QString &symbol, const QString &name,
-                    QWidget *parent, const QColor &tint = Theme::secondary())
-{
-    auto *b = symbol.isEmpty() ? new QPushButton(text, parent)
-                               : new QPushButton(Symbols::icon(symbol, tint), text, parent);
-    b->setObjectName(name);
-    b->setFocusPolicy(Qt::TabFocus);
-    return b;
-}
 } // namespace
 
 PagesView::PagesView(Workspace &workspace, QWidget *parent)
@@ -73,26 +62,27 @@ PagesBody::PagesBody(Workspace &workspace, PagesModel &model, Job &job, const PD
     auto *toolbar = new QHBoxLayout;
     toolbar->setContentsMargins(20, 10, 20, 10);
     toolbar->setSpacing(8);
-    auto *rotateLeft = button(Pages::rotateLeft(), QStringLiteral("rotate.left"),
-                              QStringLiteral("pagesRotateLeft"), this);
-    auto *rotateRight = button(Pages::rotateRight(), QStringLiteral("rotate.right"),
-                               QStringLiteral("pagesRotateRight"), this);
-    m_delete = button(Pages::deleteLabel(), QStringLiteral("trash"), QStringLiteral("pagesDelete"),
-                      this, Theme::red());
+    auto *rotateLeft = Theme::toolButton(Pages::rotateLeft(), QStringLiteral("rotate.left"),
+                                         QStringLiteral("pagesRotateLeft"), this);
+    auto *rotateRight = Theme::toolButton(Pages::rotateRight(), QStringLiteral("rotate.right"),
+                                          QStringLiteral("pagesRotateRight"), this);
+    m_delete = Theme::toolButton(Pages::deleteLabel(), QStringLiteral("trash"),
+                                 QStringLiteral("pagesDelete"), this, Theme::red());
     {
         QPalette palette = m_delete->palette();
         palette.setColor(QPalette::Active, QPalette::ButtonText, Theme::red());
         palette.setColor(QPalette::Inactive, QPalette::ButtonText, Theme::red());
         m_delete->setPalette(palette);
     }
-    auto *add = button(Pages::addPagesFrom(), QStringLiteral("plus.square.on.square"),
-                       QStringLiteral("pagesAddFrom"), this);
+    auto *add = Theme::toolButton(Pages::addPagesFrom(), QStringLiteral("plus.square.on.square"),
+                                  QStringLiteral("pagesAddFrom"), this);
     m_addMenu = new QMenu(add);
     m_addMenu->setObjectName(QStringLiteral("pagesAddFromMenu"));
     add->setMenu(m_addMenu);
-    m_undo = button(Pages::undoLabel(), QStringLiteral("arrow.uturn.backward"),
-                    QStringLiteral("pagesUndo"), this);
-    auto *selectAll = button(Pages::selectAll(), {}, QStringLiteral("pagesSelectAll"), this);
+    m_undo = Theme::toolButton(Pages::undoLabel(), QStringLiteral("arrow.uturn.backward"),
+                               QStringLiteral("pagesUndo"), this);
+    auto *selectAll =
+        Theme::toolButton(Pages::selectAll(), {}, QStringLiteral("pagesSelectAll"), this);
     for (QPushButton *b : {rotateLeft, rotateRight, m_delete, add, m_undo})
         toolbar->addWidget(b);
     toolbar->addStretch(1);
@@ -120,9 +110,10 @@ PagesBody::PagesBody(Workspace &workspace, PagesModel &model, Job &job, const PD
     Theme::setTextColor(hint, Theme::secondary());
     footer->addWidget(hint);
     footer->addStretch(1);
-    m_saveSelected = button(Pages::saveSelected(), {}, QStringLiteral("pagesSaveSelected"), this);
+    m_saveSelected =
+        Theme::toolButton(Pages::saveSelected(), {}, QStringLiteral("pagesSaveSelected"), this);
     footer->addWidget(m_saveSelected);
-    m_saveCopy = button(Pages::saveACopy(), {}, QStringLiteral("pagesSaveCopy"), this);
+    m_saveCopy = Theme::toolButton(Pages::saveACopy(), {}, QStringLiteral("pagesSaveCopy"), this);
     m_saveCopy->setDefault(true);
     Theme::makeProminent(m_saveCopy);
     footer->addWidget(m_saveCopy);

@@ -28,15 +28,6 @@ const ScreenRegistry::Registration registration(Tool::Sign, [](Workspace &ws, QW
 
 // Toolbar buttons leave the keyboard with the page, so the arrows and
 // Delete keep reaching the selected stamp; Tab still reaches them.
-QPushButton *button(const QString &text, const QString &symbol, const QString &name,
-                    QWidget *parent, const QColor &tint = Theme::secondary())
-{
-    auto *b = new QPushButton(Symbols::icon(symbol, tint), text, parent);
-    b->setObjectName(name);
-    b->setFocusPolicy(Qt::TabFocus);
-    return b;
-}
-
 QFrame *divider(QWidget *parent)
 {
     auto *line = new QFrame(parent);
@@ -97,17 +88,17 @@ SignBody::SignBody(Workspace &workspace, SignModel &model, SignSaveModel &saver,
     auto *toolbar = new QHBoxLayout;
     toolbar->setContentsMargins(20, 10, 20, 10);
     toolbar->setSpacing(8);
-    auto *signature =
-        button(tr("Signature"), QStringLiteral("signature"), QStringLiteral("signSignature"), this);
+    auto *signature = Theme::toolButton(tr("Signature"), QStringLiteral("signature"),
+                                        QStringLiteral("signSignature"), this);
     m_signatureMenu = new QMenu(signature);
     m_signatureMenu->setObjectName(QStringLiteral("signSignatureMenu"));
     signature->setMenu(m_signatureMenu);
-    m_textButton =
-        button(tr("Text"), QStringLiteral("textformat"), QStringLiteral("signText"), this);
-    auto *picture =
-        button(tr("Picture"), QStringLiteral("photo"), QStringLiteral("signPicture"), this);
-    m_remove = button(tr("Remove"), QStringLiteral("trash"), QStringLiteral("signRemove"), this,
-                      Theme::red());
+    m_textButton = Theme::toolButton(tr("Text"), QStringLiteral("textformat"),
+                                     QStringLiteral("signText"), this);
+    auto *picture = Theme::toolButton(tr("Picture"), QStringLiteral("photo"),
+                                      QStringLiteral("signPicture"), this);
+    m_remove = Theme::toolButton(tr("Remove"), QStringLiteral("trash"),
+                                 QStringLiteral("signRemove"), this, Theme::red());
     {
         QPalette palette = m_remove->palette();
         palette.setColor(QPalette::Active, QPalette::ButtonText, Theme::red());
@@ -117,9 +108,11 @@ SignBody::SignBody(Workspace &workspace, SignModel &model, SignSaveModel &saver,
     for (QPushButton *b : {signature, m_textButton, picture, m_remove})
         toolbar->addWidget(b);
     toolbar->addStretch(1);
-    m_previous = button({}, QStringLiteral("chevron.left"), QStringLiteral("signPrevious"), this);
+    m_previous =
+        Theme::toolButton({}, QStringLiteral("chevron.left"), QStringLiteral("signPrevious"), this);
     m_previous->setToolTip(tr("Previous Page"));
-    m_next = button({}, QStringLiteral("chevron.right"), QStringLiteral("signNext"), this);
+    m_next =
+        Theme::toolButton({}, QStringLiteral("chevron.right"), QStringLiteral("signNext"), this);
     m_next->setToolTip(tr("Next Page"));
     m_pageLabel = new QLabel(this);
     m_pageLabel->setObjectName(QStringLiteral("signPageLabel"));

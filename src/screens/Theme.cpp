@@ -1,5 +1,7 @@
 #include "Theme.h"
 
+#include "Symbols.h"
+
 #include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -133,6 +135,16 @@ QButtonGroup *modePicker(QWidget *panel, QBoxLayout *layout,
     row->addStretch(1);
     layout->addLayout(row);
     return group;
+}
+
+QPushButton *toolButton(const QString &text, const QString &symbol, const QString &objectName,
+                        QWidget *parent, const QColor &tint)
+{
+    auto *b = symbol.isEmpty() ? new QPushButton(text, parent)
+                               : new QPushButton(Symbols::icon(symbol, tint), text, parent);
+    b->setObjectName(objectName);
+    b->setFocusPolicy(Qt::TabFocus);
+    return b;
 }
 
 } // namespace Theme

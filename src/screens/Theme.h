@@ -36,6 +36,12 @@ QFont font(Type type, const QFont &base, bool semibold = false);
 QLabel *label(const QString &text, Type type, QWidget *parent, bool semibold = false);
 void setTextColor(QWidget *widget, const QColor &color);
 
+// A toolbar button with a symbol (none for an empty name) that leaves the
+// keyboard focus where it was when clicked (Tab still reaches it), so the
+// keys of the page grid or the page area keep working.
+QPushButton *toolButton(const QString &text, const QString &symbol, const QString &objectName,
+                        QWidget *parent, const QColor &tint = secondary());
+
 // The filled accent button that marks a screen's main action.
 void makeProminent(QPushButton *button, bool large = false);
 // A segmented picker of joined buttons, the chosen one in the accent's tint,
