@@ -73,6 +73,23 @@ QPDFObjectHandle makeImage(QPDF &q, const QImage &rgba)
 {
     const int w = rgba.width();
     const bool transparent = hasTransparency(rgba);
+    // Where nothing is drawn the colour is free: the ink's mean colour
+    // there, rather than black, keeps a scaled-up stamp from a dark fringe.
+    uchar fill[3] = {0, 0, 0};
+    if (transparent) {
+        quint64 sum[3] = {0, 0, 0}, weight = 0;
+        for (int y = 0; y < rgba.height(); ++y) {
+            const uchar *line = rgba.constScanLine(y);
+            for (int x = 0; x < w; ++x) {
+                const uchar a = line[4 * x + 3];
+                for (int c = 0; c < 3; ++c)
+                    sum[c] += quint64(line[4 * x + c]) * a;
+                weight += a;
+            }
+        }
+        for (int c = 0; c < 3; ++c)
+            fill[c] = weight ? uchar(sum[c] / weight) : 0;
+    }
     Deflater colour, alpha;
     QByteArray row(qsizetype(w) * 3, Qt::Uninitialized);
     QByteArray alphaRow(transparent ? w : 0, Qt::Uninitialized);
@@ -80,9 +97,10 @@ QPDFObjectHandle makeImage(QPDF &q, const QImage &rgba)
         const uchar *line = rgba.constScanLine(y);
         auto *out = reinterpret_cast<uchar *>(row.data());
         for (int x = 0; x < w; ++x) {
-            out[3 * x] = line[4 * x];
-            out[3 * x + 1] = line[4 * x + 1];
-            out[3 * x + 2] = line[4 * x + 2];
+            const uchar *pixel = line[4 * x + 3] ? line + 4 * x : fill;
+            out[3 * x] = pixel[0];
+            out[3 * x + 1] = pixel[1];
+            out[3 * x + 2] = pixel[2];
         }
         colour.write(out, row.size());
         if (transparent) {

@@ -172,6 +172,24 @@ private Q_SLOTS:
                  qPrintable(QColor(border).name()));
     }
 
+    // A small light stamp drawn large: its soft edge blends the ink into the
+    // page, never through black (the colour under transparent pixels).
+    void enlargedEdgesStayLight()
+    {
+        QImage block(24, 8, QImage::Format_ARGB32_Premultiplied);
+        block.fill(Qt::transparent);
+        QPainter(&block).fillRect(2, 2, 20, 4, QColor(255, 220, 0));
+        const QRectF bounds(100, 300, 400, 400.0 / 3);
+        const QByteArray out =
+            flattened(makePDF(numberedPages(1)), {placed(0, bounds, block)}, u"large.pdf"_s);
+        const QImage page = popplerRender(out, 1, 72);
+        int dark = 0;
+        for (int y = int(792 - bounds.bottom()); y < int(792 - bounds.top()); ++y)
+            for (int x = int(bounds.left()); x < int(bounds.right()); ++x)
+                dark += qGreen(page.pixel(x, y)) < 200;
+        QCOMPARE(dark, 0);
+    }
+
     // Placements on pages the document lacks change nothing.
     void placementsElsewhereAreIgnored_data()
     {
