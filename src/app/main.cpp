@@ -13,10 +13,24 @@
 #include <QThreadPool>
 
 #include <csignal>
+#include <cstdio>
 
 #include <unistd.h>
 
 namespace {
+const char *const usage =
+    "Usage: quirebook [FILE...]\n"
+    "Merge, rearrange, split, compress, sign and stamp, make searchable, protect and convert\n"
+    "PDFs and pictures, on your computer. Opens the window with the files given (PDFs and\n"
+    "JPG, PNG or HEIC pictures); a second start hands its files to the window already open.\n"
+    "\n"
+    "Options:\n"
+    "  --selftest   run the built-in self-check without a window and exit with its status\n"
+    "  --help       show this help and exit\n"
+    "  --version    show the version and exit\n"
+    "\n"
+    "quirebook-cli offers every tool to scripts: quirebook-cli --help.\n";
+
 // Interrupted or terminated: the hidden temporary files of running jobs go
 // with the process. Only async-signal-safe calls here.
 extern "C" void onSignal(int signal)
@@ -29,10 +43,21 @@ extern "C" void onSignal(int signal)
 int main(int argc, char *argv[])
 {
     Searchable::limitRecognitionThreads(argv);
-    bool selfTest = false;
-    for (int i = 1; i < argc; ++i)
-        if (qstrcmp(argv[i], "--selftest") == 0)
-            selfTest = true;
+    bool selfTest = false, help = false, version = false;
+    for (int i = 1; i < argc; ++i) {
+        if (qstrcmp(argv[i], "--") == 0)
+            break;
+        selfTest = selfTest || qstrcmp(argv[i], "--selftest") == 0;
+        help = help || qstrcmp(argv[i], "--help") == 0 || qstrcmp(argv[i], "-h") == 0;
+        version = version || qstrcmp(argv[i], "--version") == 0;
+    }
+    if (help || version) {
+        QCoreApplication app(argc, argv);
+        std::fputs(qPrintable(help ? QCoreApplication::translate("main", usage)
+                                   : QStringLiteral("quirebook " QUIREBOOK_VERSION "\n")),
+                   stdout);
+        return 0;
+    }
     if (selfTest) {
         QCoreApplication app(argc, argv);
         return SelfTest::run();

@@ -25,6 +25,27 @@ private Q_SLOTS:
             QVERIFY2(lines[i].startsWith(QLatin1String("PASS ")), qPrintable(lines[i]));
     }
 
+    // --help and --version answer and end; no window opens.
+    void helpAndVersion_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<QString>("starts");
+        QTest::newRow("help") << "--help"
+                              << "Usage: quirebook [FILE...]\n";
+        QTest::newRow("version") << "--version"
+                                 << "quirebook " QUIREBOOK_VERSION "\n";
+    }
+    void helpAndVersion()
+    {
+        QFETCH(QString, argument);
+        QFETCH(QString, starts);
+        const auto result =
+            runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {argument},
+                       {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")}});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY2(result.out.startsWith(starts), qPrintable(result.out));
+    }
+
     // With a value glued on it doesn't: the window starts instead, which in
     // the snapshot mode writes its pictures and ends by itself.
     void onlyTheExactArgumentCounts()
