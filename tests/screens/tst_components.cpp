@@ -14,6 +14,7 @@
 #include "QtDialogs.h"
 #include "Reveal.h"
 #include "RootView.h"
+#include "ScreenParts.h"
 #include "ScreenRegistry.h"
 #include "Sidebar.h"
 #include "Symbols.h"
@@ -44,21 +45,11 @@
 #include <memory>
 
 using namespace Fixtures;
+using namespace ScreenParts;
 
 Q_DECLARE_METATYPE(Tool)
 
 namespace {
-QString labelText(QWidget *parent, const char *name)
-{
-    auto *label = parent->findChild<QLabel *>(QLatin1String(name));
-    return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
-}
-
-template <typename T = QWidget> T *part(QWidget *parent, const char *name)
-{
-    return parent->findChild<T *>(QLatin1String(name));
-}
-
 // A stand-in screen for a tool, so rows can be chosen in this test.
 QWidget *standIn(Workspace &, QWidget *parent)
 {
@@ -155,13 +146,13 @@ private Q_SLOTS:
 
             auto *splitRow = part<QAbstractButton>(&root, "toolRow_split");
             QVERIFY(!splitRow->isEnabled());
-            QTest::mouseClick(splitRow, Qt::LeftButton);
+            click(splitRow);
             QCOMPARE(ws.tool(), Tool::Merge);
             // Each row shows its screen; the file chosen before stays the chosen one.
             for (const auto &[row, tool, screen] :
                  {std::tuple{"toolRow_convert", Tool::Convert, "standIn"},
                   std::tuple{"toolRow_merge", Tool::Merge, "mergeScreen"}}) {
-                QTest::mouseClick(part<QAbstractButton>(&root, row), Qt::LeftButton);
+                click(part<QAbstractButton>(&root, row));
                 QCOMPARE(ws.tool(), tool);
                 QCOMPARE(root.screen()->objectName(), QLatin1String(screen));
                 QCOMPARE(ws.current()->id, ws.files()[1].id);
@@ -187,7 +178,7 @@ private Q_SLOTS:
         QCOMPARE(box->text(), ws.notice().value_or(QString()));
         QCOMPARE(box->buttons().size(), 1);
         QCOMPARE(box->buttons().first()->text(), QStringLiteral("OK"));
-        QTest::mouseClick(box->buttons().first(), Qt::LeftButton);
+        click(box->buttons().first());
         QCOMPARE(ws.notice(), std::nullopt);
         QTRY_VERIFY(!part<QMessageBox>(&root, "noticeAlert"));
     }
@@ -305,7 +296,7 @@ private Q_SLOTS:
         // Only a picture, chosen in the open panel: still the prompt, pictures aren't PDFs here.
         auto *choose = part<QPushButton>(&page, "chooseFiles");
         QCOMPARE(choose->text(), QStringLiteral("Choose Files…"));
-        QTest::mouseClick(choose, Qt::LeftButton);
+        click(choose);
         QCOMPARE(ws.files().size(), 1);
         QVERIFY(page.findChild<EmptyDrop *>());
         QVERIFY(!page.findChild<FileBar *>()->isVisible());
@@ -348,7 +339,7 @@ private Q_SLOTS:
         QVERIFY(description->height() >= description->heightForWidth(description->width()));
         auto *unlock = part<QPushButton>(panel, "enterOwnerPassword");
         QCOMPARE(unlock->text(), QStringLiteral("Enter Owner Password…"));
-        QTest::mouseClick(unlock, Qt::LeftButton);
+        click(unlock);
         QCOMPARE(dialogs.asked.size(), 1);
         QVERIFY(!ws.current()->restricted());
         QCOMPARE(shown(), QStringLiteral("limited.pdf"));
@@ -375,7 +366,7 @@ private Q_SLOTS:
         auto *remove = part<QToolButton>(chips[0], "chipRemove");
         QCOMPARE(remove->toolTip(),
                  QStringLiteral("Remove from Quirebook (the file on disk is untouched)"));
-        QTest::mouseClick(remove, Qt::LeftButton);
+        click(remove);
         QCOMPARE(ws.files().size(), 2);
         QVERIFY(QFileInfo::exists(m_a));
         // The PDF chosen next is marked.
@@ -435,7 +426,7 @@ private Q_SLOTS:
         QTRY_VERIFY(title->height() >= title->heightForWidth(title->width()));
         QVERIFY(title->heightForWidth(title->width()) > title->fontMetrics().height() * 2);
         QVERIFY(!part(&bar, "jobShow")->isVisible());
-        QTest::mouseClick(part<QToolButton>(&bar, "jobClose"), Qt::LeftButton);
+        click(part<QToolButton>(&bar, "jobClose"));
         QVERIFY(std::holds_alternative<Job::Idle>(job.state()));
         QVERIFY(!bar.isVisible());
 
@@ -451,7 +442,7 @@ private Q_SLOTS:
         auto *show = part<QPushButton>(&bar, "jobShow");
         QVERIFY(show->isVisible());
         QCOMPARE(show->text(), QStringLiteral("Show in Folder"));
-        QTest::mouseClick(show, Qt::LeftButton);
+        click(show);
         QCOMPARE(revealed, QStringList{QStringLiteral("/tmp/x.pdf")});
         Reveal::setHandler({});
 
@@ -462,7 +453,7 @@ private Q_SLOTS:
                         QThread::msleep(5);
                     throw PDFError::cancelled();
                 });
-        QTest::mouseClick(part<QPushButton>(&bar, "jobCancel"), Qt::LeftButton);
+        click(part<QPushButton>(&bar, "jobCancel"));
         QTRY_VERIFY(std::holds_alternative<Job::Idle>(job.state()));
         QVERIFY(!bar.isVisible());
     }
@@ -499,7 +490,7 @@ private Q_SLOTS:
             field->insert(QStringLiteral(" ü")); // typed with a compose key
             for (QPushButton *button : alert->findChildren<QPushButton *>())
                 if (button->text() == (accept ? QStringLiteral("Open") : QStringLiteral("Cancel")))
-                    QTest::mouseClick(button, Qt::LeftButton);
+                    click(button);
         });
         QCOMPARE(dialogs.askSecret(prompt), answer);
         QCOMPARE(texts, (QStringList{prompt.message, prompt.informative}));

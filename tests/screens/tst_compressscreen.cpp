@@ -7,6 +7,7 @@
 #include "CompressScreen.h"
 #include "Fixtures.h"
 #include "PictureFixtures.h"
+#include "ScreenParts.h"
 #include "Symbols.h"
 #include "Workspace.h"
 
@@ -18,46 +19,23 @@
 
 using namespace Fixtures;
 
+using namespace ScreenParts;
+
 namespace {
-QWidget *panel(QWidget *screen)
+QList<QWidget *> cards(const CompressScreen &screen)
 {
-    for (QWidget *p : screen->findChildren<QWidget *>(QStringLiteral("compressPanel")))
-        if (!p->isHidden())
-            return p;
-    return nullptr;
-}
-
-QString labelText(QWidget *parent, const char *name)
-{
-    auto *label = parent ? parent->findChild<QLabel *>(QLatin1String(name)) : nullptr;
-    return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
-}
-
-QPushButton *button(QWidget *screen, const char *name)
-{
-    QWidget *p = panel(screen);
-    return p ? p->findChild<QPushButton *>(QLatin1String(name)) : nullptr;
-}
-
-QList<QWidget *> cards(QWidget *screen)
-{
-    return panel(screen)->findChildren<QWidget *>(QStringLiteral("compressLevel"));
+    return rootOf(screen)->findChildren<QWidget *>(QStringLiteral("compressLevel"));
 }
 
 // The levels of the cards drawn as chosen (cards go smallest first, in the
 // order of the levels).
-QList<int> chosen(QWidget *screen)
+QList<int> chosen(const CompressScreen &screen)
 {
     QList<int> levels;
     for (QWidget *card : cards(screen))
         if (card->property("chosen").toBool())
             levels << card->property("level").toInt();
     return levels;
-}
-
-bool finish(CompressScreen &screen)
-{
-    return QTest::qWaitFor([&] { return !screen.model().job().isRunning(); }, 120000);
 }
 } // namespace
 
@@ -84,8 +62,8 @@ private Q_SLOTS:
         CompressScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QCOMPARE(labelText(panel(&screen), "compressSize"), Compress::currentSize(m_photos.size()));
-        const auto shown = cards(&screen);
+        QCOMPARE(labelText(screen, "compressSize"), Compress::currentSize(m_photos.size()));
+        const auto shown = cards(screen);
         const auto expected = Compress::levelCards();
         QCOMPARE(shown.size(), expected.size());
         for (int i = 0; i < shown.size(); ++i) {
@@ -95,23 +73,22 @@ private Q_SLOTS:
             QVERIFY(i == 0 ||
                     (shown[i - 1]->x() < shown[i]->x() && shown[i - 1]->y() == shown[i]->y()));
         }
-        QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::Balanced)});
-        QCOMPARE(labelText(panel(&screen), "compressNote"), Compress::note());
-        QCOMPARE(button(&screen, "compressButton")->text(), Compress::button());
+        QCOMPARE(chosen(screen), QList<int>{int(CompressionLevel::Balanced)});
+        QCOMPARE(labelText(screen, "compressNote"), Compress::note());
+        QCOMPARE(part<QPushButton>(screen, "compressButton")->text(), Compress::button());
 
         for (CompressionLevel level :
              {CompressionLevel::Small, CompressionLevel::Balanced, CompressionLevel::High}) {
-            QTest::mouseClick(cards(&screen)[int(level)], Qt::LeftButton);
+            click(cards(screen)[int(level)]);
             QCOMPARE(screen.model().level(), level);
-            QCOMPARE(chosen(&screen), QList<int>{int(level)});
+            QCOMPARE(chosen(screen), QList<int>{int(level)});
         }
         ws.select(ws.files().last().id);
-        QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::High)});
-        QCOMPARE(labelText(panel(&screen), "compressSize"),
-                 Compress::currentSize(ws.files().last().bytes));
-        QTest::keyClick(cards(&screen)[int(CompressionLevel::Small)], Qt::Key_Space);
+        QCOMPARE(chosen(screen), QList<int>{int(CompressionLevel::High)});
+        QCOMPARE(labelText(screen, "compressSize"), Compress::currentSize(ws.files().last().bytes));
+        QTest::keyClick(cards(screen)[int(CompressionLevel::Small)], Qt::Key_Space);
         QCOMPARE(screen.model().level(), CompressionLevel::Small);
-        QCOMPARE(chosen(&screen), QList<int>{int(CompressionLevel::Small)});
+        QCOMPARE(chosen(screen), QList<int>{int(CompressionLevel::Small)});
     }
 
     // A run at the chosen level to the job bar; choosing another file
@@ -126,29 +103,29 @@ private Q_SLOTS:
         CompressScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QPushButton *compress = button(&screen, "compressButton");
-        QTest::mouseClick(cards(&screen)[int(CompressionLevel::Small)], Qt::LeftButton);
-        QTest::mouseClick(compress, Qt::LeftButton);
+        QPushButton *compress = part<QPushButton>(screen, "compressButton");
+        click(cards(screen)[int(CompressionLevel::Small)]);
+        click(compress);
         QVERIFY(!compress->isEnabled()); // while it runs
-        QCOMPARE(labelText(panel(&screen), "jobText"), QStringLiteral("Compressing…"));
+        QCOMPARE(labelText(screen, "jobText"), QStringLiteral("Compressing…"));
         QVERIFY(finish(screen));
         QVERIFY(compress->isEnabled());
         const QString result = dir.filePath(QStringLiteral("Photos compressed.pdf"));
         const PDFOps::CompressResult sizes{QFileInfo(source).size(), QFileInfo(result).size(),
                                            false};
-        QCOMPARE(labelText(panel(&screen), "jobTitle"),
+        QCOMPARE(labelText(screen, "jobTitle"),
                  Compress::outcome(sizes, QStringLiteral("Photos.pdf"), result).title);
-        QCOMPARE(labelText(panel(&screen), "jobDetail"), QStringLiteral("Photos compressed.pdf"));
+        QCOMPARE(labelText(screen, "jobDetail"), QStringLiteral("Photos compressed.pdf"));
         // The chosen level reached the work: balanced would keep all 1600 pixels.
         const auto images = imagesOf(readFile(result));
         QCOMPARE(images.size(), 2);
         for (const auto &image : images)
             QVERIFY2(image.width < 1600, qPrintable(QString::number(image.width)));
 
-        QVERIFY(button(&screen, "jobShow")->isVisible());
+        QVERIFY(part<QPushButton>(screen, "jobShow")->isVisible());
         ws.select(ws.files().last().id);
         QVERIFY(std::holds_alternative<Job::Idle>(screen.model().job().state()));
-        QVERIFY(!panel(&screen)->findChild<QWidget *>(QStringLiteral("jobBar"))->isVisible());
+        QVERIFY(!part(screen, "jobBar")->isVisible());
     }
 };
 

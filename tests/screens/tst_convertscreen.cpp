@@ -5,6 +5,7 @@
 #include "ConvertModel.h"
 #include "ConvertScreen.h"
 #include "Fixtures.h"
+#include "ScreenParts.h"
 #include "Symbols.h"
 #include "ToolPage.h"
 #include "Workspace.h"
@@ -22,40 +23,7 @@ using Mode = Convert::Mode;
 
 Q_DECLARE_METATYPE(Convert::Mode)
 
-namespace {
-// The content on show is made anew for each file: search only it.
-template <typename T = QWidget> T *part(const ConvertScreen &screen, const char *name)
-{
-    QWidget *content = screen.page()->content();
-    return content ? content->findChild<T *>(QLatin1String(name)) : nullptr;
-}
-
-QString text(const ConvertScreen &screen, const char *name)
-{
-    auto *label = part<QLabel>(screen, name);
-    return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
-}
-
-bool shows(const ConvertScreen &screen, const char *name)
-{
-    auto *w = part(screen, name);
-    return w && w->isVisibleTo(screen.page());
-}
-
-QPushButton *modeButton(const ConvertScreen &screen, Mode mode)
-{
-    for (auto *b :
-         screen.page()->content()->findChildren<QPushButton *>(QStringLiteral("convertMode")))
-        if (b->property("mode").toInt() == int(mode))
-            return b;
-    return nullptr;
-}
-
-bool finish(const ConvertScreen &screen)
-{
-    return QTest::qWaitFor([&] { return !screen.model().job().isRunning(); }, 120000);
-}
-} // namespace
+using namespace ScreenParts;
 
 class TestConvertScreen : public QObject {
     Q_OBJECT
@@ -82,9 +50,9 @@ private Q_SLOTS:
     {
         Workspace ws;
         const auto screen = screenFor(ws, QStringLiteral("modes"), {QStringLiteral("Report.pdf")});
-        QVERIFY(modeButton(*screen, Mode::Images)->isChecked());
+        QVERIFY(modeButton(*screen, "convertMode", Mode::Images)->isChecked());
         for (const Mode mode : Convert::kModes)
-            QCOMPARE(modeButton(*screen, mode)->text(), Convert::label(mode));
+            QCOMPARE(modeButton(*screen, "convertMode", mode)->text(), Convert::label(mode));
         auto *format = part<QComboBox>(*screen, "convertFormat");
         auto *quality = part<QComboBox>(*screen, "convertQuality");
         QCOMPARE((QStringList{format->itemText(0), format->itemText(1)}),
@@ -99,14 +67,14 @@ private Q_SLOTS:
             quality->setCurrentIndex(i);
             QCOMPARE(screen->model().dpi(), choices[i].dpi);
         }
-        QCOMPARE(text(*screen, "convertPicturesNote"), Convert::picturesNote());
-        QCOMPARE(text(*screen, "convertTextNote"), Convert::textNote());
+        QCOMPARE(labelText(*screen, "convertPicturesNote"), Convert::picturesNote());
+        QCOMPARE(labelText(*screen, "convertTextNote"), Convert::textNote());
         QCOMPARE(part<QPushButton>(*screen, "savePicturesButton")->text(),
                  Convert::savePicturesTitle());
         QCOMPARE(part<QPushButton>(*screen, "saveTextButton")->text(), Convert::saveTextTitle());
 
         for (const Mode mode : {Mode::Text, Mode::Images}) {
-            QTest::mouseClick(modeButton(*screen, mode), Qt::LeftButton);
+            click(modeButton(*screen, "convertMode", mode));
             QCOMPARE(screen->model().mode(), mode);
             for (const char *name :
                  {"convertFormat", "convertQuality", "convertPicturesNote", "savePicturesButton"})
@@ -128,31 +96,31 @@ private Q_SLOTS:
         part<QComboBox>(*screen, "convertQuality")->setCurrentIndex(0);
         QCOMPARE(screen->model().format(), PDFOps::ImageFormat::Jpeg);
         auto *save = part<QPushButton>(*screen, "savePicturesButton");
-        QTest::mouseClick(save, Qt::LeftButton);
+        click(save);
         const QString folder = m_dir.filePath(QStringLiteral("runs/A pictures"));
         QVERIFY(QFileInfo(folder).isDir());
         QVERIFY(!save->isEnabled());
-        QCOMPARE(text(*screen, "jobText"), QStringLiteral("Saving…"));
+        QCOMPARE(labelText(*screen, "jobText"), QStringLiteral("Saving…"));
         QVERIFY(finish(*screen));
-        QCOMPARE(text(*screen, "jobTitle"), QStringLiteral("Saved 2 pictures"));
+        QCOMPARE(labelText(*screen, "jobTitle"), QStringLiteral("Saved 2 pictures"));
         QVERIFY(save->isEnabled());
         QImageReader reader(folder + QStringLiteral("/A page 2.jpg"));
         QCOMPARE(reader.format(), QByteArray("jpeg"));
         QVERIFY2(qAbs(reader.size().width() - 612) <= 1, // 612 points at 72 dpi
                  qPrintable(QString::number(reader.size().width())));
 
-        QTest::mouseClick(modeButton(*screen, Mode::Text), Qt::LeftButton);
+        click(modeButton(*screen, "convertMode", Mode::Text));
         ws.select(ws.pdfs().last().id);
         QVERIFY(std::holds_alternative<Job::Idle>(screen->model().job().state()));
         QTRY_VERIFY(screen->page()->content() && !shows(*screen, "jobBar"));
-        QVERIFY(modeButton(*screen, Mode::Text)->isChecked());
+        QVERIFY(modeButton(*screen, "convertMode", Mode::Text)->isChecked());
         QVERIFY(shows(*screen, "saveTextButton"));
         QCOMPARE(part<QComboBox>(*screen, "convertFormat")->currentText(), QStringLiteral("JPEG"));
         QCOMPARE(part<QComboBox>(*screen, "convertQuality")->currentIndex(), 0);
-        QTest::mouseClick(part<QPushButton>(*screen, "saveTextButton"), Qt::LeftButton);
-        QCOMPARE(text(*screen, "jobText"), QStringLiteral("Reading…"));
+        click(part<QPushButton>(*screen, "saveTextButton"));
+        QCOMPARE(labelText(*screen, "jobText"), QStringLiteral("Reading…"));
         QVERIFY(finish(*screen));
-        QCOMPARE(text(*screen, "jobTitle"), QStringLiteral("Saved “B.txt”"));
+        QCOMPARE(labelText(*screen, "jobTitle"), QStringLiteral("Saved “B.txt”"));
     }
 
     // The source's folder has gone after the file was opened: each mode's
@@ -176,12 +144,12 @@ private Q_SLOTS:
         Workspace ws;
         const auto screen = screenFor(ws, folder, {QStringLiteral("Report.pdf")});
         QVERIFY(QDir(m_dir.filePath(folder)).removeRecursively());
-        QTest::mouseClick(modeButton(*screen, mode), Qt::LeftButton);
+        click(modeButton(*screen, "convertMode", mode));
         QTest::mouseClick(part<QPushButton>(*screen, mode == Mode::Images ? "savePicturesButton"
                                                                           : "saveTextButton"),
                           Qt::LeftButton);
         QVERIFY(shows(*screen, "jobBar"));
-        QCOMPARE(text(*screen, "jobTitle"), message);
+        QCOMPARE(labelText(*screen, "jobTitle"), message);
     }
 };
 

@@ -10,6 +10,7 @@
 #include "MergeModel.h"
 #include "MergeScreen.h"
 #include "PictureFixtures.h"
+#include "ScreenParts.h"
 #include "Symbols.h"
 #include "Workspace.h"
 
@@ -25,14 +26,9 @@
 #include <QToolButton>
 
 using namespace Fixtures;
+using namespace ScreenParts;
 
 namespace {
-QString labelText(QWidget *parent, const char *name)
-{
-    auto *label = parent->findChild<QLabel *>(QLatin1String(name));
-    return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
-}
-
 // The rows on show, in order (rows replaced by a rebuild linger until deleted, out of the layout).
 QList<QWidget *> rows(QWidget *screen)
 {
@@ -130,12 +126,10 @@ private Q_SLOTS:
                          ->property("restricted")
                          .toBool(),
                      restricted);
-            QCOMPARE(shown[i]->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword")) !=
-                         nullptr,
-                     restricted);
+            QCOMPARE(part<QPushButton>(shown[i], "rowOwnerPassword") != nullptr, restricted);
         }
         QCOMPARE(labelText(&screen, "mergeSummary"), summary);
-        auto *merge = screen.findChild<QPushButton *>(QStringLiteral("mergeButton"));
+        auto *merge = part<QPushButton>(&screen, "mergeButton");
         QCOMPARE(merge->text(), QStringLiteral("Merge…"));
         QCOMPARE(merge->isEnabled(), enabled);
         auto *bannerWidget = screen.findChild<Banner *>();
@@ -149,12 +143,12 @@ private Q_SLOTS:
         auto *unlock = row(&screen, QStringLiteral("Limited.pdf"))
                            ->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword"));
         QCOMPARE(unlock->text(), QStringLiteral("Enter Owner Password…"));
-        QTest::mouseClick(unlock, Qt::LeftButton);
+        click(unlock);
         QCOMPARE(dialogs.asked.size(), 1);
         QVERIFY(!bannerWidget->isVisible());
         QVERIFY(merge->isEnabled());
         QWidget *unlocked = row(&screen, QStringLiteral("Limited.pdf"));
-        QVERIFY(!unlocked->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword")));
+        QVERIFY(!part<QPushButton>(unlocked, "rowOwnerPassword"));
         QCOMPARE(
             labelText(unlocked, "rowCaption"),
             QStringLiteral("2 pages · ") +
@@ -174,9 +168,8 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
         auto *prompt = screen.findChild<EmptyDrop *>();
         QVERIFY(prompt->isVisible());
-        QVERIFY(!screen.findChild<QPushButton *>(QStringLiteral("mergeButton"))->isVisible());
-        QTest::mouseClick(prompt->findChild<QPushButton *>(QStringLiteral("chooseFiles")),
-                          Qt::LeftButton);
+        QVERIFY(!part<QPushButton>(&screen, "mergeButton")->isVisible());
+        QTest::mouseClick(part<QPushButton>(prompt, "chooseFiles"), Qt::LeftButton);
         QVERIFY(!prompt->isVisible());
         QTest::mouseClick(row(&screen, QStringLiteral("Report.pdf"))
                               ->findChild<QToolButton *>(QStringLiteral("rowRemove")),
@@ -252,23 +245,23 @@ private Q_SLOTS:
         MergeScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        auto *add = screen.findChild<QPushButton *>(QStringLiteral("mergeAddFiles"));
+        auto *add = part<QPushButton>(&screen, "mergeAddFiles");
         QCOMPARE(add->text(), QStringLiteral("Add Files"));
-        QTest::mouseClick(add, Qt::LeftButton);
-        auto *merge = screen.findChild<QPushButton *>(QStringLiteral("mergeButton"));
-        QTest::mouseClick(merge, Qt::LeftButton);
+        click(add);
+        auto *merge = part<QPushButton>(&screen, "mergeButton");
+        click(merge);
         // The panel opens in the first file's folder with the suggested name; cancelled, nothing
         // starts.
         QCOMPARE(dialogs.saveProposals, QStringList{QFileInfo(m_dir.path()).absoluteFilePath() +
                                                     u'|' + "Annex merged.pdf"});
         QVERIFY(std::holds_alternative<Job::Idle>(screen.model().job().state()));
-        QVERIFY(!screen.findChild<QWidget *>(QStringLiteral("jobBar"))->isVisible());
-        QTest::mouseClick(merge, Qt::LeftButton);
+        QVERIFY(!part(&screen, "jobBar")->isVisible());
+        click(merge);
         QVERIFY(!merge->isEnabled()); // while it runs
         // The job keeps the list it was started with.
         ws.remove(ws.files()[1].id);
         ws.add(paths({"Single.pdf"}));
-        QTRY_VERIFY_WITH_TIMEOUT(!screen.model().job().isRunning(), 60000);
+        QVERIFY(finish(screen, 60000));
         QCOMPARE(labelText(&screen, "jobTitle"), QStringLiteral("Merged 6 pages"));
         QCOMPARE(labelText(&screen, "jobDetail"),
                  QStringLiteral("Together.pdf · ") + Format::bytes(QFileInfo(destination).size()));
@@ -280,7 +273,7 @@ private Q_SLOTS:
             texts << text.trimmed();
         QCOMPARE(texts,
                  (QStringList{"Annex 1", "Annex 2", "", "Report 1", "Report 2", "Report 3"}));
-        QVERIFY(screen.findChild<QPushButton *>(QStringLiteral("jobShow"))->isVisible());
+        QVERIFY(part<QPushButton>(&screen, "jobShow")->isVisible());
     }
 };
 

@@ -8,6 +8,7 @@
 #include "PagesGrid.h"
 #include "PagesModel.h"
 #include "PagesScreen.h"
+#include "ScreenParts.h"
 #include "Symbols.h"
 #include "Workspace.h"
 
@@ -23,15 +24,9 @@
 
 using namespace Fixtures;
 
-namespace {
-template <typename T = QWidget> T *control(QWidget *screen, const char *name)
-{
-    for (auto *body : screen->findChildren<PagesBody *>())
-        if (!body->isHidden())
-            return body->findChild<T *>(QLatin1String(name));
-    return nullptr;
-}
+using namespace ScreenParts;
 
+namespace {
 void click(PagesGrid *grid, int index, Qt::KeyboardModifiers modifiers = {})
 {
     QTest::mouseClick(grid->viewport(), Qt::LeftButton, modifiers, grid->cellRect(index).center());
@@ -53,22 +48,16 @@ class TestPagesScreen : public QObject {
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
     // The screen over Doc.pdf (5 pages), laid out.
-    struct Setup {
-        Workspace ws;
-        ScriptedDialogs dialogs;
-        std::unique_ptr<PagesView> screen;
+    struct Setup : Shown<PagesView> {
         PagesGrid *grid = nullptr;
     };
     void open(Setup &s, const QStringList &names)
     {
-        s.ws.setDialogs(&s.dialogs);
+        QStringList paths;
         for (const QString &name : names)
-            s.ws.add({path(name)});
-        s.screen = std::make_unique<PagesView>(s.ws);
-        s.screen->resize(1000, 800);
-        s.screen->show();
-        QVERIFY(QTest::qWaitForWindowExposed(s.screen.get()));
-        s.grid = control<PagesGrid>(s.screen.get(), "pagesGrid");
+            paths << path(name);
+        QVERIFY(s.open(paths, {1000, 800}));
+        s.grid = part<PagesGrid>(*s.screen, "pagesGrid");
         QVERIFY(s.grid);
     }
 
@@ -109,46 +98,46 @@ private Q_SLOTS:
         QFETCH(bool, canDelete);
         Setup s;
         open(s, {QStringLiteral("Doc.pdf")});
-        QWidget *screen = s.screen.get();
+        const PagesView &screen = *s.screen;
         for (int index : clicks)
             click(s.grid, index);
         if (shiftClick >= 0)
             click(s.grid, shiftClick, Qt::ShiftModifier);
         if (selectAll)
-            QTest::mouseClick(control<QPushButton>(screen, "pagesSelectAll"), Qt::LeftButton);
-        QCOMPARE(control<QLabel>(screen, "pagesSummary")->text(), summary);
-        QCOMPARE(control(screen, "pagesDelete")->isEnabled(), canDelete);
-        QCOMPARE(control(screen, "pagesSaveSelected")->isEnabled(),
+            click(part<QPushButton>(screen, "pagesSelectAll"));
+        QCOMPARE(part<QLabel>(screen, "pagesSummary")->text(), summary);
+        QCOMPARE(part(screen, "pagesDelete")->isEnabled(), canDelete);
+        QCOMPARE(part(screen, "pagesSaveSelected")->isEnabled(),
                  !s.screen->model().selected().isEmpty());
-        QVERIFY(control(screen, "pagesSaveCopy")->isEnabled());
+        QVERIFY(part(screen, "pagesSaveCopy")->isEnabled());
         // Nothing edited yet: nothing to undo, no caption about bookmarks.
-        QVERIFY(!control(screen, "pagesUndo")->isEnabled());
-        QVERIFY(!control(screen, "pagesBookmarksCaption")->isVisible());
+        QVERIFY(!part(screen, "pagesUndo")->isEnabled());
+        QVERIFY(!part(screen, "pagesBookmarksCaption")->isVisible());
     }
 
     void editsThroughTheToolbarAndKeys()
     {
         Setup s;
         open(s, {QStringLiteral("Doc.pdf")});
-        QWidget *screen = s.screen.get();
+        const PagesView &screen = *s.screen;
         PagesModel &model = s.screen->model();
         // Nothing selected: a turn goes to every page.
-        QTest::mouseClick(control<QPushButton>(screen, "pagesRotateLeft"), Qt::LeftButton);
+        click(part<QPushButton>(screen, "pagesRotateLeft"));
         for (const auto &item : model.items())
             QCOMPARE(item.extra, 270);
-        QVERIFY(control(screen, "pagesUndo")->isEnabled());
-        auto *caption = control<QLabel>(screen, "pagesBookmarksCaption");
+        QVERIFY(part(screen, "pagesUndo")->isEnabled());
+        auto *caption = part<QLabel>(screen, "pagesBookmarksCaption");
         QVERIFY(caption->isVisible());
         QCOMPARE(caption->text(), Pages::bookmarksCaption());
 
         click(s.grid, 1);
         click(s.grid, 3);
-        QTest::mouseClick(control<QPushButton>(screen, "pagesRotateRight"), Qt::LeftButton);
+        click(part<QPushButton>(screen, "pagesRotateRight"));
         QCOMPARE(model.items()[1].extra, 0);
         QCOMPARE(model.items()[0].extra, 270);
         QTest::keyClick(s.grid, Qt::Key_Delete);
         QCOMPARE(pages(model), (QStringList{"Doc 1", "Doc 3", "Doc 5"}));
-        QCOMPARE(control<QLabel>(screen, "pagesSummary")->text(), QStringLiteral("3 pages"));
+        QCOMPARE(part<QLabel>(screen, "pagesSummary")->text(), QStringLiteral("3 pages"));
         QTest::keyClick(s.grid, Qt::Key_Z, Qt::ControlModifier);
         QCOMPARE(model.items().size(), 5);
         // Every page selected, Backspace (like the button) deletes nothing.
@@ -159,10 +148,10 @@ private Q_SLOTS:
         click(s.grid, 4);
         QTest::keyClick(s.grid, Qt::Key_Backspace);
         QCOMPARE(model.items().size(), 1);
-        QTest::mouseClick(control<QPushButton>(screen, "pagesUndo"), Qt::LeftButton);
-        QTest::mouseClick(control<QPushButton>(screen, "pagesUndo"), Qt::LeftButton);
-        QTest::mouseClick(control<QPushButton>(screen, "pagesUndo"), Qt::LeftButton);
-        QVERIFY(!control(screen, "pagesUndo")->isEnabled());
+        click(part<QPushButton>(screen, "pagesUndo"));
+        click(part<QPushButton>(screen, "pagesUndo"));
+        click(part<QPushButton>(screen, "pagesUndo"));
+        QVERIFY(!part(screen, "pagesUndo")->isEnabled());
         QVERIFY(!caption->isVisible());
         QCOMPARE(model.items()[0].extra, 0);
     }
@@ -173,7 +162,7 @@ private Q_SLOTS:
         open(s, {QStringLiteral("Doc.pdf"), QStringLiteral("Photo.png"),
                  QStringLiteral("Limited.pdf"), QStringLiteral("Other.pdf")});
         s.dialogs.openAnswers = {{path(QStringLiteral("Third.pdf"))}};
-        auto *menu = control<QPushButton>(s.screen.get(), "pagesAddFrom")->menu();
+        auto *menu = part<QPushButton>(*s.screen, "pagesAddFrom")->menu();
         Q_EMIT menu->aboutToShow();
         QStringList entries;
         for (QAction *action : menu->actions())
@@ -185,8 +174,7 @@ private Q_SLOTS:
         QCOMPARE(pages(s.screen->model()),
                  (QStringList{"Doc 1", "Doc 2", "Doc 3", "Doc 4", "Doc 5", "Other 1", "Other 2",
                               "Third 1", "Third 2", "Third 3"}));
-        QCOMPARE(control<QLabel>(s.screen.get(), "pagesSummary")->text(),
-                 QStringLiteral("10 pages"));
+        QCOMPARE(part<QLabel>(*s.screen, "pagesSummary")->text(), QStringLiteral("10 pages"));
     }
 
     void dropReorders_data()
@@ -230,20 +218,20 @@ private Q_SLOTS:
         Setup s;
         s.dialogs.saveAnswers = {std::nullopt, destination}; // cancelled, then answered
         open(s, {QStringLiteral("Doc.pdf")});
-        QWidget *screen = s.screen.get();
+        const PagesView &screen = *s.screen;
         click(s.grid, 3);
         click(s.grid, 1);
-        auto *save = control<QPushButton>(screen, "pagesSaveSelected");
-        QTest::mouseClick(save, Qt::LeftButton);
+        auto *save = part<QPushButton>(screen, "pagesSaveSelected");
+        click(save);
         QCOMPARE(s.dialogs.saveProposals, QStringList{QFileInfo(m_dir.path()).absoluteFilePath() +
                                                       u'|' + "Doc selection.pdf"});
         QVERIFY(std::holds_alternative<Job::Idle>(s.screen->job().state()));
-        QTest::mouseClick(save, Qt::LeftButton);
+        click(save);
         QVERIFY(!save->isEnabled()); // while it runs
-        QVERIFY(!control(screen, "pagesSaveCopy")->isEnabled());
-        QTRY_VERIFY_WITH_TIMEOUT(!s.screen->job().isRunning(), 60000);
-        QCOMPARE(control<QLabel>(screen, "jobTitle")->text(), QStringLiteral("Saved 2 pages"));
-        QCOMPARE(control<QLabel>(screen, "jobDetail")->text().section(u' ', 0, 0),
+        QVERIFY(!part(screen, "pagesSaveCopy")->isEnabled());
+        QVERIFY(finish(s.screen->job(), 60000));
+        QCOMPARE(part<QLabel>(screen, "jobTitle")->text(), QStringLiteral("Saved 2 pages"));
+        QCOMPARE(part<QLabel>(screen, "jobDetail")->text().section(u' ', 0, 0),
                  QStringLiteral("Picked.pdf"));
         QFile written(destination);
         QVERIFY(written.open(QIODevice::ReadOnly));

@@ -9,6 +9,7 @@
 #include "ProtectChecks.h"
 #include "ProtectModel.h"
 #include "ProtectScreen.h"
+#include "ScreenParts.h"
 #include "Symbols.h"
 #include "ToolPage.h"
 #include "Workspace.h"
@@ -24,6 +25,7 @@
 
 using namespace Fixtures;
 using namespace ProtectChecks;
+using namespace ScreenParts;
 
 namespace {
 
@@ -36,17 +38,6 @@ void type(QLineEdit *field, const QString &text)
         else
             QTest::sendKeyEvent(QTest::Click, field, Qt::Key_unknown, QString(ch), Qt::NoModifier);
     }
-}
-
-// A click on a toggle's box (the widget is wider than what takes clicks).
-void toggle(QCheckBox *box)
-{
-    QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
-}
-
-void click(QPushButton *button)
-{
-    QTest::mouseClick(button, Qt::LeftButton);
 }
 
 } // namespace
@@ -77,44 +68,10 @@ class TestProtectScreen : public QObject {
 
     ProtectModel &model() const { return m_screen->model(); }
 
-    // A widget of the panel on show (panels of files chosen before linger
-    // until deleted, so search the current one only).
-    template <typename T = QWidget> T *part(const char *name) const
-    {
-        QWidget *content = m_screen->page()->content();
-        return content ? content->findChild<T *>(QLatin1String(name)) : nullptr;
-    }
-
-    QString text(const char *name) const
-    {
-        auto *label = part<QLabel>(name);
-        return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
-    }
-
-    bool shows(const char *name) const
-    {
-        auto *w = part(name);
-        return w && w->isVisibleTo(m_screen->page());
-    }
-
-    QPushButton *modeButton(Protect::Mode mode) const
-    {
-        for (auto *b : m_screen->page()->content()->findChildren<QPushButton *>(
-                 QStringLiteral("protectMode")))
-            if (b->property("mode").toInt() == int(mode))
-                return b;
-        return nullptr;
-    }
-
     void typeBoth(const QString &password)
     {
-        type(part<QLineEdit>("protectPassword"), password);
-        type(part<QLineEdit>("protectPasswordAgain"), password);
-    }
-
-    bool finish()
-    {
-        return QTest::qWaitFor([this] { return !model().job().isRunning(); }, 60000);
+        type(part<QLineEdit>(*m_screen, "protectPassword"), password);
+        type(part<QLineEdit>(*m_screen, "protectPasswordAgain"), password);
     }
 
 private Q_SLOTS:
@@ -137,23 +94,27 @@ private Q_SLOTS:
     void addModeTexts()
     {
         show({QStringLiteral("Report.pdf")});
-        QVERIFY(modeButton(Protect::Mode::Add)->isChecked());
-        QCOMPARE(modeButton(Protect::Mode::Add)->text(), QStringLiteral("Add a password"));
-        QCOMPARE(modeButton(Protect::Mode::Remove)->text(), QStringLiteral("Remove the password"));
-        QCOMPARE(part<QCheckBox>("protectPrinting")->text(), QStringLiteral("Allow printing"));
-        QCOMPARE(part<QCheckBox>("protectCopying")->text(),
+        QVERIFY(modeButton(*m_screen, "protectMode", Protect::Mode::Add)->isChecked());
+        QCOMPARE(modeButton(*m_screen, "protectMode", Protect::Mode::Add)->text(),
+                 QStringLiteral("Add a password"));
+        QCOMPARE(modeButton(*m_screen, "protectMode", Protect::Mode::Remove)->text(),
+                 QStringLiteral("Remove the password"));
+        QCOMPARE(part<QCheckBox>(*m_screen, "protectPrinting")->text(),
+                 QStringLiteral("Allow printing"));
+        QCOMPARE(part<QCheckBox>(*m_screen, "protectCopying")->text(),
                  QStringLiteral("Allow copying text and pictures"));
-        QVERIFY(part<QCheckBox>("protectPrinting")->isChecked());
-        QVERIFY(part<QCheckBox>("protectCopying")->isChecked());
+        QVERIFY(part<QCheckBox>(*m_screen, "protectPrinting")->isChecked());
+        QVERIFY(part<QCheckBox>(*m_screen, "protectCopying")->isChecked());
         QCOMPARE(
-            text("protectNote"),
+            labelText(*m_screen, "protectNote"),
             QStringLiteral("Anyone opening the file needs this password. If you forget it, nobody "
                            "can open the file, so keep it somewhere safe."));
-        QCOMPARE(text("protectMismatch"), QStringLiteral("The two passwords are different."));
-        QCOMPARE(part<QPushButton>("protectButton")->text(), QStringLiteral("Protect"));
-        QVERIFY(shows("protectAdd"));
-        QVERIFY(!shows("protectRemove"));
-        QVERIFY(!shows("jobBar"));
+        QCOMPARE(labelText(*m_screen, "protectMismatch"),
+                 QStringLiteral("The two passwords are different."));
+        QCOMPARE(part<QPushButton>(*m_screen, "protectButton")->text(), QStringLiteral("Protect"));
+        QVERIFY(shows(*m_screen, "protectAdd"));
+        QVERIFY(!shows(*m_screen, "protectRemove"));
+        QVERIFY(!shows(*m_screen, "jobBar"));
     }
 
     void removeMode_data()
@@ -169,20 +130,20 @@ private Q_SLOTS:
         QFETCH(bool, offer);
         show({file});
         QCOMPARE(m_ws->pdfs().size(), 1);
-        click(modeButton(Protect::Mode::Remove));
+        click(modeButton(*m_screen, "protectMode", Protect::Mode::Remove));
         QCOMPARE(model().request().mode, Protect::Mode::Remove);
-        QVERIFY(!shows("protectAdd"));
-        QVERIFY(shows("protectRemove"));
-        QCOMPARE(shows("banner"), !offer);
-        QCOMPARE(text("bannerText"), QStringLiteral("This file has no password."));
+        QVERIFY(!shows(*m_screen, "protectAdd"));
+        QVERIFY(shows(*m_screen, "protectRemove"));
+        QCOMPARE(shows(*m_screen, "banner"), !offer);
+        QCOMPARE(labelText(*m_screen, "bannerText"), QStringLiteral("This file has no password."));
         QVERIFY(!Symbols::pixmap(Protect::noPasswordSymbol(), 18, Qt::blue).isNull());
-        QCOMPARE(shows("protectRemoveText"), offer);
+        QCOMPARE(shows(*m_screen, "protectRemoveText"), offer);
         QCOMPARE(
-            text("protectRemoveText"),
+            labelText(*m_screen, "protectRemoveText"),
             QStringLiteral("You opened this file with its password. Quirebook will save a copy "
                            "that opens without one."));
-        QCOMPARE(shows("removePasswordButton"), offer);
-        QCOMPARE(part<QPushButton>("removePasswordButton")->text(),
+        QCOMPARE(shows(*m_screen, "removePasswordButton"), offer);
+        QCOMPARE(part<QPushButton>(*m_screen, "removePasswordButton")->text(),
                  QStringLiteral("Remove Password"));
         QCOMPARE(model().canRemove(), offer);
     }
@@ -194,31 +155,31 @@ private Q_SLOTS:
     void protectRun()
     {
         show({QStringLiteral("Report.pdf")});
-        auto *field = part<QLineEdit>("protectPassword");
-        auto *again = part<QLineEdit>("protectPasswordAgain");
-        auto *protect = part<QPushButton>("protectButton");
+        auto *field = part<QLineEdit>(*m_screen, "protectPassword");
+        auto *again = part<QLineEdit>(*m_screen, "protectPasswordAgain");
+        auto *protect = part<QPushButton>(*m_screen, "protectButton");
         QCOMPARE(field->echoMode(), QLineEdit::Password);
         QCOMPARE(again->echoMode(), QLineEdit::Password);
         const QString password = QStringLiteral("пароль €");
         type(field, password);
-        QVERIFY(!shows("protectMismatch"));
+        QVERIFY(!shows(*m_screen, "protectMismatch"));
         QVERIFY(!protect->isEnabled());
         type(again, QStringLiteral("x"));
         QCOMPARE(model().request().password, password);
         QCOMPARE(model().passwordAgain(), QStringLiteral("x"));
-        QVERIFY(shows("protectMismatch"));
+        QVERIFY(shows(*m_screen, "protectMismatch"));
         QVERIFY(!protect->isEnabled());
         QTest::keyClick(again, Qt::Key_Return);
         QVERIFY(std::holds_alternative<Job::Idle>(model().job().state()));
         again->clear();
         type(again, password);
-        QVERIFY(!shows("protectMismatch"));
+        QVERIFY(!shows(*m_screen, "protectMismatch"));
         QVERIFY(protect->isEnabled());
 
-        toggle(part<QCheckBox>("protectPrinting"));
+        toggle(part<QCheckBox>(*m_screen, "protectPrinting"));
         QVERIFY(!model().request().allowPrinting && model().request().allowCopying);
-        toggle(part<QCheckBox>("protectPrinting"));
-        toggle(part<QCheckBox>("protectCopying"));
+        toggle(part<QCheckBox>(*m_screen, "protectPrinting"));
+        toggle(part<QCheckBox>(*m_screen, "protectCopying"));
         QVERIFY(model().request().allowPrinting && !model().request().allowCopying);
 
         click(protect);
@@ -228,9 +189,9 @@ private Q_SLOTS:
         QCOMPARE(again->text(), QString());
         QVERIFY(model().request().password.isEmpty() && model().passwordAgain().isEmpty());
         QVERIFY(!protect->isEnabled());
-        QVERIFY(finish());
-        QCOMPARE(text("jobTitle"), QStringLiteral("Saved “Report protected.pdf”"));
-        QVERIFY(shows("jobShow"));
+        QVERIFY(finish(*m_screen, 60000));
+        QCOMPARE(labelText(*m_screen, "jobTitle"), QStringLiteral("Saved “Report protected.pdf”"));
+        QVERIFY(shows(*m_screen, "jobShow"));
         QCOMPARE(poppler(path(QStringLiteral("Report protected.pdf")), password).pages, 3);
     }
 
@@ -241,26 +202,26 @@ private Q_SLOTS:
         show({QStringLiteral("Report.pdf"), QStringLiteral("Secret.pdf")});
         m_ws->select(m_ws->pdfs().first().id);
         typeBoth(QStringLiteral("pw"));
-        click(part<QPushButton>("protectButton"));
-        QVERIFY(finish());
+        click(part<QPushButton>(*m_screen, "protectButton"));
+        QVERIFY(finish(*m_screen, 60000));
         QVERIFY(std::holds_alternative<Job::Done>(model().job().state()));
 
-        toggle(part<QCheckBox>("protectCopying"));
-        type(part<QLineEdit>("protectPassword"), QStringLiteral("half"));
-        click(modeButton(Protect::Mode::Remove));
+        toggle(part<QCheckBox>(*m_screen, "protectCopying"));
+        type(part<QLineEdit>(*m_screen, "protectPassword"), QStringLiteral("half"));
+        click(modeButton(*m_screen, "protectMode", Protect::Mode::Remove));
         m_ws->select(m_ws->pdfs().last().id);
         QVERIFY(std::holds_alternative<Job::Idle>(model().job().state()));
-        QTRY_VERIFY(m_screen->page()->content() && !shows("jobBar"));
-        QVERIFY(modeButton(Protect::Mode::Remove)->isChecked());
-        QVERIFY(shows("removePasswordButton")); // Secret.pdf has a password
-        QVERIFY(!part<QCheckBox>("protectCopying")->isChecked());
-        QCOMPARE(part<QLineEdit>("protectPassword")->text(), QStringLiteral("half"));
+        QTRY_VERIFY(m_screen->page()->content() && !shows(*m_screen, "jobBar"));
+        QVERIFY(modeButton(*m_screen, "protectMode", Protect::Mode::Remove)->isChecked());
+        QVERIFY(shows(*m_screen, "removePasswordButton")); // Secret.pdf has a password
+        QVERIFY(!part<QCheckBox>(*m_screen, "protectCopying")->isChecked());
+        QCOMPARE(part<QLineEdit>(*m_screen, "protectPassword")->text(), QStringLiteral("half"));
 
-        auto *remove = part<QPushButton>("removePasswordButton");
+        auto *remove = part<QPushButton>(*m_screen, "removePasswordButton");
         click(remove);
         QVERIFY(!remove->isEnabled() || !model().job().isRunning());
-        QVERIFY(finish());
-        QCOMPARE(text("jobTitle"), QStringLiteral("Saved “Secret unlocked.pdf”"));
+        QVERIFY(finish(*m_screen, 60000));
+        QCOMPARE(labelText(*m_screen, "jobTitle"), QStringLiteral("Saved “Secret unlocked.pdf”"));
         QVERIFY(remove->isEnabled());
         // Choosing the same file again keeps a result on show.
         m_ws->select(m_ws->pdfs().last().id);
@@ -279,18 +240,18 @@ private Q_SLOTS:
         QVERIFY(QDir(m_dir->path()).rename(QStringLiteral("in"), QStringLiteral("moved")));
 
         typeBoth(QStringLiteral("pw"));
-        click(part<QPushButton>("protectButton"));
+        click(part<QPushButton>(*m_screen, "protectButton"));
         QCOMPARE(m_dialogs->saveProposals, QStringList{QStringLiteral("|Report protected.pdf")});
         QVERIFY(std::holds_alternative<Job::Idle>(model().job().state()));
-        QCOMPARE(part<QLineEdit>("protectPassword")->text(), QStringLiteral("pw"));
+        QCOMPARE(part<QLineEdit>(*m_screen, "protectPassword")->text(), QStringLiteral("pw"));
 
         const QString chosen = path(QStringLiteral("Chosen.pdf"));
         m_dialogs->saveAnswers = {chosen};
-        click(part<QPushButton>("protectButton"));
-        QVERIFY(finish());
-        QCOMPARE(text("jobTitle"),
+        click(part<QPushButton>(*m_screen, "protectButton"));
+        QVERIFY(finish(*m_screen, 60000));
+        QCOMPARE(labelText(*m_screen, "jobTitle"),
                  PDFError::unreadable(QStringLiteral("Report.pdf")).description());
-        QVERIFY(!shows("jobShow"));
+        QVERIFY(!shows(*m_screen, "jobShow"));
     }
 };
 

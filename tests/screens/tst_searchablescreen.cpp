@@ -5,6 +5,7 @@
 #include "Fixtures.h"
 #include "MakeSearchable.h"
 #include "ScanFixtures.h"
+#include "ScreenParts.h"
 #include "SearchableModel.h"
 #include "SearchableScreen.h"
 #include "Symbols.h"
@@ -23,25 +24,9 @@
 
 using namespace Fixtures;
 
+using namespace ScreenParts;
+
 namespace {
-// The content on show is made anew for each file: search only it.
-template <typename T = QWidget> T *part(const SearchableScreen &screen, const char *name)
-{
-    QWidget *content = screen.page()->content();
-    return content ? content->findChild<T *>(QLatin1String(name)) : nullptr;
-}
-
-QString text(const SearchableScreen &screen, const char *name)
-{
-    auto *label = part<QLabel>(screen, name);
-    return label ? label->text() : QStringLiteral("<no %1>").arg(QLatin1String(name));
-}
-
-bool finish(SearchableScreen &screen)
-{
-    return QTest::qWaitFor([&] { return !screen.model().job().isRunning(); }, 120000);
-}
-
 // Pages of typed text long enough to count as text, small so reading
 // them again is quick.
 QByteArray typedPDF(int pages)
@@ -168,18 +153,18 @@ private Q_SLOTS:
             screenFor(ws, QStringLiteral("scan"), {{"Scan.pdf", scanPDF({{page.image, 200}})}});
         auto *button = part<QPushButton>(*screen, "searchableButton");
         auto *language = part<QComboBox>(*screen, "searchableLanguage");
-        QTest::mouseClick(button, Qt::LeftButton);
+        click(button);
         QVERIFY(!button->isEnabled()); // while it runs
         QVERIFY(!language->isEnabled());
-        QCOMPARE(text(*screen, "jobText"), QStringLiteral("Reading…"));
+        QCOMPARE(labelText(*screen, "jobText"), QStringLiteral("Reading…"));
         QVERIFY(finish(*screen));
         QVERIFY(button->isEnabled());
         QVERIFY(language->isEnabled());
-        QCOMPARE(text(*screen, "jobTitle"), QStringLiteral("Saved “Scan searchable.pdf”"));
+        QCOMPARE(labelText(*screen, "jobTitle"), QStringLiteral("Saved “Scan searchable.pdf”"));
         static const QRegularExpression detail(
             QStringLiteral("^Read 1 page, found [1-9][0-9]* words\\.$"));
-        QVERIFY2(detail.match(text(*screen, "jobDetail")).hasMatch(),
-                 qPrintable(text(*screen, "jobDetail")));
+        QVERIFY2(detail.match(labelText(*screen, "jobDetail")).hasMatch(),
+                 qPrintable(labelText(*screen, "jobDetail")));
         QVERIFY(part(*screen, "jobShow")->isVisible());
     }
 
@@ -198,13 +183,13 @@ private Q_SLOTS:
             screenFor(ws, QString::fromLatin1(QTest::currentDataTag()), {{"Typed.pdf", m_typed}});
         auto *toggle = part<QCheckBox>(*screen, "searchableSkip");
         if (!skip)
-            QTest::mouseClick(toggle, Qt::LeftButton, {}, QPoint(8, toggle->height() / 2));
+            ScreenParts::toggle(toggle, 8);
         QCOMPARE(screen->model().skip(), skip);
-        QTest::mouseClick(part<QPushButton>(*screen, "searchableButton"), Qt::LeftButton);
+        click(part<QPushButton>(*screen, "searchableButton"));
         QVERIFY(finish(*screen));
         static const QRegularExpression readAgain(
             QStringLiteral("^Read 2 pages, found ([0-9]+) words\\.$"));
-        const QString shown = text(*screen, "jobDetail");
+        const QString shown = labelText(*screen, "jobDetail");
         if (skip)
             QCOMPARE(shown, QStringLiteral("Read 0 pages, found 0 words. 2 already had text."));
         else
@@ -219,7 +204,7 @@ private Q_SLOTS:
         Workspace ws;
         const auto screen = screenFor(ws, QStringLiteral("another"),
                                       {{"First.pdf", m_typed}, {"Second.pdf", m_typed}});
-        QTest::mouseClick(part<QPushButton>(*screen, "searchableButton"), Qt::LeftButton);
+        click(part<QPushButton>(*screen, "searchableButton"));
         QVERIFY(finish(*screen)); // skipping every page: quick
         QVERIFY(part(*screen, "jobBar")->isVisible());
         part<QCheckBox>(*screen, "searchableSkip")->setChecked(false);

@@ -2,6 +2,7 @@
 // the photo chosen through the dialogs, the ink, remembering, and what the
 // sheet answers. How strokes and photos become pictures: tests/signing.
 #include "Dialogs.h"
+#include "ScreenParts.h"
 #include "SignatureSheet.h"
 #include "Stamps.h"
 
@@ -15,21 +16,10 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace ScreenParts;
 using Strokes = QList<QList<QPoint>>;
 
 namespace {
-QPushButton *button(QWidget *sheet, const char *name, int id = -1)
-{
-    for (auto *b : sheet->findChildren<QPushButton *>(QLatin1String(name)))
-        if (id < 0 || b->property("mode").toInt() == id)
-            return b;
-    return nullptr;
-}
-bool shown(QWidget *sheet, const char *name)
-{
-    return sheet->findChild<QWidget *>(QLatin1String(name))->isVisible();
-}
-
 // Each stroke one press-drag-release, in canvas coordinates.
 void draw(QWidget *sheet, const Strokes &strokes)
 {
@@ -64,12 +54,12 @@ class TestSignatureSheet : public QObject {
     {
         m_dialogs.imageAnswers = {name.isEmpty() ? std::nullopt
                                                  : std::optional(m_dir.filePath(name))};
-        const bool before = shown(sheet, "signaturePreview");
-        button(sheet, "choosePictureButton")->click();
+        const bool before = part(sheet, "signaturePreview")->isVisible();
+        part<QPushButton>(sheet, "choosePictureButton")->click();
         const bool preview = name == u"signed.png" || (name.isEmpty() && before);
-        QTRY_COMPARE(shown(sheet, "signaturePreview"), preview);
-        QTRY_COMPARE(shown(sheet, "noInkMessage"), name == u"blank.png");
-        QCOMPARE(button(sheet, "useSignatureButton")->isEnabled(), preview);
+        QTRY_COMPARE(part(sheet, "signaturePreview")->isVisible(), preview);
+        QTRY_COMPARE(part(sheet, "noInkMessage")->isVisible(), name == u"blank.png");
+        QCOMPARE(part<QPushButton>(sheet, "useSignatureButton")->isEnabled(), preview);
     }
 
 private Q_SLOTS:
@@ -107,9 +97,9 @@ private Q_SLOTS:
         QFETCH(QPoint, clear);
         SignatureSheet sheet;
         sheet.show();
-        QVERIFY(!button(&sheet, "useSignatureButton")->isEnabled());
+        QVERIFY(!part<QPushButton>(&sheet, "useSignatureButton")->isEnabled());
         draw(&sheet, strokes);
-        QVERIFY(button(&sheet, "useSignatureButton")->isEnabled());
+        QVERIFY(part<QPushButton>(&sheet, "useSignatureButton")->isEnabled());
         const auto image = sheet.signature();
         QVERIFY(image);
         QCOMPARE(image->size(), size);
@@ -122,18 +112,19 @@ private Q_SLOTS:
         SignatureSheet sheet;
         sheet.show();
         const auto emptied = [&] {
-            return !sheet.signature() && !button(&sheet, "useSignatureButton")->isEnabled() &&
-                   !button(&sheet, "undoStrokeButton")->isEnabled() &&
-                   !button(&sheet, "clearButton")->isEnabled();
+            return !sheet.signature() &&
+                   !part<QPushButton>(&sheet, "useSignatureButton")->isEnabled() &&
+                   !part<QPushButton>(&sheet, "undoStrokeButton")->isEnabled() &&
+                   !part<QPushButton>(&sheet, "clearButton")->isEnabled();
         };
         draw(&sheet, {{{50, 80}}, {{150, 80}}, {{350, 80}}});
-        button(&sheet, "undoStrokeButton")->click();
+        part<QPushButton>(&sheet, "undoStrokeButton")->click();
         QCOMPARE(sheet.signature()->width(), (100 + 12) * 3); // the last stroke went
-        button(&sheet, "undoStrokeButton")->click();
-        button(&sheet, "undoStrokeButton")->click();
+        part<QPushButton>(&sheet, "undoStrokeButton")->click();
+        part<QPushButton>(&sheet, "undoStrokeButton")->click();
         QVERIFY(emptied());
         draw(&sheet, {{{50, 80}}, {{150, 80}}});
-        button(&sheet, "clearButton")->click();
+        part<QPushButton>(&sheet, "clearButton")->click();
         QVERIFY(emptied());
     }
 
@@ -151,7 +142,7 @@ private Q_SLOTS:
         QFETCH(QStringList, picks);
         SignatureSheet sheet;
         sheet.show();
-        button(&sheet, "signatureMode", 1)->click();
+        modeButton(&sheet, "signatureMode", 1)->click();
         for (const QString &pick : picks)
             choose(&sheet, pick);
         if (const auto image = sheet.signature()) {
@@ -173,21 +164,21 @@ private Q_SLOTS:
         SignatureSheet sheet;
         sheet.show();
         draw(&sheet, {{{40, 40}, {300, 120}}});
-        button(&sheet, "signatureMode", mode)->click();
+        modeButton(&sheet, "signatureMode", mode)->click();
         if (mode == 1)
             choose(&sheet, QStringLiteral("signed.png"));
         QVERIFY(inInk(sheet.signature(), 0));
-        button(&sheet, "inkChoice", 1)->click();
+        modeButton(&sheet, "inkChoice", 1)->click();
         QTRY_VERIFY(inInk(sheet.signature(), 1));
         // Back to black at once: each ink of a photo is worked out only once.
-        button(&sheet, "inkChoice", 0)->click();
+        modeButton(&sheet, "inkChoice", 0)->click();
         QVERIFY(inInk(sheet.signature(), 0));
         // The strokes and the photo outlast switching modes.
-        button(&sheet, "signatureMode", 0)->click();
+        modeButton(&sheet, "signatureMode", 0)->click();
         QCOMPARE(sheet.signature()->width(), (260 + 12) * 3);
-        button(&sheet, "signatureMode", mode)->click();
-        QCOMPARE(shown(&sheet, "signaturePreview"), mode == 1);
-        QVERIFY(button(&sheet, "useSignatureButton")->isEnabled());
+        modeButton(&sheet, "signatureMode", mode)->click();
+        QCOMPARE(part(&sheet, "signaturePreview")->isVisible(), mode == 1);
+        QVERIFY(part<QPushButton>(&sheet, "useSignatureButton")->isEnabled());
     }
 
     void answer_data()

@@ -5,6 +5,7 @@
 #include "Dialogs.h"
 #include "Fixtures.h"
 #include "PictureFixtures.h"
+#include "ScreenParts.h"
 #include "ScreenRegistry.h"
 #include "SignModel.h"
 #include "SignPageArea.h"
@@ -27,6 +28,7 @@
 #include <QTest>
 
 using namespace Fixtures;
+using namespace ScreenParts;
 
 namespace {
 QImage ink(int width, int height)
@@ -68,25 +70,13 @@ class TestSignScreen : public QObject {
     QString path(const QString &name) const { return m_dir.filePath(name); }
     QString store() const { return SignatureStore::shared().folder(); }
 
-    struct Setup {
-        Workspace ws;
-        ScriptedDialogs dialogs;
-        std::unique_ptr<SignView> screen;
+    struct Setup : Shown<SignView> {
         SignModel *model = nullptr;
         SignPageArea *area = nullptr;
-        template <typename T = QWidget> T *part(const char *name) const
-        {
-            return screen->findChild<SignBody *>()->findChild<T *>(QLatin1String(name));
-        }
     };
     void open(Setup &s, const QString &name)
     {
-        s.ws.setDialogs(&s.dialogs);
-        s.ws.add({path(name)});
-        s.screen = std::make_unique<SignView>(s.ws);
-        s.screen->resize(900, 800);
-        s.screen->show();
-        QVERIFY(QTest::qWaitForWindowExposed(s.screen.get()));
+        QVERIFY(s.open({path(name)}, {900, 800}));
         s.model = &s.screen->model();
         s.area = s.screen->findChild<SignPageArea *>();
         QVERIFY(s.area);
@@ -131,11 +121,11 @@ private Q_SLOTS:
                             QStringLiteral("signature-%1.png").arg(1000 + i))));
         Setup s;
         open(s, QStringLiteral("contract.pdf"));
-        auto *signatures = s.part<QMenu>("signSignatureMenu");
+        auto *signatures = part<QMenu>(*s.screen, "signSignatureMenu");
         QCOMPARE(entries(signatures), menu);
         if (saved == 0)
             return;
-        auto *remove = s.part<QMenu>("signDeleteSaved");
+        auto *remove = part<QMenu>(*s.screen, "signDeleteSaved");
         QCOMPARE(entries(remove), (QStringList{"Signature 1", "Signature 2", "Signature 3"}));
 
         signatures->actions().at(1)->trigger();
@@ -144,7 +134,7 @@ private Q_SLOTS:
         QCOMPARE(s.model->placements()[0].bounds.width(), 150.0);
 
         remove->actions().at(0)->trigger();
-        QTRY_COMPARE(entries(s.part<QMenu>("signDeleteSaved")),
+        QTRY_COMPARE(entries(part<QMenu>(*s.screen, "signDeleteSaved")),
                      (QStringList{"Signature 1", "Signature 2"}));
         QCOMPARE(SignatureStore::shared().list().size(), 2);
         QCOMPARE(SignatureStore::shared().list()[0].image.width(), 200);
@@ -165,7 +155,7 @@ private Q_SLOTS:
         };
         Setup s;
         open(s, QStringLiteral("contract.pdf"));
-        auto *signatures = s.part<QMenu>("signSignatureMenu");
+        auto *signatures = part<QMenu>(*s.screen, "signSignatureMenu");
         signatures->actions().constLast()->trigger();
         SignatureSheet::asker() = previous;
         QCOMPARE(s.model->placements().size(), 1);
@@ -193,11 +183,11 @@ private Q_SLOTS:
         open(s, QStringLiteral("contract.pdf"));
         for (int page : pages) {
             while (s.model->pageIndex() < page)
-                QTest::mouseClick(s.part<QPushButton>("signNext"), Qt::LeftButton);
+                click(part<QPushButton>(*s.screen, "signNext"));
             s.model->add(ink(30, 10), 90);
         }
-        QCOMPARE(s.part<QLabel>("signSummary")->text(), text);
-        QCOMPARE(s.part<QPushButton>("signSave")->isEnabled(), !pages.isEmpty());
+        QCOMPARE(part<QLabel>(*s.screen, "signSummary")->text(), text);
+        QCOMPARE(part<QPushButton>(*s.screen, "signSave")->isEnabled(), !pages.isEmpty());
     }
 
     void pageButtons_data()
@@ -224,19 +214,19 @@ private Q_SLOTS:
         Setup s;
         open(s, file);
         for (int i = 0; i < nexts; ++i)
-            QTest::mouseClick(s.part<QPushButton>("signNext"), Qt::LeftButton);
+            click(part<QPushButton>(*s.screen, "signNext"));
         for (int i = 0; i < pageDowns; ++i)
             QTest::keyClick(s.area, Qt::Key_PageDown);
-        QCOMPARE(s.part<QLabel>("signPageLabel")->text(), label);
-        QCOMPARE(s.part<QPushButton>("signPrevious")->isEnabled(), previous);
-        QCOMPARE(s.part<QPushButton>("signNext")->isEnabled(), next);
+        QCOMPARE(part<QLabel>(*s.screen, "signPageLabel")->text(), label);
+        QCOMPARE(part<QPushButton>(*s.screen, "signPrevious")->isEnabled(), previous);
+        QCOMPARE(part<QPushButton>(*s.screen, "signNext")->isEnabled(), next);
     }
 
     void textAndRemove()
     {
         Setup s;
         open(s, QStringLiteral("contract.pdf"));
-        QTest::mouseClick(s.part<QPushButton>("signText"), Qt::LeftButton);
+        click(part<QPushButton>(*s.screen, "signText"));
         auto *popover = s.screen->findChild<SignBody *>()->textPopover();
         QTRY_VERIFY(popover->isVisible());
         auto *field = popover->findChild<QLineEdit *>();
@@ -260,9 +250,9 @@ private Q_SLOTS:
         // Two stamps; Remove takes only the selected (the newer) one.
         const QUuid first = s.model->placements()[0].id;
         s.model->add(ink(30, 10), 60);
-        auto *remove = s.part<QPushButton>("signRemove");
+        auto *remove = part<QPushButton>(*s.screen, "signRemove");
         QVERIFY(remove->isEnabled());
-        QTest::mouseClick(remove, Qt::LeftButton);
+        click(remove);
         QCOMPARE(s.model->placements().size(), 1);
         QCOMPARE(s.model->placements()[0].id, first);
         QVERIFY(!remove->isEnabled());
@@ -274,9 +264,9 @@ private Q_SLOTS:
         Setup s;
         open(s, QStringLiteral("contract.pdf"));
         s.dialogs.imageAnswers = {std::nullopt, path(QStringLiteral("photo.png"))};
-        QTest::mouseClick(s.part<QPushButton>("signPicture"), Qt::LeftButton); // cancelled
+        click(part<QPushButton>(*s.screen, "signPicture")); // cancelled
         QVERIFY(s.model->placements().isEmpty());
-        QTest::mouseClick(s.part<QPushButton>("signPicture"), Qt::LeftButton);
+        click(part<QPushButton>(*s.screen, "signPicture"));
         QCOMPARE(s.model->placements().size(), 1);
         QCOMPARE(s.model->placements()[0].bounds.size(), QSizeF(180, 90));
         QCOMPARE(s.model->placements()[0].image.width(), 1600);
@@ -342,14 +332,15 @@ private Q_SLOTS:
         QVERIFY(qGray(screen.pixel((shown.center() * ratio).toPoint())) < 60);
         QVERIFY(qGray(screen.pixel(((shown.topLeft() - QPointF(6, 6)) * ratio).toPoint())) > 200);
 
-        auto *save = s.part<QPushButton>("signSave");
+        auto *save = part<QPushButton>(*s.screen, "signSave");
         for (const QString &name :
              {QStringLiteral("contract signed.pdf"), QStringLiteral("contract signed 2.pdf")}) {
-            QTest::mouseClick(save, Qt::LeftButton);
+            click(save);
             QVERIFY(!save->isEnabled());
             QTRY_VERIFY_WITH_TIMEOUT(save->isEnabled(), 60000);
-            QCOMPARE(s.part<QLabel>("jobTitle")->text(), QStringLiteral("Saved “%1”").arg(name));
-            QVERIFY(s.part<QPushButton>("jobShow")->isVisible());
+            QCOMPARE(part<QLabel>(*s.screen, "jobTitle")->text(),
+                     QStringLiteral("Saved “%1”").arg(name));
+            QVERIFY(part<QPushButton>(*s.screen, "jobShow")->isVisible());
         }
         // Ink on page 1 of the copy where the stamp was shown (72 dpi: pixels are points).
         const QByteArray written = readFile(path(QStringLiteral("contract signed.pdf")));

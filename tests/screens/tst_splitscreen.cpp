@@ -3,6 +3,7 @@
 // outlives another file, and splits run to the job bar and the parts'
 // names. The groups, texts and the parts' contents: tests/tasks.
 #include "Fixtures.h"
+#include "ScreenParts.h"
 #include "SplitModel.h"
 #include "SplitScreen.h"
 #include "Symbols.h"
@@ -19,39 +20,7 @@
 
 using namespace Fixtures;
 
-namespace {
-// The panel on show (a replaced one lingers hidden until deleted).
-QWidget *panel(QWidget *screen)
-{
-    for (QWidget *p : screen->findChildren<QWidget *>(QStringLiteral("splitPanel")))
-        if (!p->isHidden())
-            return p;
-    return nullptr;
-}
-
-template <typename T = QWidget> T *control(QWidget *screen, const char *name)
-{
-    QWidget *p = panel(screen);
-    return p ? p->findChild<T *>(QLatin1String(name)) : nullptr;
-}
-
-// A label's text, empty while it is hidden.
-QString shownText(QWidget *screen, const char *name)
-{
-    auto *label = control<QLabel>(screen, name);
-    if (!label)
-        return QStringLiteral("<no %1>").arg(QLatin1String(name));
-    return label->isVisibleTo(label->parentWidget()) ? label->text() : QString();
-}
-
-QPushButton *modeButton(QWidget *screen, Split::Mode mode)
-{
-    for (QPushButton *b : panel(screen)->findChildren<QPushButton *>(QStringLiteral("splitMode")))
-        if (b->property("mode").toInt() == int(mode))
-            return b;
-    return nullptr;
-}
-} // namespace
+using namespace ScreenParts;
 
 class TestSplitScreen : public QObject {
     Q_OBJECT
@@ -75,14 +44,14 @@ private Q_SLOTS:
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
         for (const Split::Mode mode : {Split::Mode::Ranges, Split::Mode::Every, Split::Mode::Each})
-            QCOMPARE(modeButton(&screen, mode)->text(), Split::label(mode));
-        QVERIFY(modeButton(&screen, Split::Mode::Ranges)->isChecked());
-        auto *field = control<QLineEdit>(&screen, "splitRanges");
+            QCOMPARE(modeButton(screen, "splitMode", mode)->text(), Split::label(mode));
+        QVERIFY(modeButton(screen, "splitMode", Split::Mode::Ranges)->isChecked());
+        auto *field = part<QLineEdit>(screen, "splitRanges");
         QVERIFY(field->isVisible());
         QCOMPARE(field->placeholderText(), QStringLiteral("For example: 1-3, 5, 8-"));
-        QCOMPARE(shownText(&screen, "splitRangesHelp"), Split::rangesHelp(10));
-        QCOMPARE(control<QPushButton>(&screen, "splitButton")->text(), QStringLiteral("Split"));
-        QVERIFY(!control(&screen, "jobBar")->isVisible());
+        QCOMPARE(shownText(screen, "splitRangesHelp"), Split::rangesHelp(10));
+        QCOMPARE(part<QPushButton>(screen, "splitButton")->text(), QStringLiteral("Split"));
+        QVERIFY(!part(screen, "jobBar")->isVisible());
     }
 
     void choices_data()
@@ -132,23 +101,23 @@ private Q_SLOTS:
         SplitScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QTest::keyClicks(control<QLineEdit>(&screen, "splitRanges"), typed);
-        QTest::mouseClick(modeButton(&screen, Split::Mode(mode)), Qt::LeftButton);
+        QTest::keyClicks(part<QLineEdit>(screen, "splitRanges"), typed);
+        click(modeButton(screen, "splitMode", Split::Mode(mode)));
         QCOMPARE(int(screen.model().mode()), mode);
-        auto *stepper = control<QSpinBox>(&screen, "splitEvery");
+        auto *stepper = part<QSpinBox>(screen, "splitEvery");
         for (int i = 0; i < std::abs(steps); ++i)
             steps > 0 ? stepper->stepUp() : stepper->stepDown();
         QCOMPARE(stepper->isVisible(), mode == int(Split::Mode::Every));
         if (mode == int(Split::Mode::Every)) {
-            QCOMPARE(shownText(&screen, "splitEveryLabel"), option);
+            QCOMPARE(shownText(screen, "splitEveryLabel"), option);
             QCOMPARE(QString::number(stepper->value()), option.section(u' ', 1, 1));
         }
-        QCOMPARE(shownText(&screen, "splitEach"),
+        QCOMPARE(shownText(screen, "splitEach"),
                  mode == int(Split::Mode::Each) ? option : QString());
-        QCOMPARE(control(&screen, "splitRanges")->isVisible(), mode == int(Split::Mode::Ranges));
-        QCOMPARE(shownText(&screen, "splitPreview"), preview);
-        QCOMPARE(shownText(&screen, "splitError"), error);
-        QCOMPARE(control<QPushButton>(&screen, "splitButton")->isEnabled(), !preview.isEmpty());
+        QCOMPARE(part(screen, "splitRanges")->isVisible(), mode == int(Split::Mode::Ranges));
+        QCOMPARE(shownText(screen, "splitPreview"), preview);
+        QCOMPARE(shownText(screen, "splitError"), error);
+        QCOMPARE(part<QPushButton>(screen, "splitButton")->isEnabled(), !preview.isEmpty());
         if (mode != int(Split::Mode::Every))
             return;
         // The stepper and the chunk size stay between one page and the file's page count.
@@ -167,8 +136,8 @@ private Q_SLOTS:
         ws.select(ws.files().first().id);
         SplitScreen screen(ws);
         screen.show();
-        QTest::mouseClick(modeButton(&screen, Split::Mode::Every), Qt::LeftButton);
-        auto *stepper = control<QSpinBox>(&screen, "splitEvery");
+        click(modeButton(screen, "splitMode", Split::Mode::Every));
+        auto *stepper = part<QSpinBox>(screen, "splitEvery");
         stepper->stepDown();
         stepper->stepDown(); // every 3
         screen.model().job().fail(QStringLiteral("An earlier failure"));
@@ -176,18 +145,18 @@ private Q_SLOTS:
 
         ws.select(ws.files().last().id);
         QVERIFY(std::holds_alternative<Job::Idle>(screen.model().job().state()));
-        QVERIFY(modeButton(&screen, Split::Mode::Every)->isChecked());
-        QCOMPARE(shownText(&screen, "splitEveryLabel"), QStringLiteral("Every 3 pages"));
-        QCOMPARE(shownText(&screen, "splitPreview"), QStringLiteral("This will make 1 file: 1–3"));
-        QVERIFY(!control(&screen, "jobBar")->isVisible());
+        QVERIFY(modeButton(screen, "splitMode", Split::Mode::Every)->isChecked());
+        QCOMPARE(shownText(screen, "splitEveryLabel"), QStringLiteral("Every 3 pages"));
+        QCOMPARE(shownText(screen, "splitPreview"), QStringLiteral("This will make 1 file: 1–3"));
+        QVERIFY(!part(screen, "jobBar")->isVisible());
 
         // Back on the ten pages, the typed text and chunk size are as left.
         screen.model().setRangeText(QStringLiteral("2-4"));
         ws.select(ws.files().first().id);
-        QCOMPARE(shownText(&screen, "splitPreview"),
+        QCOMPARE(shownText(screen, "splitPreview"),
                  QStringLiteral("This will make 4 files: 1–3, 4–6, 7–9, 10"));
-        QTest::mouseClick(modeButton(&screen, Split::Mode::Ranges), Qt::LeftButton);
-        QCOMPARE(control<QLineEdit>(&screen, "splitRanges")->text(), QStringLiteral("2-4"));
+        click(modeButton(screen, "splitMode", Split::Mode::Ranges));
+        QCOMPARE(part<QLineEdit>(screen, "splitRanges")->text(), QStringLiteral("2-4"));
     }
 
     void splitThroughTheScreen_data()
@@ -214,22 +183,22 @@ private Q_SLOTS:
         SplitScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        QTest::keyClicks(control<QLineEdit>(&screen, "splitRanges"), typed);
-        auto *split = control<QPushButton>(&screen, "splitButton");
+        QTest::keyClicks(part<QLineEdit>(screen, "splitRanges"), typed);
+        auto *split = part<QPushButton>(screen, "splitButton");
         // A second split makes a second folder.
         for (const QString &folderName :
              {QStringLiteral("Ten split"), QStringLiteral("Ten split 2")}) {
-            QTest::mouseClick(split, Qt::LeftButton);
+            click(split);
             QVERIFY(!split->isEnabled()); // while it runs
-            QCOMPARE(control<QLabel>(&screen, "jobText")->text(), QStringLiteral("Splitting…"));
+            QCOMPARE(part<QLabel>(screen, "jobText")->text(), QStringLiteral("Splitting…"));
             QTRY_VERIFY_WITH_TIMEOUT(split->isEnabled(), 60000);
-            QCOMPARE(control<QLabel>(&screen, "jobTitle")->text(), title);
-            QCOMPARE(control<QLabel>(&screen, "jobDetail")->text(),
+            QCOMPARE(part<QLabel>(screen, "jobTitle")->text(), title);
+            QCOMPARE(part<QLabel>(screen, "jobDetail")->text(),
                      QStringLiteral("In the folder “%1”.").arg(folderName));
             QCOMPARE(
                 QDir(dir.filePath(folderName)).entryList(QDir::Files | QDir::Hidden, QDir::Name),
                 parts);
-            QVERIFY(control(&screen, "jobShow")->isVisible());
+            QVERIFY(part(screen, "jobShow")->isVisible());
         }
     }
 };
