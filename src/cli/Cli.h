@@ -137,6 +137,11 @@ struct Run {
     bool keepsFailedResult = false;
 };
 
+// The zero-based pages `ranges` ("1-3, 5, 9-") name in a document of
+// pageCount pages, in the order named, repeats kept; nothing after saying
+// the parser's reason.
+std::optional<QList<int>> pagesNamed(const QString &ranges, int pageCount);
+
 // A refusal for verbs that work on PDFs only: "“photo.jpg” is a picture;
 // split works on PDFs."
 std::function<std::optional<QString>(const PDFFile &)> pdfsOnly(const QString &verb);

@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "PageRanges.h"
 
 #include "Output.h"
 #include "PDFError.h"
@@ -74,6 +75,19 @@ void cannotWriteBeside(const PDFFile &file)
     complain(QCoreApplication::translate(
                  "Cli", "Quirebook can't write next to “%1”. Choose another place with -o.")
                  .arg(file.fileName()));
+}
+
+std::optional<QList<int>> pagesNamed(const QString &ranges, int pageCount)
+{
+    const auto result = PageRanges::parse(ranges, pageCount);
+    if (const auto *failure = std::get_if<PageRanges::Failure>(&result)) {
+        complain(failure->message());
+        return std::nullopt;
+    }
+    QList<int> pages;
+    for (const QList<int> &group : std::get<PageRanges::Groups>(result))
+        pages += group;
+    return pages;
 }
 
 std::function<std::optional<QString>(const PDFFile &)> pdfsOnly(const QString &verb)

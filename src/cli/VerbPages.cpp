@@ -1,5 +1,4 @@
 #include "Cli.h"
-#include "PageRanges.h"
 #include "Pages.h"
 #include "PagesModel.h"
 
@@ -41,15 +40,12 @@ std::optional<Turn> turn(const QString &value)
 // the pages came in); nothing after saying why.
 std::optional<QList<QUuid>> named(const QString &ranges, const QList<QUuid> &pages)
 {
-    const auto result = PageRanges::parse(ranges, int(pages.size()));
-    if (const auto *failure = std::get_if<PageRanges::Failure>(&result)) {
-        Cli::complain(failure->message());
+    const auto numbers = Cli::pagesNamed(ranges, int(pages.size()));
+    if (!numbers)
         return std::nullopt;
-    }
     QList<QUuid> ids;
-    for (const QList<int> &group : std::get<PageRanges::Groups>(result))
-        for (const int page : group)
-            ids.append(pages.at(page));
+    for (const int page : *numbers)
+        ids.append(pages.at(page));
     return ids;
 }
 

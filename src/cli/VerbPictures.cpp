@@ -1,6 +1,5 @@
 #include "Cli.h"
 #include "Convert.h"
-#include "PageRanges.h"
 
 #include <QCoreApplication>
 
@@ -84,13 +83,10 @@ int pictures(const QStringList &arguments)
     if (!file)
         return Cli::Failed;
     if (parser.isSet(pages)) {
-        const auto parsed = PageRanges::parse(parser.value(pages), file->pageCount());
-        if (const auto *failure = std::get_if<PageRanges::Failure>(&parsed)) {
-            Cli::complain(failure->message());
+        const auto named = Cli::pagesNamed(parser.value(pages), file->pageCount());
+        if (!named)
             return Cli::Usage;
-        }
-        for (const auto &group : std::get<PageRanges::Groups>(parsed))
-            request.pages += group;
+        request.pages = *named;
         std::sort(request.pages.begin(), request.pages.end());
         request.pages.erase(std::unique(request.pages.begin(), request.pages.end()),
                             request.pages.end());

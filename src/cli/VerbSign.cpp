@@ -1,6 +1,5 @@
 #include "Cli.h"
 #include "PDFOps.h"
-#include "PageRanges.h"
 #include "Sign.h"
 #include "SignModel.h"
 #include "SignatureStore.h"
@@ -267,11 +266,9 @@ int sign(const QStringList &arguments)
     // Only the page boxes are read: nothing is drawn before the work.
     SignModel model;
     for (const Stamp &stamp : *stamps) {
-        const auto ranges = PageRanges::parse(stamp.pages, file->pageCount());
-        if (const auto *failure = std::get_if<PageRanges::Failure>(&ranges)) {
-            Cli::complain(failure->message());
+        const auto pages = Cli::pagesNamed(stamp.pages, file->pageCount());
+        if (!pages)
             return Cli::Usage;
-        }
         const auto picture = pictureOf(stamp);
         if (const int *status = std::get_if<int>(&picture))
             return *status;
@@ -279,16 +276,14 @@ int sign(const QStringList &arguments)
         const double width = stamp.width.value_or(defaultWidth);
         const QSizeF size(width, width * image.height() / std::max(1, image.width()));
         QSet<int> placed;
-        for (const QList<int> &group : std::get<PageRanges::Groups>(ranges))
-            for (const int page : group) {
-                const auto geometry = file->doc->page(page);
-                if (!geometry || placed.contains(page))
-                    continue;
-                placed.insert(page);
-                const QSizeF seen =
-                    SignModel::seenSize(geometry->cropBox.size(), geometry->rotation);
-                model.place(image, page, QRectF(*corner(stamp.at, size, seen), size));
-            }
+        for (const int page : *pages) {
+            const auto geometry = file->doc->page(page);
+            if (!geometry || placed.contains(page))
+                continue;
+            placed.insert(page);
+            const QSizeF seen = SignModel::seenSize(geometry->cropBox.size(), geometry->rotation);
+            model.place(image, page, QRectF(*corner(stamp.at, size, seen), size));
+        }
     }
     Sign::Request request{model.placements()};
     if (const auto problem = request.validate()) {
