@@ -55,10 +55,7 @@ MergeScreen::MergeScreen(Workspace &workspace, QWidget *parent)
     scroll->setWidget(m_list);
     filled->addWidget(scroll, 1);
 
-    auto *divider = new QFrame(m_filled);
-    divider->setFrameShape(QFrame::HLine);
-    divider->setFrameShadow(QFrame::Sunken);
-    filled->addWidget(divider);
+    filled->addWidget(Theme::divider(m_filled));
 
     auto *bottom = new QVBoxLayout;
     bottom->setContentsMargins(20, 10, 20, 14);

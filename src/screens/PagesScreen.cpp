@@ -92,10 +92,7 @@ PagesBody::PagesBody(Workspace &workspace, PagesModel &model, Job &job, const PD
     m_grid = new PagesGrid(m_model, this);
     layout->addWidget(m_grid, 1);
 
-    auto *divider = new QFrame(this);
-    divider->setFrameShape(QFrame::HLine);
-    divider->setFrameShadow(QFrame::Sunken);
-    layout->addWidget(divider);
+    layout->addWidget(Theme::divider(this));
 
     auto *bottom = new QVBoxLayout;
     bottom->setContentsMargins(20, 10, 20, 14);

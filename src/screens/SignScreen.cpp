@@ -26,15 +26,6 @@ const ScreenRegistry::Registration registration(Tool::Sign, [](Workspace &ws, QW
     return new SignView(ws, parent);
 });
 
-// Toolbar buttons leave the keyboard with the page, so the arrows and
-// Delete keep reaching the selected stamp; Tab still reaches them.
-QFrame *divider(QWidget *parent)
-{
-    auto *line = new QFrame(parent);
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Sunken);
-    return line;
-}
 } // namespace
 
 SignSaveModel::SignSaveModel(Workspace &workspace, QObject *parent)
@@ -128,11 +119,11 @@ SignBody::SignBody(Workspace &workspace, SignModel &model, SignSaveModel &saver,
     toolbar->addWidget(m_pageLabel);
     toolbar->addWidget(m_next);
     layout->addLayout(toolbar);
-    layout->addWidget(divider(this));
+    layout->addWidget(Theme::divider(this));
 
     m_area = new SignPageArea(m_model, this);
     layout->addWidget(m_area, 1);
-    layout->addWidget(divider(this));
+    layout->addWidget(Theme::divider(this));
 
     auto *bottom = new QVBoxLayout;
     bottom->setContentsMargins(20, 10, 20, 14);

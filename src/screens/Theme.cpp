@@ -3,6 +3,7 @@
 #include "Symbols.h"
 
 #include <QButtonGroup>
+#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPalette>
@@ -135,6 +136,14 @@ QButtonGroup *modePicker(QWidget *panel, QBoxLayout *layout,
     row->addStretch(1);
     layout->addLayout(row);
     return group;
+}
+
+QFrame *divider(QWidget *parent)
+{
+    auto *line = new QFrame(parent);
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Sunken);
+    return line;
 }
 
 QPushButton *toolButton(const QString &text, const QString &symbol, const QString &objectName,

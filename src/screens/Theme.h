@@ -11,6 +11,7 @@ class QButtonGroup;
 #include <QString>
 
 class QLabel;
+class QFrame;
 class QPushButton;
 class QWidget;
 
@@ -35,6 +36,9 @@ QFont font(Type type, const QFont &base, bool semibold = false);
 // A label in the given type and colour.
 QLabel *label(const QString &text, Type type, QWidget *parent, bool semibold = false);
 void setTextColor(QWidget *widget, const QColor &color);
+
+// The thin horizontal line between a screen's bands (file bar, toolbar, footer).
+QFrame *divider(QWidget *parent);
 
 // A toolbar button with a symbol (none for an empty name) that leaves the
 // keyboard focus where it was when clicked (Tab still reaches it), so the

@@ -26,10 +26,7 @@ ToolPage::ToolPage(Workspace &workspace, Tool tool, Content content, QWidget *pa
 
     m_fileBar = new FileBar(m_ws, this);
     m_layout->addWidget(m_fileBar);
-    auto *divider = new QFrame(this);
-    divider->setFrameShape(QFrame::HLine);
-    divider->setFrameShadow(QFrame::Sunken);
-    m_divider = divider;
+    m_divider = Theme::divider(this);
     m_layout->addWidget(m_divider);
 
     connect(&m_ws, &Workspace::filesChanged, this, &ToolPage::refresh);
