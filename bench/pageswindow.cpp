@@ -3,9 +3,9 @@
 // each screenful waits for its thumbnails, and the peak memory after it.
 // Prints one "name value" line per figure.
 
-#include "ScreenRegistry.h"
-#include "Thumbnails.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Thumbnails.h"
 
 #include <QAbstractScrollArea>
 #include <QApplication>

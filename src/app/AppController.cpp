@@ -1,9 +1,9 @@
-#include "AppController.h"
+#include "app/AppController.h"
 
-#include "QtDialogs.h"
-#include "RootView.h"
-#include "Thumbnails.h"
-#include "Tool.h"
+#include "core/Tool.h"
+#include "screens/QtDialogs.h"
+#include "screens/RootView.h"
+#include "screens/Thumbnails.h"
 
 #include <QAction>
 #include <QApplication>

@@ -1,13 +1,13 @@
-#include "SelfTest.h"
+#include "app/SelfTest.h"
 
-#include "DrawingDocument.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "PageRanges.h"
-#include "Placement.h"
-#include "Searchable.h"
-#include "Stamps.h"
-#include "Workspace.h"
+#include "core/PageRanges.h"
+#include "core/Workspace.h"
+#include "engine/DrawingDocument.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "engine/Placement.h"
+#include "ocr/Searchable.h"
+#include "signing/Stamps.h"
 
 #include <QFile>
 #include <QImage>

@@ -1,11 +1,11 @@
-#include "AppController.h"
-#include "AppIcon.h"
-#include "Searchable.h"
-#include "SelfTest.h"
-#include "SingleInstance.h"
-#include "Symbols.h"
+#include "app/AppController.h"
+#include "app/SelfTest.h"
+#include "app/SingleInstance.h"
+#include "ocr/Searchable.h"
+#include "screens/AppIcon.h"
+#include "screens/Symbols.h"
 
-#include "SafeWrite.h"
+#include "engine/SafeWrite.h"
 
 #include <QApplication>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
-#include "Cli.h"
+#include "cli/Cli.h"
 
-#include "Intake.h"
-#include "Terminal.h"
+#include "cli/Terminal.h"
+#include "core/Intake.h"
 
 #include <QCoreApplication>
 #include <QFile>

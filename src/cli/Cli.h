@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Dialogs.h"
-#include "Job.h"
-#include "PDFFile.h"
+#include "core/Dialogs.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>

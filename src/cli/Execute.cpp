@@ -1,10 +1,10 @@
-#include "Cli.h"
-#include "PageRanges.h"
+#include "cli/Cli.h"
+#include "core/PageRanges.h"
 
-#include "Output.h"
-#include "PDFError.h"
-#include "SafeWrite.h"
-#include "Terminal.h"
+#include "cli/Terminal.h"
+#include "core/Output.h"
+#include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QDir>

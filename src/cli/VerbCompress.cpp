@@ -1,6 +1,6 @@
-#include "Cli.h"
-#include "Compress.h"
-#include "PDFOps.h"
+#include "cli/Cli.h"
+#include "engine/PDFOps.h"
+#include "tasks/Compress.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

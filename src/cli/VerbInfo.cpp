@@ -1,5 +1,5 @@
-#include "Cli.h"
-#include "FileInfo.h"
+#include "cli/Cli.h"
+#include "tasks/FileInfo.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>

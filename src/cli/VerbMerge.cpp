@@ -1,6 +1,6 @@
-#include "Cli.h"
-#include "Merge.h"
-#include "Output.h"
+#include "cli/Cli.h"
+#include "core/Output.h"
+#include "tasks/Merge.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "Cli.h"
-#include "Pages.h"
-#include "PagesModel.h"
+#include "cli/Cli.h"
+#include "tasks/Pages.h"
+#include "tasks/PagesModel.h"
 
 #include <QCoreApplication>
 #include <QSet>

@@ -1,5 +1,5 @@
-#include "Cli.h"
-#include "Convert.h"
+#include "cli/Cli.h"
+#include "tasks/Convert.h"
 
 #include <QCoreApplication>
 

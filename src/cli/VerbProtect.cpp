@@ -1,7 +1,7 @@
-#include "Cli.h"
-#include "PDFError.h"
-#include "Protect.h"
-#include "Terminal.h"
+#include "cli/Cli.h"
+#include "cli/Terminal.h"
+#include "engine/PDFError.h"
+#include "tasks/Protect.h"
 
 #include <QCoreApplication>
 

@@ -1,5 +1,5 @@
-#include "Cli.h"
-#include "MakeSearchable.h"
+#include "cli/Cli.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QCoreApplication>
 

@@ -1,9 +1,9 @@
-#include "Cli.h"
-#include "PDFOps.h"
-#include "Sign.h"
-#include "SignModel.h"
-#include "SignatureStore.h"
-#include "Stamps.h"
+#include "cli/Cli.h"
+#include "engine/PDFOps.h"
+#include "signing/SignatureStore.h"
+#include "signing/Stamps.h"
+#include "tasks/Sign.h"
+#include "tasks/SignModel.h"
 
 #include <QColor>
 #include <QCoreApplication>

@@ -1,5 +1,5 @@
-#include "Cli.h"
-#include "Split.h"
+#include "cli/Cli.h"
+#include "tasks/Split.h"
 
 #include <QCoreApplication>
 

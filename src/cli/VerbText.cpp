@@ -1,6 +1,6 @@
-#include "Cli.h"
-#include "Convert.h"
-#include "Output.h"
+#include "cli/Cli.h"
+#include "core/Output.h"
+#include "tasks/Convert.h"
 
 #include <QCoreApplication>
 

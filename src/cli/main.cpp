@@ -1,5 +1,5 @@
-#include "Cli.h"
-#include "Searchable.h"
+#include "cli/Cli.h"
+#include "ocr/Searchable.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>

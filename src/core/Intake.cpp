@@ -1,7 +1,7 @@
-#include "Intake.h"
+#include "core/Intake.h"
 
-#include "PDFOps.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "engine/PDFOps.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Dialogs.h"
-#include "PDFFile.h"
+#include "core/Dialogs.h"
+#include "core/PDFFile.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
-#include "Job.h"
+#include "core/Job.h"
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 #include <QPointer>

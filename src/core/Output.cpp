@@ -1,8 +1,8 @@
-#include "Output.h"
+#include "core/Output.h"
 
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "SafeWrite.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "engine/SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QDir>

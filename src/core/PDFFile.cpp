@@ -1,7 +1,7 @@
-#include "PDFFile.h"
+#include "core/PDFFile.h"
 
-#include "PDFError.h"
-#include "PDFOps.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
 
 #include <QFileInfo>
 

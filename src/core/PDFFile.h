@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "PageRanges.h"
+#include "core/PageRanges.h"
 
 #include <QCoreApplication>
 

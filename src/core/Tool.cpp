@@ -1,4 +1,4 @@
-#include "Tool.h"
+#include "core/Tool.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
-#include "Workspace.h"
+#include "core/Workspace.h"
 
-#include "Intake.h"
+#include "core/Intake.h"
 
 #include <QFileInfo>
 

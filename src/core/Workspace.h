@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Dialogs.h"
-#include "PDFFile.h"
-#include "Tool.h"
+#include "core/Dialogs.h"
+#include "core/PDFFile.h"
+#include "core/Tool.h"
 
 #include <QList>
 #include <QObject>

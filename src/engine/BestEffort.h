@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 // Work whose failure must not stop what the person asked for: qpdf throws
 // on a damaged bookmark, info entry or resource, and the rest of the

@@ -1,6 +1,6 @@
-#include "DrawingDocument.h"
+#include "engine/DrawingDocument.h"
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <poppler-qt6.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PDFDocument.h"
-#include "PDFOpsRender.h"
+#include "engine/PDFDocument.h"
+#include "engine/PDFOpsRender.h"
 
 #include <QByteArray>
 #include <QImage>

@@ -1,10 +1,10 @@
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
 
-#include "BestEffort.h"
-#include "Bookmarks.h"
-#include "PDFError.h"
-#include "PDFOpsProtect.h"
-#include "QpdfSupport.h"
+#include "engine/BestEffort.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOpsProtect.h"
+#include "engine/internal/Bookmarks.h"
+#include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>

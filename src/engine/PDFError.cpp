@@ -1,4 +1,4 @@
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 

@@ -1,8 +1,8 @@
-#include "PDFOpsCompress.h"
+#include "engine/PDFOpsCompress.h"
 
-#include "PDFError.h"
-#include "Rebuilder.h"
-#include "SafeWrite.h"
+#include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
+#include "engine/internal/Rebuilder.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,9 +1,9 @@
-#include "PDFOps.h"
+#include "engine/PDFOps.h"
 
-#include "BestEffort.h"
-#include "Bookmarks.h"
-#include "PDFError.h"
-#include "QpdfSupport.h"
+#include "engine/BestEffort.h"
+#include "engine/PDFError.h"
+#include "engine/internal/Bookmarks.h"
+#include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/QPDFNameTreeObjectHelper.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>

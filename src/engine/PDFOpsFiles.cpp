@@ -1,4 +1,4 @@
-#include "PDFOps.h"
+#include "engine/PDFOps.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "Placement.h"
+#include "engine/Placement.h"
 
-#include "PDFOpsRebuild.h"
+#include "engine/internal/PDFOpsRebuild.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/Pl_Buffer.hh>

@@ -1,7 +1,7 @@
-#include "PDFOps.h"
+#include "engine/PDFOps.h"
 
-#include "PDFError.h"
-#include "QpdfSupport.h"
+#include "engine/PDFError.h"
+#include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/QPDFPageDocumentHelper.hh>
 

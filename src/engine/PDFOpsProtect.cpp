@@ -1,8 +1,8 @@
-#include "PDFOpsProtect.h"
+#include "engine/PDFOpsProtect.h"
 
-#include "PDFError.h"
-#include "QpdfSupport.h"
-#include "SafeWrite.h"
+#include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
+#include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PDFOps.h"
+#include "engine/PDFOps.h"
 
 #include <QString>
 

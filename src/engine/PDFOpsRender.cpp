@@ -1,7 +1,7 @@
-#include "PDFOpsRender.h"
+#include "engine/PDFOpsRender.h"
 
-#include "PDFError.h"
-#include "SafeWrite.h"
+#include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "PDFOpsRender.h"
+#include "engine/PDFOpsRender.h"
 
 #include <QChar>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PDFError.h"
-#include "Progress.h"
+#include "engine/PDFError.h"
+#include "engine/Progress.h"
 
 #include <QThread>
 

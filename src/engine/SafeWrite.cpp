@@ -1,6 +1,6 @@
-#include "SafeWrite.h"
+#include "engine/SafeWrite.h"
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 #include <QDir>

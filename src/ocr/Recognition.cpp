@@ -1,5 +1,5 @@
-#include "PDFError.h"
-#include "Searchable.h"
+#include "engine/PDFError.h"
+#include "ocr/Searchable.h"
 
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>

@@ -1,11 +1,11 @@
-#include "Searchable.h"
+#include "ocr/Searchable.h"
 
-#include "DrawingDocument.h"
-#include "InvisibleFont.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "PDFOpsRebuild.h"
-#include "PageWorkers.h"
+#include "engine/DrawingDocument.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "engine/PageWorkers.h"
+#include "engine/internal/PDFOpsRebuild.h"
+#include "ocr/internal/InvisibleFont.h"
 
 #include <QCoreApplication>
 

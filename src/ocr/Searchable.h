@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PDFDocument.h"
-#include "Progress.h"
+#include "engine/PDFDocument.h"
+#include "engine/Progress.h"
 
 #include <QByteArray>
 #include <QImage>

@@ -1,6 +1,6 @@
-#include "AppIcon.h"
+#include "screens/AppIcon.h"
 
-#include "Theme.h"
+#include "screens/Theme.h"
 
 #include <QPainter>
 #include <QPainterPath>

@@ -1,7 +1,7 @@
-#include "Banner.h"
+#include "screens/Banner.h"
 
-#include "Symbols.h"
-#include "Theme.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

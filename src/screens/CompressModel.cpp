@@ -1,6 +1,6 @@
-#include "CompressModel.h"
+#include "screens/CompressModel.h"
 
-#include "Workspace.h"
+#include "core/Workspace.h"
 
 CompressModel::CompressModel(Workspace &workspace, QObject *parent)
     : ToolModel(workspace, parent)

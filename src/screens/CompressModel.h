@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Compress.h"
-#include "ToolModel.h"
+#include "screens/ToolModel.h"
+#include "tasks/Compress.h"
 
 #include <QObject>
 #include <QString>

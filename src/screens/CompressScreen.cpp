@@ -1,11 +1,11 @@
-#include "CompressScreen.h"
+#include "screens/CompressScreen.h"
 
-#include "Compress.h"
-#include "CompressModel.h"
-#include "JobBar.h"
-#include "ScreenRegistry.h"
-#include "Theme.h"
-#include "ToolPage.h"
+#include "screens/CompressModel.h"
+#include "screens/JobBar.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
+#include "tasks/Compress.h"
 
 #include <QHBoxLayout>
 #include <QKeyEvent>

@@ -1,6 +1,6 @@
-#include "ConvertModel.h"
+#include "screens/ConvertModel.h"
 
-#include "Workspace.h"
+#include "core/Workspace.h"
 
 ConvertModel::ConvertModel(Workspace &workspace, QObject *parent)
     : ToolModel(workspace, parent)

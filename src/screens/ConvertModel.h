@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Convert.h"
-#include "ToolModel.h"
+#include "screens/ToolModel.h"
+#include "tasks/Convert.h"
 
 #include <QObject>
 

@@ -1,10 +1,10 @@
-#include "ConvertScreen.h"
+#include "screens/ConvertScreen.h"
 
-#include "ConvertModel.h"
-#include "JobBar.h"
-#include "ScreenRegistry.h"
-#include "Theme.h"
-#include "ToolPage.h"
+#include "screens/ConvertModel.h"
+#include "screens/JobBar.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
 
 #include <QButtonGroup>
 #include <QComboBox>

@@ -1,8 +1,8 @@
-#include "EmptyDrop.h"
+#include "screens/EmptyDrop.h"
 
-#include "Symbols.h"
-#include "Theme.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QLabel>
 #include <QPushButton>

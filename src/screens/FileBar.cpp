@@ -1,9 +1,9 @@
-#include "FileBar.h"
+#include "screens/FileBar.h"
 
-#include "Format.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "Workspace.h"
+#include "core/Format.h"
+#include "core/Workspace.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

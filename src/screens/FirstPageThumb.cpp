@@ -1,8 +1,8 @@
-#include "FirstPageThumb.h"
+#include "screens/FirstPageThumb.h"
 
-#include "PDFDocument.h"
-#include "PageThumb.h"
-#include "Theme.h"
+#include "engine/PDFDocument.h"
+#include "screens/PageThumb.h"
+#include "screens/Theme.h"
 
 #include <QHBoxLayout>
 #include <QPainter>

@@ -1,9 +1,9 @@
-#include "JobBar.h"
+#include "screens/JobBar.h"
 
-#include "Job.h"
-#include "Reveal.h"
-#include "Symbols.h"
-#include "Theme.h"
+#include "core/Job.h"
+#include "screens/Reveal.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

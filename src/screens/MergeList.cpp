@@ -1,10 +1,10 @@
-#include "MergeList.h"
+#include "screens/MergeList.h"
 
-#include "FirstPageThumb.h"
-#include "MergeModel.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/FirstPageThumb.h"
+#include "screens/MergeModel.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QApplication>
 #include <QDrag>

@@ -1,8 +1,8 @@
-#include "MergeModel.h"
+#include "screens/MergeModel.h"
 
-#include "Format.h"
-#include "Merge.h"
-#include "Workspace.h"
+#include "core/Format.h"
+#include "core/Workspace.h"
+#include "tasks/Merge.h"
 
 #include <QFileInfo>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Job.h"
+#include "core/Job.h"
 
 #include <QList>
 #include <QObject>

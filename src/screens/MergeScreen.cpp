@@ -1,15 +1,15 @@
-#include "MergeScreen.h"
+#include "screens/MergeScreen.h"
 
-#include "Banner.h"
-#include "EmptyDrop.h"
-#include "JobBar.h"
-#include "MergeList.h"
-#include "MergeModel.h"
-#include "ScreenRegistry.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "ToolPage.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/Banner.h"
+#include "screens/EmptyDrop.h"
+#include "screens/JobBar.h"
+#include "screens/MergeList.h"
+#include "screens/MergeModel.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
 
 #include <QFrame>
 #include <QHBoxLayout>

@@ -1,6 +1,6 @@
-#include "NoticeAlert.h"
+#include "screens/NoticeAlert.h"
 
-#include "Workspace.h"
+#include "core/Workspace.h"
 
 #include <QMessageBox>
 #include <QPushButton>

@@ -1,8 +1,8 @@
-#include "PageThumb.h"
+#include "screens/PageThumb.h"
 
-#include "PDFDocument.h"
-#include "Theme.h"
-#include "Thumbnails.h"
+#include "engine/PDFDocument.h"
+#include "screens/Theme.h"
+#include "screens/Thumbnails.h"
 
 #include <QPainter>
 #include <QPainterPath>

@@ -1,10 +1,10 @@
-#include "PagesGrid.h"
+#include "screens/PagesGrid.h"
 
-#include "PDFDocument.h"
-#include "PagesModel.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "Thumbnails.h"
+#include "engine/PDFDocument.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
+#include "screens/Thumbnails.h"
+#include "tasks/PagesModel.h"
 
 #include <QApplication>
 #include <QDrag>

@@ -1,14 +1,14 @@
-#include "PagesScreen.h"
+#include "screens/PagesScreen.h"
 
-#include "Job.h"
-#include "JobBar.h"
-#include "PagesGrid.h"
-#include "PagesModel.h"
-#include "ScreenRegistry.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "ToolPage.h"
-#include "Workspace.h"
+#include "core/Job.h"
+#include "core/Workspace.h"
+#include "screens/JobBar.h"
+#include "screens/PagesGrid.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
+#include "tasks/PagesModel.h"
 
 #include <QFileInfo>
 #include <QFrame>

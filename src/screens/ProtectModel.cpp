@@ -1,6 +1,6 @@
-#include "ProtectModel.h"
+#include "screens/ProtectModel.h"
 
-#include "Workspace.h"
+#include "core/Workspace.h"
 
 ProtectModel::ProtectModel(Workspace &workspace, QObject *parent)
     : ToolModel(workspace, parent)

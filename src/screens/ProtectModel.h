@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Protect.h"
-#include "ToolModel.h"
+#include "screens/ToolModel.h"
+#include "tasks/Protect.h"
 
 #include <QObject>
 #include <QString>

@@ -1,11 +1,11 @@
-#include "ProtectScreen.h"
+#include "screens/ProtectScreen.h"
 
-#include "Banner.h"
-#include "JobBar.h"
-#include "ProtectModel.h"
-#include "ScreenRegistry.h"
-#include "Theme.h"
-#include "ToolPage.h"
+#include "screens/Banner.h"
+#include "screens/JobBar.h"
+#include "screens/ProtectModel.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

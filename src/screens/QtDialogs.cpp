@@ -1,7 +1,7 @@
-#include "QtDialogs.h"
+#include "screens/QtDialogs.h"
 
-#include "Symbols.h"
-#include "Theme.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QApplication>
 #include <QDialog>

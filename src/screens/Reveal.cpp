@@ -1,4 +1,4 @@
-#include "Reveal.h"
+#include "screens/Reveal.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,10 +1,10 @@
-#include "RootView.h"
+#include "screens/RootView.h"
 
-#include "NoticeAlert.h"
-#include "ScreenRegistry.h"
-#include "Sidebar.h"
-#include "ToolArea.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/NoticeAlert.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Sidebar.h"
+#include "screens/ToolArea.h"
 
 #include <QFrame>
 #include <QHBoxLayout>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tool.h"
+#include "core/Tool.h"
 
 #include <functional>
 

@@ -1,7 +1,7 @@
-#include "SearchableModel.h"
+#include "screens/SearchableModel.h"
 
-#include "MakeSearchable.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QCoreApplication>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "MakeSearchable.h"
-#include "ToolModel.h"
+#include "screens/ToolModel.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QList>
 #include <QObject>

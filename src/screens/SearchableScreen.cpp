@@ -1,11 +1,11 @@
-#include "SearchableScreen.h"
+#include "screens/SearchableScreen.h"
 
-#include "JobBar.h"
-#include "MakeSearchable.h"
-#include "ScreenRegistry.h"
-#include "SearchableModel.h"
-#include "Theme.h"
-#include "ToolPage.h"
+#include "screens/JobBar.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/SearchableModel.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QCheckBox>
 #include <QComboBox>

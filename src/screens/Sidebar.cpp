@@ -1,9 +1,9 @@
-#include "Sidebar.h"
+#include "screens/Sidebar.h"
 
-#include "ScreenRegistry.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QAbstractButton>
 #include <QHBoxLayout>

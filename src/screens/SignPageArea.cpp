@@ -1,7 +1,7 @@
-#include "SignPageArea.h"
+#include "screens/SignPageArea.h"
 
-#include "SignModel.h"
-#include "Theme.h"
+#include "screens/Theme.h"
+#include "tasks/SignModel.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "PDFFile.h"
-#include "Placement.h"
-#include "SignatureStore.h"
-#include "ToolModel.h"
+#include "core/PDFFile.h"
+#include "engine/Placement.h"
+#include "screens/ToolModel.h"
+#include "signing/SignatureStore.h"
 
 #include <QList>
 #include <QWidget>

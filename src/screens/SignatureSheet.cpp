@@ -1,10 +1,10 @@
-#include "SignatureSheet.h"
+#include "screens/SignatureSheet.h"
 
-#include "Dialogs.h"
-#include "PDFOps.h"
-#include "QtDialogs.h"
-#include "Stamps.h"
-#include "Theme.h"
+#include "core/Dialogs.h"
+#include "engine/PDFOps.h"
+#include "screens/QtDialogs.h"
+#include "screens/Theme.h"
+#include "signing/Stamps.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

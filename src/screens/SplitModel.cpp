@@ -1,6 +1,6 @@
-#include "SplitModel.h"
+#include "screens/SplitModel.h"
 
-#include "Workspace.h"
+#include "core/Workspace.h"
 
 #include <algorithm>
 

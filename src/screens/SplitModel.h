@@ -1,8 +1,8 @@
 #pragma once
 
-#include "PageRanges.h"
-#include "Split.h"
-#include "ToolModel.h"
+#include "core/PageRanges.h"
+#include "screens/ToolModel.h"
+#include "tasks/Split.h"
 
 #include <QObject>
 #include <QString>

@@ -1,10 +1,10 @@
-#include "SplitScreen.h"
+#include "screens/SplitScreen.h"
 
-#include "JobBar.h"
-#include "ScreenRegistry.h"
-#include "SplitModel.h"
-#include "Theme.h"
-#include "ToolPage.h"
+#include "screens/JobBar.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/SplitModel.h"
+#include "screens/Theme.h"
+#include "screens/ToolPage.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>

@@ -1,4 +1,4 @@
-#include "Symbols.h"
+#include "screens/Symbols.h"
 
 #include <QDir>
 #include <QHash>

@@ -1,6 +1,6 @@
-#include "Theme.h"
+#include "screens/Theme.h"
 
-#include "Symbols.h"
+#include "screens/Symbols.h"
 
 #include <QButtonGroup>
 #include <QFrame>

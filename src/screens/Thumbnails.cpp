@@ -1,6 +1,6 @@
-#include "Thumbnails.h"
+#include "screens/Thumbnails.h"
 
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
 
 #include <QDateTime>
 #include <QFileInfo>

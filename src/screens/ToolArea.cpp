@@ -1,7 +1,7 @@
-#include "ToolArea.h"
+#include "screens/ToolArea.h"
 
-#include "Theme.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/Theme.h"
 
 #include <QApplication>
 #include <QDragEnterEvent>

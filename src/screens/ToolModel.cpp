@@ -1,8 +1,8 @@
-#include "ToolModel.h"
+#include "screens/ToolModel.h"
 
-#include "Output.h"
-#include "PDFError.h"
-#include "Workspace.h"
+#include "core/Output.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
 
 ToolModel::ToolModel(Workspace &workspace, QObject *parent)
     : QObject(parent)

@@ -1,11 +1,11 @@
-#include "ToolPage.h"
+#include "screens/ToolPage.h"
 
-#include "EmptyDrop.h"
-#include "FileBar.h"
-#include "PDFError.h"
-#include "Symbols.h"
-#include "Theme.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "screens/EmptyDrop.h"
+#include "screens/FileBar.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
 
 #include <QFrame>
 #include <QLabel>

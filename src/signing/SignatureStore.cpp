@@ -1,7 +1,7 @@
-#include "SignatureStore.h"
+#include "signing/SignatureStore.h"
 
-#include "PDFError.h"
-#include "SafeWrite.h"
+#include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

@@ -1,4 +1,4 @@
-#include "Stamps.h"
+#include "signing/Stamps.h"
 
 #include <QFont>
 #include <QFontDatabase>

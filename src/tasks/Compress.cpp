@@ -1,7 +1,7 @@
-#include "Compress.h"
+#include "tasks/Compress.h"
 
-#include "Format.h"
-#include "PDFError.h"
+#include "core/Format.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Job.h"
-#include "PDFFile.h"
-#include "PDFOpsCompress.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
+#include "engine/PDFOpsCompress.h"
 
 #include <QList>
 #include <QString>

@@ -1,8 +1,8 @@
-#include "Convert.h"
+#include "tasks/Convert.h"
 
-#include "DrawingSource.h"
-#include "Output.h"
-#include "PDFError.h"
+#include "core/Output.h"
+#include "engine/PDFError.h"
+#include "tasks/DrawingSource.h"
 
 #include <QCoreApplication>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Job.h"
-#include "PDFFile.h"
-#include "PDFOpsRender.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
+#include "engine/PDFOpsRender.h"
 
 #include <QList>
 #include <QString>

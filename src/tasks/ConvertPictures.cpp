@@ -1,10 +1,10 @@
-#include "Convert.h"
+#include "tasks/Convert.h"
 
-#include "DrawingSource.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "PageWorkers.h"
-#include "ResultFolder.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "engine/PageWorkers.h"
+#include "tasks/DrawingSource.h"
+#include "tasks/ResultFolder.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DrawingDocument.h"
+#include "engine/DrawingDocument.h"
 
 class PDFFile;
 

@@ -1,6 +1,6 @@
-#include "FileInfo.h"
+#include "tasks/FileInfo.h"
 
-#include "PDFOps.h"
+#include "engine/PDFOps.h"
 
 #include <QCoreApplication>
 

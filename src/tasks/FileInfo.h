@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PDFDocument.h"
-#include "PDFFile.h"
+#include "core/PDFFile.h"
+#include "engine/PDFDocument.h"
 
 #include <QJsonObject>
 #include <QSizeF>

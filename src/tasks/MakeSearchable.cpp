@@ -1,6 +1,6 @@
-#include "MakeSearchable.h"
+#include "tasks/MakeSearchable.h"
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

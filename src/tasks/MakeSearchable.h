@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Job.h"
-#include "PDFFile.h"
-#include "Searchable.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
+#include "ocr/Searchable.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,9 +1,9 @@
-#include "Merge.h"
+#include "tasks/Merge.h"
 
-#include "Format.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "Workspace.h"
+#include "core/Format.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

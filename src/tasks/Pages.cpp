@@ -1,7 +1,7 @@
-#include "Pages.h"
+#include "tasks/Pages.h"
 
-#include "PDFError.h"
-#include "PDFOps.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "PagesModel.h"
+#include "tasks/PagesModel.h"
 
 #include <algorithm>
 

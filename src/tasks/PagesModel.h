@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PDFFile.h"
-#include "Pages.h"
+#include "core/PDFFile.h"
+#include "tasks/Pages.h"
 
 #include <QList>
 #include <QObject>

@@ -1,7 +1,7 @@
-#include "Protect.h"
+#include "tasks/Protect.h"
 
-#include "PDFError.h"
-#include "PDFOpsProtect.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOpsProtect.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

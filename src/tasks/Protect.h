@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Job.h"
-#include "PDFFile.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
 
 #include <QList>
 #include <QString>

@@ -1,6 +1,6 @@
-#include "ResultFolder.h"
+#include "tasks/ResultFolder.h"
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
-#include "Sign.h"
+#include "tasks/Sign.h"
 
-#include "PDFError.h"
+#include "engine/PDFError.h"
 
 #include <QCoreApplication>
 #include <QDate>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Job.h"
-#include "PDFFile.h"
-#include "Placement.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
+#include "engine/Placement.h"
 
 #include <QList>
 #include <QString>

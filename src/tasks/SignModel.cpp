@@ -1,6 +1,6 @@
-#include "SignModel.h"
+#include "tasks/SignModel.h"
 
-#include "DrawingDocument.h"
+#include "engine/DrawingDocument.h"
 
 #include <algorithm>
 

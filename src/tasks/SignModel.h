@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PDFFile.h"
-#include "Placement.h"
+#include "core/PDFFile.h"
+#include "engine/Placement.h"
 
 #include <QImage>
 #include <QList>

@@ -1,9 +1,9 @@
-#include "Split.h"
+#include "tasks/Split.h"
 
-#include "Output.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "ResultFolder.h"
+#include "core/Output.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "tasks/ResultFolder.h"
 
 #include <QCoreApplication>
 #include <QDir>

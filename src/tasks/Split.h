@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Job.h"
-#include "PDFFile.h"
-#include "PageRanges.h"
+#include "core/Job.h"
+#include "core/PDFFile.h"
+#include "core/PageRanges.h"
 
 #include <QList>
 #include <QString>

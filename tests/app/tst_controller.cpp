@@ -1,12 +1,12 @@
 // The application controller: the menu, the one window and its
 // remembered frame, files from outside, a second start handing its files
 // over, and the snapshot mode.
-#include "AppController.h"
-#include "Dialogs.h"
-#include "Fixtures.h"
-#include "RootView.h"
-#include "SingleInstance.h"
-#include "Symbols.h"
+#include "app/AppController.h"
+#include "app/SingleInstance.h"
+#include "core/Dialogs.h"
+#include "screens/RootView.h"
+#include "screens/Symbols.h"
+#include "support/Fixtures.h"
 
 #include <QAbstractButton>
 #include <QAction>

@@ -1,5 +1,5 @@
-#include "Fixtures.h"
-#include "PictureFixtures.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QDir>
 #include <QFile>

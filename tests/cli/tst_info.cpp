@@ -1,5 +1,5 @@
-#include "Fixtures.h"
-#include "MakeSearchable.h"
+#include "support/Fixtures.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QDir>
 #include <QJsonArray>

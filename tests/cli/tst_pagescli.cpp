@@ -1,6 +1,6 @@
-#include "Fixtures.h"
-#include "PictureFixtures.h"
-#include "PopplerCheck.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
 
 #include <QDir>
 #include <QRegularExpression>

@@ -1,5 +1,5 @@
-#include "Fixtures.h"
-#include "ProtectChecks.h"
+#include "support/Fixtures.h"
+#include "support/ProtectChecks.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,10 +1,10 @@
-#include "Fixtures.h"
-#include "FolderWatch.h"
-#include "PictureFixtures.h"
-#include "ProtectChecks.h"
-#include "QpdfBytes.h"
-#include "ScanFixtures.h"
-#include "SmallDisk.h"
+#include "support/Fixtures.h"
+#include "support/FolderWatch.h"
+#include "support/PictureFixtures.h"
+#include "support/ProtectChecks.h"
+#include "support/QpdfBytes.h"
+#include "support/ScanFixtures.h"
+#include "support/SmallDisk.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

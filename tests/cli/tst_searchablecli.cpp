@@ -3,10 +3,10 @@
 // tst_searchabletask's; -o is checked once in tst_compress (cli); usage
 // errors are in tst_info's table; Ctrl-C, kills and a full disk are
 // tst_safewrites'.
-#include "Fixtures.h"
-#include "MakeSearchable.h"
-#include "PictureFixtures.h"
-#include "ScanFixtures.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/ScanFixtures.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QDir>
 #include <QFileInfo>

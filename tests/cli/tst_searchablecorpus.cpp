@@ -1,5 +1,5 @@
-#include "Fixtures.h"
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
+#include "support/Fixtures.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
-#include "Fixtures.h"
-#include "PictureFixtures.h"
-#include "PopplerCheck.h"
-#include "SignatureStore.h"
+#include "signing/SignatureStore.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
 
 #include <QDir>
 #include <QPainter>

@@ -1,5 +1,5 @@
-#include "Job.h"
-#include "PDFError.h"
+#include "core/Job.h"
+#include "engine/PDFError.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -1,9 +1,9 @@
-#include "Fixtures.h"
-#include "Output.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "SafeWrite.h"
-#include "Workspace.h"
+#include "core/Output.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "engine/SafeWrite.h"
+#include "support/Fixtures.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "Fixtures.h"
-#include "PDFOps.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "engine/PDFOps.h"
+#include "support/Fixtures.h"
 
 #include <QFile>
 #include <QSignalSpy>

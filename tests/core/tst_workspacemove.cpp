@@ -1,6 +1,6 @@
 // Reordering the workspace's files the way a list moves dragged rows.
-#include "Fixtures.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "support/Fixtures.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>

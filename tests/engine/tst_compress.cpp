@@ -1,8 +1,8 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PDFOps.h"
-#include "PDFOpsCompress.h"
-#include "PictureFixtures.h"
+#include "engine/PDFOps.h"
+#include "engine/PDFOpsCompress.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QDir>
 #include <QFile>

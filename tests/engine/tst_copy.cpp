@@ -1,10 +1,10 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "PictureFixtures.h"
-#include "PopplerCheck.h"
-#include "QpdfBytes.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
+#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>

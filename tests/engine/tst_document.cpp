@@ -1,8 +1,8 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PDFDocument.h"
-#include "PDFError.h"
-#include "PDFOps.h"
+#include "engine/PDFDocument.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
 
 #include <QFile>
 #include <QTemporaryDir>

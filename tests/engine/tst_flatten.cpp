@@ -1,8 +1,8 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PictureFixtures.h"
-#include "Placement.h"
-#include "PopplerCheck.h"
+#include "engine/Placement.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
 
 #include <QCryptographicHash>
 #include <QPainter>

@@ -1,6 +1,6 @@
-#include "Fixtures.h"
-#include "ImageRecompressor.h"
-#include "PictureFixtures.h"
+#include "engine/internal/ImageRecompressor.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QTest>
 

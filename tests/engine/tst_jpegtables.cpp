@@ -1,6 +1,6 @@
-#include "Fixtures.h"
-#include "JpegTables.h"
-#include "PictureFixtures.h"
+#include "engine/internal/JpegTables.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QImage>
 #include <QTest>

@@ -1,6 +1,6 @@
-#include "Fixtures.h"
-#include "PDFOps.h"
-#include "PictureFixtures.h"
+#include "engine/PDFOps.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QTemporaryDir>
 #include <QTest>

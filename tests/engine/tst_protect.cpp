@@ -1,8 +1,8 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "PDFOpsProtect.h"
-#include "ProtectChecks.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOpsProtect.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/ProtectChecks.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,10 +1,10 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "PDFOpsCompress.h"
-#include "PDFOpsRebuild.h"
-#include "PictureFixtures.h"
-#include "QpdfBytes.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOpsCompress.h"
+#include "engine/internal/PDFOpsRebuild.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

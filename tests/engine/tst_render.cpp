@@ -1,9 +1,9 @@
-#include "Attempt.h"
-#include "DrawingDocument.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "PDFOpsRender.h"
-#include "PictureFixtures.h"
+#include "engine/DrawingDocument.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOpsRender.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QColorSpace>
 #include <QDir>

@@ -1,11 +1,11 @@
-#include "Attempt.h"
-#include "DrawingDocument.h"
-#include "Fixtures.h"
-#include "InvisibleFont.h"
-#include "PictureFixtures.h"
-#include "PopplerCheck.h"
-#include "ScanFixtures.h"
-#include "Searchable.h"
+#include "engine/DrawingDocument.h"
+#include "ocr/Searchable.h"
+#include "ocr/internal/InvisibleFont.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
+#include "support/ScanFixtures.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

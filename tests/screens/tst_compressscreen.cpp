@@ -2,14 +2,14 @@
 // chosen, the button and one run to the job bar. The texts themselves and
 // the work are checked in tests/tasks; the save panel for a folder that
 // can't be written in tst_protectscreen (the same ToolModel path).
-#include "Compress.h"
-#include "CompressModel.h"
-#include "CompressScreen.h"
-#include "Fixtures.h"
-#include "PictureFixtures.h"
-#include "ScreenParts.h"
-#include "Symbols.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/CompressModel.h"
+#include "screens/CompressScreen.h"
+#include "screens/Symbols.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/ScreenParts.h"
+#include "tasks/Compress.h"
 
 #include <QFileInfo>
 #include <QLabel>

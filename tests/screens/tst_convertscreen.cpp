@@ -2,13 +2,13 @@
 // and a text run to the job bar, a destination that can't be settled, and
 // what survives choosing another file. Names, sizes and outcome words of
 // the work are checked in tests/tasks.
-#include "ConvertModel.h"
-#include "ConvertScreen.h"
-#include "Fixtures.h"
-#include "ScreenParts.h"
-#include "Symbols.h"
-#include "ToolPage.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/ConvertModel.h"
+#include "screens/ConvertScreen.h"
+#include "screens/Symbols.h"
+#include "screens/ToolPage.h"
+#include "support/Fixtures.h"
+#include "support/ScreenParts.h"
 
 #include <QComboBox>
 #include <QDir>

@@ -1,18 +1,18 @@
 // The Merge screen's bindings: what its rows and footer say, when "Merge…"
 // can be pressed, the name it proposes, reordering by dragging rows, and a
 // merge run to the job bar (the work itself: tests/tasks).
-#include "Banner.h"
-#include "Dialogs.h"
-#include "EmptyDrop.h"
-#include "Fixtures.h"
-#include "Format.h"
-#include "MergeList.h"
-#include "MergeModel.h"
-#include "MergeScreen.h"
-#include "PictureFixtures.h"
-#include "ScreenParts.h"
-#include "Symbols.h"
-#include "Workspace.h"
+#include "core/Dialogs.h"
+#include "core/Format.h"
+#include "core/Workspace.h"
+#include "screens/Banner.h"
+#include "screens/EmptyDrop.h"
+#include "screens/MergeList.h"
+#include "screens/MergeModel.h"
+#include "screens/MergeScreen.h"
+#include "screens/Symbols.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/ScreenParts.h"
 
 #include <QApplication>
 #include <QFile>

@@ -2,15 +2,15 @@
 // and drops do to the page list, when the buttons can be pressed, what the
 // footer says, and a save run to the job bar. The list's own rules and the
 // written pages in detail: tests/tasks.
-#include "Dialogs.h"
-#include "Fixtures.h"
-#include "Job.h"
-#include "PagesGrid.h"
-#include "PagesModel.h"
-#include "PagesScreen.h"
-#include "ScreenParts.h"
-#include "Symbols.h"
-#include "Workspace.h"
+#include "core/Dialogs.h"
+#include "core/Job.h"
+#include "core/Workspace.h"
+#include "screens/PagesGrid.h"
+#include "screens/PagesScreen.h"
+#include "screens/Symbols.h"
+#include "support/Fixtures.h"
+#include "support/ScreenParts.h"
+#include "tasks/PagesModel.h"
 
 #include <QApplication>
 #include <QFile>

@@ -3,16 +3,16 @@
 // protect and remove runs to the job bar, and the save panel when the
 // source's folder can't be written (the ToolModel path every one-file tool
 // shares). The work and its outcome words: tests/tasks.
-#include "Dialogs.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "ProtectChecks.h"
-#include "ProtectModel.h"
-#include "ProtectScreen.h"
-#include "ScreenParts.h"
-#include "Symbols.h"
-#include "ToolPage.h"
-#include "Workspace.h"
+#include "core/Dialogs.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "screens/ProtectModel.h"
+#include "screens/ProtectScreen.h"
+#include "screens/Symbols.h"
+#include "screens/ToolPage.h"
+#include "support/Fixtures.h"
+#include "support/ProtectChecks.h"
+#include "support/ScreenParts.h"
 
 #include <QCheckBox>
 #include <QDir>

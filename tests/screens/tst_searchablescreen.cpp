@@ -2,15 +2,15 @@
 // and the language picker (the choice remembered, which is what a run
 // reads), one run to the job bar, the toggle reaching the work, and what
 // changes with the chosen file. The texts and the work: tests/tasks.
-#include "Fixtures.h"
-#include "MakeSearchable.h"
-#include "ScanFixtures.h"
-#include "ScreenParts.h"
-#include "SearchableModel.h"
-#include "SearchableScreen.h"
-#include "Symbols.h"
-#include "ToolPage.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/SearchableModel.h"
+#include "screens/SearchableScreen.h"
+#include "screens/Symbols.h"
+#include "screens/ToolPage.h"
+#include "support/Fixtures.h"
+#include "support/ScanFixtures.h"
+#include "support/ScreenParts.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,10 +1,10 @@
 // The signature sheet's bindings: strokes on the canvas and their buttons,
 // the photo chosen through the dialogs, the ink, remembering, and what the
 // sheet answers. How strokes and photos become pictures: tests/signing.
-#include "Dialogs.h"
-#include "ScreenParts.h"
-#include "SignatureSheet.h"
-#include "Stamps.h"
+#include "core/Dialogs.h"
+#include "screens/SignatureSheet.h"
+#include "signing/Stamps.h"
+#include "support/ScreenParts.h"
 
 #include <QApplication>
 #include <QCheckBox>

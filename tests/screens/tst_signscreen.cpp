@@ -2,19 +2,19 @@
 // signatures, the text popover, Remove, page navigation, the bottom row,
 // drags on the shown page, and a save run to the job bar and onto the disk.
 // The model's geometry rules and the flattening itself: tests/tasks.
-#include "Dialogs.h"
-#include "Fixtures.h"
-#include "PictureFixtures.h"
-#include "ScreenParts.h"
-#include "ScreenRegistry.h"
-#include "SignModel.h"
-#include "SignPageArea.h"
-#include "SignScreen.h"
-#include "SignatureSheet.h"
-#include "SignatureStore.h"
-#include "Stamps.h"
-#include "Symbols.h"
-#include "Workspace.h"
+#include "core/Dialogs.h"
+#include "core/Workspace.h"
+#include "screens/ScreenRegistry.h"
+#include "screens/SignPageArea.h"
+#include "screens/SignScreen.h"
+#include "screens/SignatureSheet.h"
+#include "screens/Symbols.h"
+#include "signing/SignatureStore.h"
+#include "signing/Stamps.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/ScreenParts.h"
+#include "tasks/SignModel.h"
 
 #include <QApplication>
 #include <QDir>

@@ -2,12 +2,12 @@
 // preview and the error for a file, when "Split" can be pressed, what
 // outlives another file, and splits run to the job bar and the parts'
 // names. The groups, texts and the parts' contents: tests/tasks.
-#include "Fixtures.h"
-#include "ScreenParts.h"
-#include "SplitModel.h"
-#include "SplitScreen.h"
-#include "Symbols.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "screens/SplitModel.h"
+#include "screens/SplitScreen.h"
+#include "screens/Symbols.h"
+#include "support/Fixtures.h"
+#include "support/ScreenParts.h"
 
 #include <QDir>
 #include <QFile>

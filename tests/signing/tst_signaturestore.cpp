@@ -1,4 +1,4 @@
-#include "SignatureStore.h"
+#include "signing/SignatureStore.h"
 
 #include <QDir>
 #include <QFile>

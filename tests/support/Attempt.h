@@ -3,8 +3,8 @@
 // Running engine work in a test: no progress wanted, never cancelled, and
 // what it throws.
 
-#include "PDFError.h"
-#include "Progress.h"
+#include "engine/PDFError.h"
+#include "engine/Progress.h"
 
 #include <QString>
 

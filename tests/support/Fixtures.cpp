@@ -1,5 +1,5 @@
-#include "Fixtures.h"
-#include "QpdfBytes.h"
+#include "support/Fixtures.h"
+#include "support/QpdfBytes.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>

@@ -3,7 +3,7 @@
 // Fixture documents and pictures made by the tests themselves, and small
 // helpers to reach the corpus, an independent reader and the command line.
 
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
 
 #include <QByteArray>
 #include <QImage>

@@ -1,4 +1,4 @@
-#include "FolderWatch.h"
+#include "support/FolderWatch.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
-#include "PictureFixtures.h"
+#include "support/PictureFixtures.h"
 
-#include "Fixtures.h"
-#include "QpdfBytes.h"
+#include "support/Fixtures.h"
+#include "support/QpdfBytes.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>

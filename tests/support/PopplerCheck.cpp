@@ -1,4 +1,4 @@
-#include "PopplerCheck.h"
+#include "support/PopplerCheck.h"
 
 #include <poppler-qt6.h>
 

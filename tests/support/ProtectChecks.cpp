@@ -1,7 +1,7 @@
-#include "ProtectChecks.h"
-#include "QpdfBytes.h"
+#include "support/ProtectChecks.h"
+#include "support/QpdfBytes.h"
 
-#include "Fixtures.h"
+#include "support/Fixtures.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>

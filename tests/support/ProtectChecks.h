@@ -4,7 +4,7 @@
 // with a filled form field and an attachment, what poppler reports about
 // a written file, and what qpdf's command line says about its encryption.
 
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
 
 #include <QByteArray>
 #include <QMap>

@@ -1,4 +1,4 @@
-#include "QpdfBytes.h"
+#include "support/QpdfBytes.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>

@@ -4,7 +4,7 @@
 // bytes, with a fixed ID so the same fixture gives the same bytes, and
 // AES-256 when the options ask for it.
 
-#include "PDFDocument.h"
+#include "engine/PDFDocument.h"
 
 #include <QByteArray>
 

@@ -1,7 +1,7 @@
-#include "ScanFixtures.h"
+#include "support/ScanFixtures.h"
 
-#include "Fixtures.h"
-#include "QpdfBytes.h"
+#include "support/Fixtures.h"
+#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

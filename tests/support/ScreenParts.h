@@ -6,9 +6,9 @@
 // A root is a widget, or a tool screen (anything with page()->content()):
 // its content is made anew for each file, so only the one on show is searched.
 
-#include "Dialogs.h"
-#include "ToolPage.h"
-#include "Workspace.h"
+#include "core/Dialogs.h"
+#include "core/Workspace.h"
+#include "screens/ToolPage.h"
 
 #include <QCheckBox>
 #include <QLabel>

@@ -1,7 +1,7 @@
-#include "Compress.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "support/Fixtures.h"
+#include "tasks/Compress.h"
 
 #include <QDir>
 #include <QFile>

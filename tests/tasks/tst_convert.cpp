@@ -1,9 +1,9 @@
-#include "Convert.h"
-#include "Fixtures.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "PictureFixtures.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "tasks/Convert.h"
 
 #include <QDir>
 #include <QFile>

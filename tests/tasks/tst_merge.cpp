@@ -1,11 +1,11 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "Format.h"
-#include "Merge.h"
-#include "PDFError.h"
-#include "PictureFixtures.h"
-#include "PopplerCheck.h"
-#include "Workspace.h"
+#include "core/Format.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
+#include "tasks/Merge.h"
 
 #include <QDir>
 #include <QFile>

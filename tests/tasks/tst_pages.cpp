@@ -1,10 +1,10 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "Pages.h"
-#include "PagesModel.h"
-#include "PictureFixtures.h"
-#include "PopplerCheck.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
+#include "tasks/Pages.h"
+#include "tasks/PagesModel.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>

@@ -1,10 +1,10 @@
-#include "Fixtures.h"
-#include "Output.h"
-#include "PDFError.h"
-#include "PDFOpsProtect.h"
-#include "Protect.h"
-#include "ProtectChecks.h"
-#include "Workspace.h"
+#include "core/Output.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOpsProtect.h"
+#include "support/Fixtures.h"
+#include "support/ProtectChecks.h"
+#include "tasks/Protect.h"
 
 #include <QDir>
 #include <QFile>

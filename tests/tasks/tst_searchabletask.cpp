@@ -1,8 +1,8 @@
-#include "Fixtures.h"
-#include "MakeSearchable.h"
-#include "PDFError.h"
-#include "ScanFixtures.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "support/Fixtures.h"
+#include "support/ScanFixtures.h"
+#include "tasks/MakeSearchable.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,9 +1,9 @@
-#include "Attempt.h"
-#include "Fixtures.h"
-#include "PictureFixtures.h"
-#include "Sign.h"
-#include "SignModel.h"
-#include "Workspace.h"
+#include "core/Workspace.h"
+#include "support/Attempt.h"
+#include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
+#include "tasks/Sign.h"
+#include "tasks/SignModel.h"
 
 #include <QFile>
 #include <QFileInfo>

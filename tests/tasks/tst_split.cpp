@@ -1,11 +1,11 @@
-#include "Fixtures.h"
-#include "Job.h"
-#include "Output.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "PopplerCheck.h"
-#include "Split.h"
-#include "Workspace.h"
+#include "core/Job.h"
+#include "core/Output.h"
+#include "core/Workspace.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "support/Fixtures.h"
+#include "support/PopplerCheck.h"
+#include "tasks/Split.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
-#include "Bookmarks.h"
+#include "engine/internal/Bookmarks.h"
 
-#include "BestEffort.h"
-#include "QpdfSupport.h"
+#include "engine/BestEffort.h"
+#include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/QPDFNameTreeObjectHelper.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>

@@ -1,4 +1,4 @@
-#include "ImagePlacements.h"
+#include "engine/internal/ImagePlacements.h"
 
 #include <qpdf/QPDFPageObjectHelper.hh>
 

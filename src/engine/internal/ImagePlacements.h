@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
 // Where each picture of a document is drawn, and how large: the content
 // of every page is followed with its current transformation, into form
 // XObjects, so that a picture's largest placement is known before it is

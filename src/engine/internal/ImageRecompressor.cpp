@@ -1,4 +1,4 @@
-#include "ImageRecompressor.h"
+#include "engine/internal/ImageRecompressor.h"
 
 #include <QBuffer>
 #include <QImage>

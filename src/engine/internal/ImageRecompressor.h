@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
 // The picture work of compression, with Qt only, so that it can run on any
 // thread: decode, resample, re-encode, and say whether that helped.
 

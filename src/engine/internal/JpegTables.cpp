@@ -1,4 +1,4 @@
-#include "JpegTables.h"
+#include "engine/internal/JpegTables.h"
 
 #include <csetjmp>
 #include <cstdio>

@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
 #include <QByteArray>
 
 #include <optional>

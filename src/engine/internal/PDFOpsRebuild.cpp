@@ -1,7 +1,7 @@
-#include "PDFOpsRebuild.h"
+#include "engine/internal/PDFOpsRebuild.h"
 
-#include "Rebuilder.h"
-#include "SafeWrite.h"
+#include "engine/SafeWrite.h"
+#include "engine/internal/Rebuilder.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

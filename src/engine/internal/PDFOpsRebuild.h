@@ -1,7 +1,11 @@
 #pragma once
 
-#include "PDFDocument.h"
-#include "Progress.h"
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
+#include "engine/PDFDocument.h"
+#include "engine/Progress.h"
 
 #include <QByteArray>
 #include <QSizeF>

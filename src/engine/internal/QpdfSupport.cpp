@@ -1,6 +1,6 @@
-#include "QpdfSupport.h"
+#include "engine/internal/QpdfSupport.h"
 
-#include "BestEffort.h"
+#include "engine/BestEffort.h"
 
 #include <qpdf/QPDFPageDocumentHelper.hh>
 

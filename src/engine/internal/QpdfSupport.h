@@ -1,10 +1,14 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
 // Small helpers over qpdf shared by the engine's own files and the text
 // layer that writes into rebuilt pages. Not for the layers above.
 
-#include "PDFDocument.h"
-#include "SafeWrite.h"
+#include "engine/PDFDocument.h"
+#include "engine/SafeWrite.h"
 
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDF.hh>

@@ -1,6 +1,6 @@
-#include "RebuildImages.h"
+#include "engine/internal/RebuildImages.h"
 
-#include "JpegTables.h"
+#include "engine/internal/JpegTables.h"
 
 #include <qpdf/Buffer.hh>
 

@@ -1,10 +1,14 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
 // Engine-internal: the pictures of a rebuild. Compression re-encodes them on
 // a pool of threads; every rebuild may store JPEG data more tightly.
 
-#include "ImageRecompressor.h"
-#include "Rebuilder.h"
+#include "engine/internal/ImageRecompressor.h"
+#include "engine/internal/Rebuilder.h"
 
 #include <qpdf/QPDFObjectHandle.hh>
 

@@ -1,11 +1,11 @@
-#include "Rebuilder.h"
+#include "engine/internal/Rebuilder.h"
 
-#include "BestEffort.h"
-#include "ImagePlacements.h"
-#include "PDFError.h"
-#include "PDFOps.h"
-#include "QpdfSupport.h"
-#include "RebuildImages.h"
+#include "engine/BestEffort.h"
+#include "engine/PDFError.h"
+#include "engine/PDFOps.h"
+#include "engine/internal/ImagePlacements.h"
+#include "engine/internal/QpdfSupport.h"
+#include "engine/internal/RebuildImages.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/Pl_Flate.hh>

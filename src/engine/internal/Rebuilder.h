@@ -1,11 +1,15 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_ENGINE
+#error "Private to the engine layer: qpdf and poppler stay behind its public headers."
+#endif
+
 // Engine-internal machinery behind PDFOps::rebuild and PDFOps::compress.
 
-#include "PDFOpsCompress.h"
-#include "PDFOpsRebuild.h"
-#include "Progress.h"
-#include "SafeWrite.h"
+#include "engine/PDFOpsCompress.h"
+#include "engine/Progress.h"
+#include "engine/SafeWrite.h"
+#include "engine/internal/PDFOpsRebuild.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>

@@ -1,8 +1,8 @@
-#include "Rebuilder.h"
+#include "engine/internal/Rebuilder.h"
 
-#include "BestEffort.h"
-#include "Bookmarks.h"
-#include "QpdfSupport.h"
+#include "engine/BestEffort.h"
+#include "engine/internal/Bookmarks.h"
+#include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/QPDFAnnotationObjectHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>

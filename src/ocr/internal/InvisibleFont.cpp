@@ -1,4 +1,4 @@
-#include "InvisibleFont.h"
+#include "ocr/internal/InvisibleFont.h"
 
 #include <QList>
 #include <QtEndian>

@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef QUIREBOOK_INSIDE_OCR
+#error "Private to the ocr layer: qpdf and poppler stay behind its public headers."
+#endif
+
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 
