@@ -8,7 +8,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools libgl-dev
   libqpdf-dev libpoppler-qt6-dev poppler-data qt6-image-formats-plugins
   libtesseract-dev libleptonica-dev tesseract-ocr-eng tesseract-ocr-osd
-  libheif-dev libjpeg-dev
+  libheif-dev libjpeg-dev libopenjp2-7-dev
   adwaita-icon-theme
   qpdf poppler-utils
   clang-format

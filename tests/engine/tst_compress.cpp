@@ -160,12 +160,8 @@ private Q_SLOTS:
             {320, 200}, false, "/FlateDecode");
         const QList<QRectF> small{{100, 100, 80, 60}};
         const QSize big(1600, 1200);
-        row("indexed", {K::Indexed, big}, small, L::Small, {}, false, "/FlateDecode");
-        row("16-bit", {K::Gray16, big}, small, L::Small, {}, false, "/FlateDecode");
         row("stencil mask", {K::ImageMask, big}, small, L::Small, {}, false, "/FlateDecode");
         row("one bit", {K::OneBit, big}, small, L::Small, {}, false, "/FlateDecode");
-        row("CMYK", {K::Cmyk, big}, small, L::Small, {}, false, "/FlateDecode");
-        row("decode array", {K::Decode, big}, small, L::Small, {}, false, "/FlateDecode");
         row("tiny", {K::Jpeg, {24, 24}}, small, L::Small, {});
         // A /Matte mask's samples are tied to the picture's: neither may change.
         row("soft mask with /Matte",

@@ -101,7 +101,7 @@ private Q_SLOTS:
         in.storedBytes = in.data.size();
         QTest::newRow("garbage JPEG") << in << false;
         Input samples;
-        samples.kind = Input::Kind::Rgb8;
+        samples.kind = Input::Kind::Samples;
         samples.data = QByteArray(100, 'a');
         samples.size = QSize(64, 64);
         samples.target = QSize(32, 32);

@@ -1,11 +1,11 @@
 #include "engine/internal/ImageRecompressor.h"
 
-#include <QBuffer>
-#include <QImage>
-#include <QImageReader>
-#include <QImageWriter>
+#include "engine/internal/JpegCodec.h"
+#include "engine/internal/JpxCodec.h"
+#include "engine/internal/Samples.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -22,29 +22,10 @@ constexpr double kResampleBelow = 0.95;
 constexpr double kReencodeGain = 0.9;
 // Lossless wins when it is at most this much bigger than the JPEG.
 constexpr double kLosslessAllowance = 1.1;
-
-QByteArray encodeJpeg(const QImage &image, int quality)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setQuality(quality);
-    writer.setOptimizedWrite(true);
-    if (!writer.write(image))
-        return {};
-    return bytes;
-}
-
-// The samples of an 8-bit picture, rows packed without padding.
-QByteArray packedSamples(const QImage &image, int components)
-{
-    const qsizetype row = qsizetype(image.width()) * components;
-    QByteArray out(row * image.height(), Qt::Uninitialized);
-    for (int y = 0; y < image.height(); ++y)
-        std::memcpy(out.data() + row * y, image.constScanLine(y), size_t(row));
-    return out;
-}
+// A palette picture is graphics when fewer neighbours than this differ.
+constexpr double kFlatBelow = 0.1;
+// Decoded pictures bigger than this (samples) are left alone.
+constexpr qint64 kMaxSamples = 512LL * 1024 * 1024;
 
 // zlib data as FlateDecode wants it (qCompress puts a length in front).
 QByteArray deflated(const QByteArray &raw)
@@ -53,39 +34,91 @@ QByteArray deflated(const QByteArray &raw)
     return packed.size() > 4 ? packed.mid(4) : QByteArray();
 }
 
-QImage fromSamples(const QByteArray &data, QSize size, QImage::Format format, int components)
+// What each stored value of each component means, as an 8-bit sample
+// (or, with a palette, as an index up to `lastIndex`): the /Decode array
+// applied. `decode` is empty for the default.
+std::vector<uchar> decodeTable(const QList<double> &decode, int components, int bits, int lastIndex)
 {
-    const qsizetype row = qsizetype(size.width()) * components;
-    if (size.isEmpty() || data.size() < row * size.height())
-        return {};
-    // The view borrows `data`; copy() gives the picture its own rows.
-    const QImage view(reinterpret_cast<const uchar *>(data.constData()), size.width(),
-                      size.height(), row, format);
-    return view.copy();
-}
-
-// Decodes a JPEG no bigger than needed: libjpeg scales by 1/2, 1/4 or 1/8
-// while decoding, which is far cheaper than decoding everything.
-QImage decodeJpeg(const QByteArray &jpeg, QSize size, QSize target)
-{
-    QByteArray bytes = jpeg;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer, "jpeg");
-    reader.setAutoTransform(false); // a PDF ignores EXIF orientation
-    int factor = 1;
-    for (int k : {8, 4, 2}) {
-        const int w = (size.width() + k - 1) / k;
-        const int h = (size.height() + k - 1) / k;
-        if (w >= target.width() && h >= target.height()) {
-            factor = k;
-            break;
+    const int top = (1 << bits) - 1;
+    std::vector<uchar> table(size_t(components) * size_t(top + 1));
+    for (int c = 0; c < components; ++c) {
+        const bool given = decode.size() >= 2 * (c + 1);
+        const double lo = given ? decode[2 * c] : 0.0;
+        const double hi = given ? decode[2 * c + 1] : (lastIndex >= 0 ? top : 1.0);
+        for (int v = 0; v <= top; ++v) {
+            const double value = lo + v * (hi - lo) / top;
+            table[size_t(c) * size_t(top + 1) + size_t(v)] =
+                lastIndex >= 0 ? uchar(std::clamp(int(std::lround(value)), 0, lastIndex))
+                               : uchar(std::clamp(int(std::lround(value * 255)), 0, 255));
         }
     }
-    if (factor > 1)
-        reader.setScaledSize(
-            QSize((size.width() + factor - 1) / factor, (size.height() + factor - 1) / factor));
-    return reader.read();
+    return table;
+}
+
+void applyDecode(Samples &samples, const QList<double> &decode)
+{
+    if (decode.isEmpty())
+        return;
+    const int n = samples.channels;
+    const auto table = decodeTable(decode, n, 8, -1);
+    for (int y = 0; y < samples.size.height(); ++y) {
+        uchar *p = samples.row(y);
+        for (qsizetype i = 0; i < samples.rowBytes(); ++i)
+            p[i] = table[size_t(i % n) * 256 + p[i]];
+    }
+}
+
+// Samples of any depth as 8-bit values, the /Decode array applied and a
+// palette's colours looked up. With a palette, `indexes` gets the indexes.
+Samples unpack(const Input &in, Samples *indexes)
+{
+    const int n = in.components, bits = in.bitsPerComponent;
+    const bool indexed = !in.palette.isEmpty();
+    if ((n != 1 && n != 3 && n != 4) || (indexed && n != 1))
+        return {};
+    if (bits != 2 && bits != 4 && bits != 8 && bits != 16 && !(indexed && bits == 1))
+        return {};
+    const int w = in.size.width(), h = in.size.height();
+    const qsizetype rowBytes = (qsizetype(w) * n * bits + 7) / 8;
+    if (in.data.size() < rowBytes * h)
+        return {};
+    const int channels = indexed ? in.paletteComponents : n;
+    const int lastIndex = indexed ? int(in.palette.size() / channels) - 1 : -1;
+    if (indexed && lastIndex < 0)
+        return {};
+    Samples out(in.size, channels);
+    const auto *data = reinterpret_cast<const uchar *>(in.data.constData());
+    if (!indexed && bits == 8 && in.decode.isEmpty()) {
+        for (int y = 0; y < h; ++y)
+            std::memcpy(out.row(y), data + rowBytes * y, size_t(rowBytes));
+        return out;
+    }
+    const int top = (1 << bits) - 1;
+    const auto table = decodeTable(in.decode, n, bits, lastIndex);
+    const auto *palette = reinterpret_cast<const uchar *>(in.palette.constData());
+    if (indexed)
+        *indexes = Samples(in.size, 1);
+    for (int y = 0; y < h; ++y) {
+        const uchar *src = data + rowBytes * y;
+        uchar *dst = out.row(y);
+        for (int i = 0; i < w * n; ++i) {
+            int raw;
+            if (bits == 8)
+                raw = src[i];
+            else if (bits == 16)
+                raw = (src[2 * i] << 8) | src[2 * i + 1];
+            else
+                raw = (src[(i * bits) >> 3] >> (8 - bits - ((i * bits) & 7))) & top;
+            const uchar value = table[size_t(i % n) * size_t(top + 1) + size_t(raw)];
+            if (indexed) {
+                indexes->row(y)[i] = value;
+                std::memcpy(dst + i * channels, palette + value * channels, size_t(channels));
+            } else {
+                dst[i] = value;
+            }
+        }
+    }
+    return out;
 }
 
 // One output sample's share of the input: where it starts and the weight
@@ -148,55 +181,131 @@ unsigned char clampByte(int fixed)
     return static_cast<unsigned char>(std::clamp((fixed + (1 << (kShift - 1))) >> kShift, 0, 255));
 }
 
-// Shrinks an 8-bit picture (grey or RGB888) with a windowed-sinc filter,
-// first along rows, then along columns.
-QImage shrink(const QImage &source, QSize to)
+template <int C>
+void shrinkRows(const Samples &source, Samples &wide, const std::vector<Taps> &across)
 {
-    const int channels = source.format() == QImage::Format_Grayscale8 ? 1 : 3;
-    const int sh = source.height();
-    const auto across = tapsFor(source.width(), to.width());
-    const auto down = tapsFor(sh, to.height());
-    QImage wide(to.width(), sh, source.format());
-    for (int y = 0; y < sh; ++y) {
-        const uchar *in = source.constScanLine(y);
-        uchar *out = wide.scanLine(y);
-        for (int x = 0; x < to.width(); ++x) {
+    for (int y = 0; y < source.size.height(); ++y) {
+        const uchar *in = source.row(y);
+        uchar *out = wide.row(y);
+        for (int x = 0; x < wide.size.width(); ++x) {
             const Taps &t = across[size_t(x)];
-            const uchar *p = in + size_t(t.first) * channels;
-            const size_t n = t.weights.size();
-            if (channels == 1) {
-                int sum = 0;
-                for (size_t k = 0; k < n; ++k)
-                    sum += t.weights[k] * p[k];
-                out[x] = clampByte(sum);
-            } else {
-                int r = 0, g = 0, b = 0;
-                for (size_t k = 0; k < n; ++k, p += 3) {
-                    const int w = t.weights[k];
-                    r += w * p[0], g += w * p[1], b += w * p[2];
-                }
-                out[x * 3] = clampByte(r), out[x * 3 + 1] = clampByte(g),
-                        out[x * 3 + 2] = clampByte(b);
-            }
+            const uchar *p = in + size_t(t.first) * C;
+            int sum[C] = {};
+            for (size_t k = 0; k < t.weights.size(); ++k, p += C)
+                for (int c = 0; c < C; ++c)
+                    sum[c] += t.weights[k] * p[c];
+            for (int c = 0; c < C; ++c)
+                out[x * C + c] = clampByte(sum[c]);
         }
     }
-    QImage result(to, source.format());
-    std::vector<int> row(size_t(to.width()) * channels);
-    const qsizetype stride = wide.bytesPerLine();
+}
+
+// Shrinks 8-bit samples with a windowed-sinc filter, first along rows,
+// then along columns.
+Samples shrink(const Samples &source, QSize to)
+{
+    const int channels = source.channels;
+    const auto across = tapsFor(source.size.width(), to.width());
+    const auto down = tapsFor(source.size.height(), to.height());
+    Samples wide(QSize(to.width(), source.size.height()), channels);
+    switch (channels) {
+    case 1: shrinkRows<1>(source, wide, across); break;
+    case 3: shrinkRows<3>(source, wide, across); break;
+    case 4: shrinkRows<4>(source, wide, across); break;
+    default: return {};
+    }
+    Samples result(to, channels);
+    std::vector<int> row(size_t(wide.rowBytes()));
     for (int y = 0; y < to.height(); ++y) {
         const Taps &t = down[size_t(y)];
         std::fill(row.begin(), row.end(), 0);
         for (size_t k = 0; k < t.weights.size(); ++k) {
-            const uchar *in = wide.constBits() + stride * (t.first + qsizetype(k));
+            const uchar *in = wide.row(t.first + int(k));
             const int w = t.weights[k];
             for (size_t i = 0; i < row.size(); ++i)
                 row[i] += w * in[i];
         }
-        uchar *out = result.scanLine(y);
+        uchar *out = result.row(y);
         for (size_t i = 0; i < row.size(); ++i)
             out[i] = clampByte(row[i]);
     }
     return result;
+}
+
+// A palette picture brought to the size of `smooth` (its colours
+// resampled): each pixel takes, of the indexes it covers, the one whose
+// colour is nearest to the smooth colour there. Edges stay crisp and every
+// colour stays one of the palette's.
+Samples requantised(const Samples &indexes, const Samples &smooth, const QByteArray &palette)
+{
+    const int pc = smooth.channels;
+    const auto *colours = reinterpret_cast<const uchar *>(palette.constData());
+    const QSize from = indexes.size, to = smooth.size;
+    const auto span = [](int i, int source, int target) {
+        const double scale = double(source) / target;
+        int first = int(i * scale), last = std::max(first + 1, int(std::ceil((i + 1) * scale)));
+        if (last - first > 4) // far smaller: the middle of what it covers
+            first = std::clamp(int((i + 0.5) * scale) - 2, 0, source - 4), last = first + 4;
+        return std::pair(first, std::min(last, source));
+    };
+    Samples out(to, 1);
+    for (int y = 0; y < to.height(); ++y) {
+        const auto [top, bottom] = span(y, from.height(), to.height());
+        const uchar *want = smooth.row(y);
+        for (int x = 0; x < to.width(); ++x, want += pc) {
+            const auto [left, right] = span(x, from.width(), to.width());
+            int best = INT_MAX, chosen = indexes.row(top)[left];
+            for (int sy = top; sy < bottom; ++sy)
+                for (int sx = left; sx < right; ++sx) {
+                    const int index = indexes.row(sy)[sx];
+                    int distance = 0;
+                    for (int c = 0; c < pc; ++c) {
+                        const int d = colours[index * pc + c] - want[c];
+                        distance += d * d;
+                    }
+                    if (distance < best)
+                        best = distance, chosen = index;
+                }
+            out.row(y)[x] = uchar(chosen);
+        }
+    }
+    return out;
+}
+
+// Whether a palette picture is flat areas (a chart, a logo, a screenshot)
+// rather than a photo: picking one palette colour per pixel of a smaller
+// picture keeps the first as they were, but loses the blend of a photo's
+// neighbouring colours that a reader shows.
+bool mostlyFlat(const Samples &indexes)
+{
+    qint64 changes = 0;
+    for (int y = 0; y < indexes.size.height(); ++y) {
+        const uchar *row = indexes.row(y);
+        for (int x = 1; x < indexes.size.width(); ++x)
+            changes += row[x] != row[x - 1];
+    }
+    return double(changes) < kFlatBelow * double(indexes.data.size());
+}
+
+// JPEG data for the samples. CMYK goes in inverted, as Adobe's marker says
+// it is (the picture then gets the inverting /Decode array).
+QByteArray jpegOf(Samples samples, int quality)
+{
+    if (samples.channels == 4) {
+        auto *p = reinterpret_cast<uchar *>(samples.data.data());
+        for (qsizetype i = 0; i < samples.data.size(); ++i)
+            p[i] = uchar(255 - p[i]);
+    }
+    return JpegCodec::encode(samples, quality);
+}
+
+int shrinkWhileDecoding(QSize size, QSize target)
+{
+    for (int k : {8, 4, 2})
+        if ((size.width() + k - 1) / k >= target.width() &&
+            (size.height() + k - 1) / k >= target.height())
+            return k;
+    return 1;
 }
 
 } // namespace
@@ -213,121 +322,109 @@ QSize targetSize(QSize size, double scale, int maxPixel)
                  std::clamp(int(std::lround(size.height() * s)), 1, size.height()));
 }
 
-bool jpegHeader(const QByteArray &jpeg, QSize *size, int *components)
-{
-    const auto *p = reinterpret_cast<const unsigned char *>(jpeg.constData());
-    const qsizetype n = jpeg.size();
-    if (n < 4 || p[0] != 0xFF || p[1] != 0xD8)
-        return false;
-    qsizetype i = 2;
-    while (i + 4 <= n) {
-        if (p[i] != 0xFF) {
-            ++i; // tolerate junk between segments
-            continue;
-        }
-        const unsigned char marker = p[i + 1];
-        if (marker == 0xFF) {
-            ++i;
-            continue;
-        }
-        if (marker == 0xD8 || marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) {
-            i += 2;
-            continue;
-        }
-        const int length = (p[i + 2] << 8) | p[i + 3];
-        if (length < 2)
-            return false;
-        // Start-of-frame markers: C0..CF except C4 (DHT), C8 (JPG), CC (DAC).
-        const bool frame =
-            marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
-        if (frame) {
-            if (i + 10 > n)
-                return false;
-            const int height = (p[i + 5] << 8) | p[i + 6];
-            const int width = (p[i + 7] << 8) | p[i + 8];
-            *size = QSize(width, height);
-            *components = p[i + 9];
-            return true;
-        }
-        if (marker == 0xD9 || marker == 0xDA)
-            return false; // image data before any frame header
-        i += 2 + length;
-    }
-    return false;
-}
-
 Output recompress(const Input &in)
 {
     Output out;
     if (in.size.isEmpty() || in.target.isEmpty() || in.quality < 1 || in.quality > 100)
         return out;
-    if (in.components != 1 && in.components != 3)
-        return out;
     const QSize target(std::min(in.target.width(), in.size.width()),
                        std::min(in.target.height(), in.size.height()));
     const bool resample = target.width() < in.size.width() * kResampleBelow ||
                           target.height() < in.size.height() * kResampleBelow;
+    const QSize finalSize = resample ? target : in.size;
 
-    QImage image;
+    Samples image, indexes, alpha;
+    out.space = Output::Space::Same;
     switch (in.kind) {
-    case Input::Kind::Jpeg: {
-        QSize stored;
-        int components = 0;
-        // Refuse anything whose frame disagrees with the PDF's description:
-        // a reader would show it differently from what we would decode.
-        if (!jpegHeader(in.data, &stored, &components) || stored != in.size ||
-            components != in.components)
+    case Input::Kind::Jpeg:
+        image = JpegCodec::decode(in.data, in.size, in.components,
+                                  resample ? shrinkWhileDecoding(in.size, target) : 1);
+        applyDecode(image, in.decode);
+        break;
+    case Input::Kind::Jpx: {
+        const auto picture =
+            JpxCodec::decode(in.data, in.size, finalSize, in.components, kMaxSamples);
+        if (!picture)
             return out;
-        image = decodeJpeg(in.data, in.size, resample ? target : in.size);
+        image = picture->colour;
+        if (in.alphaAsMask)
+            alpha = picture->alpha;
+        if (in.components == 0) {
+            using Space = JpxCodec::Picture::Space;
+            out.space = !picture->iccProfile.isEmpty()  ? Output::Space::Icc
+                        : picture->space == Space::Gray ? Output::Space::Gray
+                        : picture->space == Space::Cmyk ? Output::Space::Cmyk
+                                                        : Output::Space::Rgb;
+            out.iccProfile = picture->iccProfile;
+        }
         break;
     }
-    case Input::Kind::Gray8:
-        image = fromSamples(in.data, in.size, QImage::Format_Grayscale8, 1);
+    case Input::Kind::Samples:
+        image = unpack(in, &indexes);
+        if (!in.palette.isEmpty())
+            out.space = Output::Space::PaletteBase;
         break;
-    case Input::Kind::Rgb8: image = fromSamples(in.data, in.size, QImage::Format_RGB888, 3); break;
     }
     if (image.isNull())
         return out;
-
-    const QImage::Format format =
-        in.components == 1 ? QImage::Format_Grayscale8 : QImage::Format_RGB888;
-    if (image.format() != format)
-        image = image.convertToFormat(format);
-    const QSize finalSize = resample ? target : in.size;
-    if (image.size() != finalSize)
+    if (image.size != finalSize)
         image = shrink(image, finalSize);
-    if (image.size() != finalSize)
+    if (image.size != finalSize)
         return out;
+    if (!alpha.isNull() && alpha.size != finalSize)
+        alpha = shrink(alpha, finalSize);
 
-    QByteArray encoded = encodeJpeg(image, in.quality);
+    QByteArray encoded = jpegOf(image, in.quality);
     if (encoded.isEmpty())
         return out;
     bool jpeg = true;
     if (in.mayStayLossless) {
-        const QByteArray lossless = deflated(packedSamples(image, in.components));
+        QByteArray lossless = deflated(image.data);
+        if (!indexes.isNull() && (indexes.size == finalSize || mostlyFlat(indexes))) {
+            // Graphics in a palette stay a palette picture: far smaller
+            // than their colours, and crisp.
+            const Samples kept =
+                indexes.size == finalSize ? indexes : requantised(indexes, image, in.palette);
+            const QByteArray indexed = deflated(kept.data);
+            if (!indexed.isEmpty() && (lossless.isEmpty() || indexed.size() < lossless.size())) {
+                lossless = indexed;
+                out.space = Output::Space::Same;
+            }
+        }
         if (!lossless.isEmpty() && lossless.size() <= encoded.size() * kLosslessAllowance) {
             encoded = lossless;
             jpeg = false;
+        } else if (out.space == Output::Space::Same && !indexes.isNull()) {
+            out.space = Output::Space::PaletteBase; // the JPEG of the colours won
         }
     }
 
+    if (!alpha.isNull()) {
+        out.mask = deflated(alpha.data);
+        out.maskMade = !out.mask.isEmpty();
+        out.maskSize = finalSize;
+    }
     const double allowed = resample ? 1.0 : kReencodeGain;
-    if (in.storedBytes > 0 && double(encoded.size()) >= in.storedBytes * allowed)
-        return out;
+    if (in.storedBytes > 0 && double(encoded.size() + out.mask.size()) >= in.storedBytes * allowed)
+        return Output();
 
     out.replaced = true;
     out.data = encoded;
     out.jpeg = jpeg;
     out.size = finalSize;
+    out.components = out.space == Output::Space::Same && !indexes.isNull() ? 1 : image.channels;
+    out.invertedDecode = jpeg && image.channels == 4;
 
     // The mask is shrunk with its picture, never enlarged.
-    if (!in.mask.isEmpty() && resample && in.maskSize.width() >= finalSize.width() &&
-        in.maskSize.height() >= finalSize.height() && in.maskSize != finalSize) {
-        const QImage mask = fromSamples(in.mask, in.maskSize, QImage::Format_Grayscale8, 1);
-        if (!mask.isNull()) {
-            const QImage smaller = shrink(mask, finalSize);
-            out.maskReplaced = true;
-            out.mask = packedSamples(smaller, 1);
+    if (!out.maskMade && !in.mask.isEmpty() && resample &&
+        in.maskSize.width() >= finalSize.width() && in.maskSize.height() >= finalSize.height() &&
+        in.maskSize != finalSize) {
+        Samples mask(in.maskSize, 1);
+        if (in.mask.size() >= mask.data.size()) {
+            mask.data = in.mask.left(mask.data.size());
+            const Samples smaller = shrink(mask, finalSize);
+            out.mask = deflated(smaller.data);
+            out.maskReplaced = !out.mask.isEmpty();
             out.maskSize = finalSize;
         }
     }

@@ -1,30 +1,11 @@
 #include "engine/internal/JpegTables.h"
 
-#include <csetjmp>
-#include <cstdio>
+#include "engine/internal/LibjpegErrors.h"
+
 #include <cstdlib>
 #include <cstring>
 
-#include <jpeglib.h>
-
 namespace {
-
-struct Failure {
-    jpeg_error_mgr manager;
-    std::jmp_buf jump;
-};
-
-void fail(j_common_ptr info)
-{
-    std::longjmp(reinterpret_cast<Failure *>(info->err)->jump, 1);
-}
-
-// Warnings are counted, not printed.
-void quiet(j_common_ptr info, int level)
-{
-    if (level < 0)
-        ++info->err->num_warnings;
-}
 
 bool startsWith(const jpeg_saved_marker_ptr marker, const char *tag, unsigned length)
 {
@@ -37,11 +18,9 @@ bool transcode(const unsigned char *data, unsigned long size, unsigned char **ou
 {
     jpeg_decompress_struct source{};
     jpeg_compress_struct target{};
-    Failure failure{};
-    source.err = jpeg_std_error(&failure.manager);
+    libjpeg::Failure failure{};
+    source.err = libjpeg::errors(failure);
     target.err = &failure.manager;
-    failure.manager.error_exit = fail;
-    failure.manager.emit_message = quiet;
     volatile bool targetMade = false;
 
     if (setjmp(failure.jump)) {

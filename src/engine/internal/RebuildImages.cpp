@@ -13,32 +13,83 @@ QPDFObjectHandle name(const char *n)
     return QPDFObjectHandle::newName(n);
 }
 
-int componentsOf(QPDFObjectHandle colorSpace)
+QByteArray bytesOf(const std::shared_ptr<Buffer> &buffer)
 {
-    if (colorSpace.isName()) {
-        const std::string n = colorSpace.getName();
+    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
+                      qsizetype(buffer->getSize()));
+}
+
+// What the samples of a colour space are: how many components a pixel
+// has (0: one we leave alone), whether each runs from 0 to 1 (so that a
+// /Decode array can be applied), and for Indexed the palette.
+struct Colours {
+    int components = 0;
+    bool plainRange = true;
+    QByteArray palette; // the base colour of each index, `baseComponents` bytes each
+    int baseComponents = 0;
+};
+
+Colours plainColours(QPDFObjectHandle space)
+{
+    Colours colours;
+    if (space.isName()) {
+        const std::string n = space.getName();
         if (n == "/DeviceGray" || n == "/CalGray" || n == "/G")
-            return 1;
-        if (n == "/DeviceRGB" || n == "/CalRGB" || n == "/RGB")
-            return 3;
-        return 0;
+            colours.components = 1;
+        else if (n == "/DeviceRGB" || n == "/CalRGB" || n == "/RGB")
+            colours.components = 3;
+        else if (n == "/DeviceCMYK" || n == "/CMYK")
+            colours.components = 4;
+        return colours;
     }
-    if (colorSpace.isArray() && colorSpace.getArrayNItems() >= 1) {
-        auto family = colorSpace.getArrayItem(0);
-        if (family.isNameAndEquals("/CalGray"))
-            return 1;
-        if (family.isNameAndEquals("/CalRGB"))
-            return 3;
-        if (family.isNameAndEquals("/ICCBased") && colorSpace.getArrayNItems() >= 2) {
-            auto profile = colorSpace.getArrayItem(1);
-            if (profile.isStream()) {
-                auto n = profile.getDict().getKey("/N");
-                if (n.isInteger() && (n.getIntValue() == 1 || n.getIntValue() == 3))
-                    return int(n.getIntValue());
-            }
-        }
+    if (!space.isArray() || space.getArrayNItems() < 1)
+        return colours;
+    auto family = space.getArrayItem(0);
+    auto second = space.getArrayNItems() >= 2 ? space.getArrayItem(1) : QPDFObjectHandle();
+    if (family.isNameAndEquals("/CalGray") || family.isNameAndEquals("/Separation")) {
+        colours.components = 1;
+    } else if (family.isNameAndEquals("/CalRGB")) {
+        colours.components = 3;
+    } else if (family.isNameAndEquals("/Lab")) {
+        colours.components = 3;
+        colours.plainRange = false;
+    } else if (family.isNameAndEquals("/ICCBased") && second.isStream()) {
+        auto n = second.getDict().getKey("/N");
+        if (n.isInteger())
+            colours.components = int(n.getIntValue());
+        colours.plainRange = !second.getDict().hasKey("/Range");
+    } else if (family.isNameAndEquals("/DeviceN") && second.isArray()) {
+        colours.components = second.getArrayNItems();
     }
-    return 0;
+    if (colours.components != 1 && colours.components != 3 && colours.components != 4)
+        colours.components = 0;
+    return colours;
+}
+
+Colours coloursOf(QPDFObjectHandle space)
+{
+    if (!space.isArray() || space.getArrayNItems() != 4 ||
+        !(space.getArrayItem(0).isNameAndEquals("/Indexed") ||
+          space.getArrayItem(0).isNameAndEquals("/I")))
+        return plainColours(space);
+    Colours colours;
+    const Colours base = plainColours(space.getArrayItem(1));
+    auto last = space.getArrayItem(2), lookup = space.getArrayItem(3);
+    if (base.components == 0 || !last.isInteger() || last.getIntValue() < 0 ||
+        last.getIntValue() > 255)
+        return colours;
+    QByteArray table;
+    if (lookup.isString())
+        table = QByteArray::fromStdString(lookup.getStringValue());
+    else if (lookup.isStream())
+        table = bytesOf(lookup.getStreamData(qpdf_dl_generalized));
+    const size_t needed = size_t(last.getIntValue() + 1) * size_t(base.components);
+    if (size_t(table.size()) < needed)
+        return colours;
+    colours.components = 1;
+    colours.palette = table.left(qsizetype(needed));
+    colours.baseComponents = base.components;
+    return colours;
 }
 
 std::vector<std::string> filtersOf(QPDFObjectHandle dict)
@@ -74,12 +125,6 @@ qint64 storedLength(QPDFObjectHandle stream)
     } catch (...) {
         return 0;
     }
-}
-
-QByteArray bytesOf(const std::shared_ptr<Buffer> &buffer)
-{
-    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
-                      qsizetype(buffer->getSize()));
 }
 
 } // namespace
@@ -160,15 +205,6 @@ bool ImageJobs::pendingOn(int page) const
     return found != m_pendingOnPage.end() && found->second > 0;
 }
 
-// Pictures this small aren't worth it (icons, rules, bullets).
-static constexpr qint64 kMinStored = 2048;
-
-struct InFlight {
-    int page = 0;
-    QPDFObjectHandle source;
-    qint64 bytes = 0;
-};
-
 std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle image,
                                                            double pointsPerPixel, bool maskShared)
 {
@@ -178,48 +214,87 @@ std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle imag
         if (dict.getKey("/ImageMask").isBool() && dict.getKey("/ImageMask").getBoolValue())
             return std::nullopt;
         auto width = dict.getKey("/Width"), height = dict.getKey("/Height");
-        auto bpc = dict.getKey("/BitsPerComponent");
-        if (!width.isInteger() || !height.isInteger() || !bpc.isInteger() ||
-            bpc.getIntValue() != 8 || width.getIntValue() < 1 || height.getIntValue() < 1)
+        if (!width.isInteger() || !height.isInteger() || width.getIntValue() < 1 ||
+            height.getIntValue() < 1 || pointsPerPixel <= 0)
             return std::nullopt;
-        // Decode arrays, colour-key masks and masks inside JPEG 2000
-        // change what the samples mean: leave those pictures alone.
-        if (dict.hasKey("/Decode") || dict.getKey("/Mask").isArray() || dict.hasKey("/SMaskInData"))
+        // A colour-key mask picks pixels by their exact values: leave those.
+        if (dict.getKey("/Mask").isArray())
             return std::nullopt;
-        const int components = componentsOf(dict.getKey("/ColorSpace"));
-        if (components == 0)
-            return std::nullopt;
-        const QSize size(int(width.getIntValue()), int(height.getIntValue()));
-        if (qint64(size.width()) * size.height() * components > kMaxDecoded)
-            return std::nullopt;
-        if (pointsPerPixel <= 0)
-            return std::nullopt;
-        const double scale = m_filter.dpi / 72.0 * pointsPerPixel;
-        const QSize target = ImageRecompressor::targetSize(size, scale, m_filter.maxPixel);
+        const auto filters = filtersOf(dict);
+        const bool jpx = filters.size() == 1 && filters[0] == "/JPXDecode";
+        const bool dct =
+            filters.size() == 1 && (filters[0] == "/DCTDecode" || filters[0] == "/DCT");
 
         Input in;
-        in.size = size;
-        in.components = components;
-        in.target = target;
+        auto space = dict.getKey("/ColorSpace");
+        const Colours colours = jpx && space.isNull() ? Colours{} : coloursOf(space);
+        if (colours.components == 0 && !(jpx && space.isNull()))
+            return std::nullopt;
+        in.components = colours.components;
+        in.palette = colours.palette;
+        in.paletteComponents = colours.baseComponents;
+        const bool indexed = !in.palette.isEmpty();
+        if (jpx) {
+            // The JPEG 2000 data says how deep it is; an alpha channel in it
+            // is the soft mask when SMaskInData says so and no /SMask does.
+            auto inData = dict.getKey("/SMaskInData");
+            const int alpha = inData.isInteger() ? int(inData.getIntValue()) : 0;
+            const bool ownMask = dict.getKey("/SMask").isStream();
+            if (indexed || dict.hasKey("/Decode"))
+                return std::nullopt;
+            if (alpha == 2 && !ownMask)
+                return std::nullopt; // premultiplied: its colours can't be had alone
+            in.alphaAsMask = alpha == 1 && !ownMask;
+        } else {
+            // One-bit pictures (scans, stencils) are as small as they get.
+            auto bpc = dict.getKey("/BitsPerComponent");
+            if (!bpc.isInteger())
+                return std::nullopt;
+            in.bitsPerComponent = int(bpc.getIntValue());
+            const std::set<int> depths = indexed ? std::set{2, 4, 8} : std::set{2, 4, 8, 16};
+            if (!depths.count(in.bitsPerComponent) || (dct && in.bitsPerComponent != 8))
+                return std::nullopt;
+        }
+        if (auto decode = dict.getKey("/Decode"); decode.isArray()) {
+            if (decode.getArrayNItems() != 2 * in.components || (!indexed && !colours.plainRange))
+                return std::nullopt;
+            for (int i = 0; i < decode.getArrayNItems(); ++i) {
+                if (!decode.getArrayItem(i).isNumber())
+                    return std::nullopt;
+                in.decode.append(decode.getArrayItem(i).getNumericValue());
+            }
+        }
+        // CMYK JPEG data goes in inverted under an inverting /Decode, which
+        // only means that where each component runs from 0 to 1.
+        if (in.components == 4 && !colours.plainRange)
+            return std::nullopt;
+
+        in.size = QSize(int(width.getIntValue()), int(height.getIntValue()));
+        if (qint64(in.size.width()) * in.size.height() *
+                std::max({in.components, in.paletteComponents, 4}) >
+            kMaxDecoded)
+            return std::nullopt;
+        const double scale = m_filter.dpi / 72.0 * pointsPerPixel;
+        in.target = ImageRecompressor::targetSize(in.size, scale, m_filter.maxPixel);
         in.quality = m_filter.quality;
         in.storedBytes = storedLength(image);
         if (in.storedBytes < kMinStored)
             return std::nullopt;
-        const auto filters = filtersOf(dict);
-        if (filters.size() == 1 && (filters[0] == "/DCTDecode" || filters[0] == "/DCT")) {
+        if (dct) {
             auto parms = dict.getKey("/DecodeParms");
-            if (parms.isDictionary() && parms.hasKey("/ColorTransform"))
+            if (indexed || (parms.isDictionary() && parms.hasKey("/ColorTransform")))
                 return std::nullopt;
             in.kind = Input::Kind::Jpeg;
             in.data = bytesOf(image.getRawStreamData());
+        } else if (jpx) {
+            in.kind = Input::Kind::Jpx;
+            in.data = bytesOf(image.getRawStreamData());
         } else if (generalFilters(filters)) {
-            in.kind = components == 1 ? Input::Kind::Gray8 : Input::Kind::Rgb8;
+            in.kind = Input::Kind::Samples;
             in.data = bytesOf(image.getStreamData(qpdf_dl_generalized));
-            if (in.data.size() < qint64(size.width()) * size.height() * components)
-                return std::nullopt;
             in.mayStayLossless = true;
         } else {
-            return std::nullopt; // JPEG 2000, JBIG2, CCITT, ...
+            return std::nullopt; // JBIG2, CCITT, ...
         }
 
         auto mask = dict.getKey("/SMask");
@@ -246,29 +321,69 @@ std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle imag
 
 void ImageJobs::apply(QPDFObjectHandle source, const ImageRecompressor::Output &out)
 {
+    using Space = ImageRecompressor::Output::Space;
+    const auto integer = [](int v) { return QPDFObjectHandle::newInteger(v); };
+    const auto stream = [](QPDFObjectHandle from, const QByteArray &data) {
+        return QPDFObjectHandle::newStream(from.getOwningQPDF(), data.toStdString());
+    };
     try {
         auto copy = m_carry(source);
-        const std::string data(out.data.constData(), size_t(out.data.size()));
-        copy.replaceStreamData(data, name(out.jpeg ? "/DCTDecode" : "/FlateDecode"),
-                               QPDFObjectHandle::newNull());
         auto dict = copy.getDict();
-        dict.replaceKey("/Width", QPDFObjectHandle::newInteger(out.size.width()));
-        dict.replaceKey("/Height", QPDFObjectHandle::newInteger(out.size.height()));
-        dict.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(8));
+        // The new colour space first: nothing changes unless it can be had.
+        QPDFObjectHandle space;
+        switch (out.space) {
+        case Space::Same: break;
+        case Space::PaletteBase: {
+            auto indexed = dict.getKey("/ColorSpace");
+            if (!indexed.isArray() || indexed.getArrayNItems() < 2)
+                return;
+            space = indexed.getArrayItem(1);
+            break;
+        }
+        case Space::Gray: space = name("/DeviceGray"); break;
+        case Space::Rgb: space = name("/DeviceRGB"); break;
+        case Space::Cmyk: space = name("/DeviceCMYK"); break;
+        case Space::Icc: {
+            auto profile = stream(copy, out.iccProfile);
+            profile.getDict().replaceKey("/N", integer(out.components));
+            space = QPDFObjectHandle::newArray();
+            space.appendItem(name("/ICCBased"));
+            space.appendItem(profile);
+            break;
+        }
+        }
+        copy.replaceStreamData(out.data.toStdString(),
+                               name(out.jpeg ? "/DCTDecode" : "/FlateDecode"),
+                               QPDFObjectHandle::newNull());
+        dict.replaceKey("/Width", integer(out.size.width()));
+        dict.replaceKey("/Height", integer(out.size.height()));
+        dict.replaceKey("/BitsPerComponent", integer(8));
+        if (space.isInitialized())
+            dict.replaceKey("/ColorSpace", space);
+        if (out.invertedDecode)
+            dict.replaceKey("/Decode", QPDFObjectHandle::parse("[1 0 1 0 1 0 1 0]"));
+        else
+            dict.removeKey("/Decode");
+        dict.removeKey("/SMaskInData"); // the new data has no alpha channel
         stats.replaced += 1;
         stats.bytesBefore += storedLength(source);
         stats.bytesAfter += out.data.size();
-        if (out.maskReplaced) {
-            auto mask = dict.getKey("/SMask");
-            if (mask.isStream()) {
-                const std::string samples(out.mask.constData(), size_t(out.mask.size()));
-                mask.replaceStreamData(samples, QPDFObjectHandle::newNull(),
-                                       QPDFObjectHandle::newNull());
-                mask.getDict().replaceKey("/Width",
-                                          QPDFObjectHandle::newInteger(out.maskSize.width()));
-                mask.getDict().replaceKey("/Height",
-                                          QPDFObjectHandle::newInteger(out.maskSize.height()));
-            }
+        if (out.maskMade) {
+            auto mask = stream(copy, QByteArray());
+            mask.replaceStreamData(out.mask.toStdString(), name("/FlateDecode"),
+                                   QPDFObjectHandle::newNull());
+            mask.getDict().replaceKey("/Type", name("/XObject"));
+            mask.getDict().replaceKey("/Subtype", name("/Image"));
+            mask.getDict().replaceKey("/ColorSpace", name("/DeviceGray"));
+            mask.getDict().replaceKey("/BitsPerComponent", integer(8));
+            mask.getDict().replaceKey("/Width", integer(out.maskSize.width()));
+            mask.getDict().replaceKey("/Height", integer(out.maskSize.height()));
+            dict.replaceKey("/SMask", mask);
+        } else if (auto mask = dict.getKey("/SMask"); out.maskReplaced && mask.isStream()) {
+            mask.replaceStreamData(out.mask.toStdString(), name("/FlateDecode"),
+                                   QPDFObjectHandle::newNull());
+            mask.getDict().replaceKey("/Width", integer(out.maskSize.width()));
+            mask.getDict().replaceKey("/Height", integer(out.maskSize.height()));
         }
     } catch (...) {
         // The copy keeps the picture as it was.
