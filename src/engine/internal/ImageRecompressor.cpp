@@ -27,10 +27,11 @@ constexpr double kFlatBelow = 0.1;
 // Decoded pictures bigger than this (samples) are left alone.
 constexpr qint64 kMaxSamples = 512LL * 1024 * 1024;
 
-// zlib data as FlateDecode wants it (qCompress puts a length in front).
+// zlib data as FlateDecode wants it (qCompress puts a length in front). The
+// writer compresses it again at the best level; this is for comparing sizes.
 QByteArray deflated(const QByteArray &raw)
 {
-    const QByteArray packed = qCompress(raw, 9);
+    const QByteArray packed = qCompress(raw, 6);
     return packed.size() > 4 ? packed.mid(4) : QByteArray();
 }
 
@@ -63,8 +64,9 @@ void applyDecode(Samples &samples, const QList<double> &decode)
     const auto table = decodeTable(decode, n, 8, -1);
     for (int y = 0; y < samples.size.height(); ++y) {
         uchar *p = samples.row(y);
-        for (qsizetype i = 0; i < samples.rowBytes(); ++i)
-            p[i] = table[size_t(i % n) * 256 + p[i]];
+        for (int x = 0; x < samples.size.width(); ++x)
+            for (int c = 0; c < n; ++c, ++p)
+                *p = table[size_t(c) * 256 + *p];
     }
 }
 
@@ -101,20 +103,24 @@ Samples unpack(const Input &in, Samples *indexes)
     for (int y = 0; y < h; ++y) {
         const uchar *src = data + rowBytes * y;
         uchar *dst = out.row(y);
-        for (int i = 0; i < w * n; ++i) {
-            int raw;
-            if (bits == 8)
-                raw = src[i];
-            else if (bits == 16)
-                raw = (src[2 * i] << 8) | src[2 * i + 1];
-            else
-                raw = (src[(i * bits) >> 3] >> (8 - bits - ((i * bits) & 7))) & top;
-            const uchar value = table[size_t(i % n) * size_t(top + 1) + size_t(raw)];
-            if (indexed) {
-                indexes->row(y)[i] = value;
-                std::memcpy(dst + i * channels, palette + value * channels, size_t(channels));
-            } else {
-                dst[i] = value;
+        for (int x = 0, i = 0; x < w; ++x) {
+            for (int c = 0; c < n; ++c, ++i) {
+                int raw;
+                if (bits == 8)
+                    raw = src[i];
+                else if (bits == 16)
+                    raw = (src[2 * i] << 8) | src[2 * i + 1];
+                else
+                    raw = (src[(i * bits) >> 3] >> (8 - bits - ((i * bits) & 7))) & top;
+                const uchar value = table[size_t(c) * size_t(top + 1) + size_t(raw)];
+                if (!indexed) {
+                    dst[i] = value;
+                    continue;
+                }
+                indexes->row(y)[x] = value;
+                const uchar *colour = palette + value * channels;
+                for (int k = 0; k < channels; ++k)
+                    dst[x * channels + k] = colour[k];
             }
         }
     }
@@ -200,10 +206,35 @@ void shrinkRows(const Samples &source, Samples &wide, const std::vector<Taps> &a
     }
 }
 
-// Shrinks 8-bit samples with a windowed-sinc filter, first along rows,
-// then along columns.
-Samples shrink(const Samples &source, QSize to)
+// Half the size, each sample the mean of four (the last row or column
+// repeated when the size is odd).
+Samples halved(const Samples &source)
 {
+    const int n = source.channels;
+    const QSize from = source.size;
+    Samples out(QSize((from.width() + 1) / 2, (from.height() + 1) / 2), n);
+    for (int y = 0; y < out.size.height(); ++y) {
+        const uchar *top = source.row(2 * y);
+        const uchar *bottom = source.row(std::min(2 * y + 1, from.height() - 1));
+        uchar *dst = out.row(y);
+        for (int x = 0; x < out.size.width(); ++x) {
+            const int left = 2 * x * n, right = std::min(2 * x + 1, from.width() - 1) * n;
+            for (int c = 0; c < n; ++c)
+                *dst++ = uchar(
+                    (top[left + c] + top[right + c] + bottom[left + c] + bottom[right + c] + 2) >>
+                    2);
+        }
+    }
+    return out;
+}
+
+// Shrinks 8-bit samples: halved while that stays at least the target
+// (cheap, as JPEGs are while decoding), then a windowed-sinc filter, first
+// along rows, then along columns.
+Samples shrink(Samples source, QSize to)
+{
+    while (source.size.width() >= 2 * to.width() && source.size.height() >= 2 * to.height())
+        source = halved(source);
     const int channels = source.channels;
     const auto across = tapsFor(source.size.width(), to.width());
     const auto down = tapsFor(source.size.height(), to.height());
@@ -368,11 +399,11 @@ Output recompress(const Input &in)
     if (image.isNull())
         return out;
     if (image.size != finalSize)
-        image = shrink(image, finalSize);
+        image = shrink(std::move(image), finalSize);
     if (image.size != finalSize)
         return out;
     if (!alpha.isNull() && alpha.size != finalSize)
-        alpha = shrink(alpha, finalSize);
+        alpha = shrink(std::move(alpha), finalSize);
 
     QByteArray encoded = jpegOf(image, in.quality);
     if (encoded.isEmpty())
