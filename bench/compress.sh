@@ -13,7 +13,11 @@
 # Inputs are made here (bench/make_inputs.py): 20 camera-like photos
 # (3000x4000 JPEG, q90), a mixed report (text, photos, vector and raster
 # charts), a 10-page 300-dpi greyscale scan and a 100-page text-only PDF;
-# plus the corpus's two large manuals.
+# the colour kinds (bench_pictures, the tests' fixtures, built in
+# build/dev): a CMYK brochure page as a plain and as an Adobe CMYK JPEG
+# (1800x2400, 300 dpi), an indexed-colour chart and a JPEG 2000 scan; plus
+# the corpus's two large manuals. COMPRESS_INPUTS="brochure-cmyk scan-jpx"
+# runs only those.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
@@ -37,10 +41,18 @@ done
 WORK=$(mktemp -d)
 trap 'rm -rf "$WORK"' EXIT
 cc -O2 -o "$WORK/ssim" "$ROOT/bench/ssim.c" -lm
+INPUTS=${COMPRESS_INPUTS:-"photos report scan text brochure-cmyk brochure-adobe chart-indexed scan-jpx $MANUALS"}
+wants() { case " $INPUTS " in *" $1 "*) return 0 ;; esac; return 1; }
 echo "making inputs in $WORK/in ..." >&2
-python3 "$ROOT/bench/make_inputs.py" "$WORK/in"
+mkdir -p "$WORK/in"
+if wants photos || wants report || wants scan || wants text; then
+    python3 "$ROOT/bench/make_inputs.py" "$WORK/in"
+fi
+if wants brochure-cmyk || wants brochure-adobe || wants chart-indexed || wants scan-jpx; then
+    cmake --build "$ROOT/build/dev" --target bench_pictures >/dev/null
+    QT_QPA_PLATFORM=offscreen "$ROOT/build/dev/bench/bench_pictures" "$WORK/in"
+fi
 for m in $MANUALS; do cp "$CORPUS/$m.pdf" "$WORK/in/"; done
-INPUTS="photos report scan text $MANUALS"
 
 # words FILE: the words pdftotext finds inside the crop boxes (what a reader
 # shows), sorted, as one checksum.
@@ -135,7 +147,7 @@ for input in inputs:
     missed += 0 if ok else 1
     print("  %-26s size %.2fx, SSIM %.4f vs %.4f, time %.2fx  %s" % (input, size, o["ssim"], g["ssim"], speed,
           "met" if ok else "MISSED"))
-for input in ["text"]:
+for input in [i for i in ["text"] if i in inputs]:
     source = os.path.getsize(os.path.join(folder, input + ".pdf"))
     q = fig(input, "qpdf-flate9")
     for level in ["small", "balanced", "high"]:
