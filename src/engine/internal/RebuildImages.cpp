@@ -160,15 +160,6 @@ bool ImageJobs::pendingOn(int page) const
     return found != m_pendingOnPage.end() && found->second > 0;
 }
 
-// Pictures this small aren't worth it (icons, rules, bullets).
-static constexpr qint64 kMinStored = 2048;
-
-struct InFlight {
-    int page = 0;
-    QPDFObjectHandle source;
-    qint64 bytes = 0;
-};
-
 std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle image,
                                                            double pointsPerPixel, bool maskShared)
 {
