@@ -4,7 +4,7 @@
 #   fuzz.sh run BUILD_DIR SECONDS [TARGET]   fuzz each target (or one) for SECONDS
 #   fuzz.sh replay BINARY TARGET             run the seeds and regression inputs once
 #
-# Seeds come from the corpus ($QUIREBOOK_CORPUS) at run time; nothing of it is
+# Seeds come from the corpus ($QUIREBOOK_CORPUS, else ../shared/corpus) at run time; nothing of it is
 # copied into the repository. What a run finds and keeps lives under
 # BUILD_DIR/../fuzz-corpus/TARGET (the growing corpus) and
 # BUILD_DIR/../fuzz-findings/TARGET (crashes, timeouts, leaks): a finding that
@@ -30,7 +30,7 @@ common=(-rss_limit_mb=2560 -malloc_limit_mb=2048 -dict="$here/pdf.dict")
 seeds() {
     local target="$1" dir="$2"
     rm -rf "$dir" && mkdir -p "$dir"
-    local corpus="${QUIREBOOK_CORPUS:-}"
+    local corpus="${QUIREBOOK_CORPUS:-$here/../../shared/corpus}"
     [ -n "$corpus" ] && [ -d "$corpus" ] || return 0
     local file name password n
     for file in "$corpus"/*.pdf; do
