@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QLoggingCategory>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -37,6 +38,7 @@ void initialise(int *, char ***)
     static char name[] = "quirebook-fuzz";
     static char *argv[] = {name, nullptr};
     static QCoreApplication app(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
     (void)folder();
 }
 
