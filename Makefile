@@ -1,11 +1,15 @@
 # Two commands do everything on a fresh Debian 12 machine:
 #   make run    install what is missing, build, start Quirebook
 #   make test   install what is missing, build, run every test
+# and two more look for what only hostile input shows:
+#   make asan   the asan tree (clang, ASan + UBSan), every test in it
+#   make fuzz   each fuzz target for FUZZ_SECONDS (or only FUZZ_TARGET)
 PRESET ?= dev
 BUILD  := build/$(PRESET)
 JOBS   ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench selftest format format-check clean
+.PHONY: all deps configure build run test bench selftest format format-check clean \
+	asan asan-build fuzz
 
 all: build
 
@@ -26,6 +30,20 @@ selftest: build
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 900
+
+asan-build:
+	@bash scripts/install-deps.sh asan
+	@if [ ! -f build/asan/build.ninja ]; then cmake --preset asan; fi
+	cmake --build build/asan -j $(JOBS)
+
+asan: asan-build
+	cd build/asan && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)
+
+# The growing corpora stay in build/fuzz-corpus, findings in build/fuzz-findings.
+FUZZ_SECONDS ?= 600
+FUZZ_TARGET ?=
+fuzz: asan-build
+	bash fuzz/fuzz.sh run build/asan $(FUZZ_SECONDS) $(FUZZ_TARGET)
 
 # Every C++ file of the tree as .clang-format has it.
 SOURCES = $(shell git ls-files '*.cpp' '*.h')

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages Quirebook needs to build, run and test.
+# Installs the Debian packages Quirebook needs to build, run and test;
+# `install-deps.sh asan` adds what the asan tree and the fuzz targets need.
 # Does nothing (and needs no network) when everything is already there.
 set -euo pipefail
 
@@ -13,6 +14,11 @@ packages=(
   qpdf poppler-utils
   clang-format
 )
+if [ "${1:-}" = asan ]; then
+  # clang with libFuzzer and the sanitizer runtimes, llvm-symbolizer for
+  # readable reports, jq for the password seeds of the fuzz targets.
+  packages+=(clang-14 libclang-rt-14-dev llvm jq)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

@@ -327,7 +327,9 @@ void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>
             // and picture of the document; a part keeps only what its pages draw.
             for (const auto &[index, page] : first)
                 if (source.sharesResources(index)) {
-                    bestEffort([&] { QPDFPageObjectHelper(page).removeUnreferencedResources(); });
+                    bestEffort([&page = page] {
+                        QPDFPageObjectHelper(page).removeUnreferencedResources();
+                    });
                 }
         }
         copyInfo(*doc, *part);
