@@ -70,9 +70,11 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Quirebook"));
     QApplication::setOrganizationName(QStringLiteral("Quirebook"));
     QApplication::setApplicationVersion(QStringLiteral(QUIREBOOK_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("quirebook"));
-    QApplication::setWindowIcon(AppIcon::make());
+    // Ties the window to its launcher, so the desktop shows the right icon
+    // and name (Wayland asks for this; X11 gets it as the window class).
+    QApplication::setDesktopFileName(QStringLiteral(QUIREBOOK_APP_ID));
     Symbols::installTheme();
+    QApplication::setWindowIcon(AppIcon::make());
 
     // Every argument that isn't an option is a file to open.
     QStringList files;
