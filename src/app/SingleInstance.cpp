@@ -22,8 +22,9 @@ QString SingleInstance::socketPath()
 {
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (!runtime.isEmpty() && QDir(runtime).exists())
-        return QDir(runtime).filePath(QStringLiteral("quirebook.socket"));
-    return QDir(QDir::tempPath()).filePath(QStringLiteral("quirebook-%1.socket").arg(getuid()));
+        return QDir(runtime).filePath(QStringLiteral(QUIREBOOK_APP_ID ".socket"));
+    return QDir(QDir::tempPath())
+        .filePath(QStringLiteral(QUIREBOOK_APP_ID "-%1.socket").arg(getuid()));
 }
 
 bool SingleInstance::handOver(const QStringList &paths)

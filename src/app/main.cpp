@@ -1,6 +1,7 @@
 #include "app/AppController.h"
 #include "app/SelfTest.h"
 #include "app/SingleInstance.h"
+#include "core/Format.h"
 #include "ocr/Searchable.h"
 #include "screens/AppIcon.h"
 #include "screens/Symbols.h"
@@ -21,15 +22,20 @@ namespace {
 const char *const usage =
     "Usage: quirebook [FILE...]\n"
     "Merge, rearrange, split, compress, sign and stamp, make searchable, protect and convert\n"
-    "PDFs and pictures, on your computer. Opens the window with the files given (PDFs and\n"
-    "JPG, PNG or HEIC pictures); a second start hands its files to the window already open.\n"
+    "PDFs and pictures. Everything happens on your computer. Files are never uploaded.\n"
+    "\n"
+    "Opens the window with the files given (PDFs and JPG, PNG or HEIC pictures); a second\n"
+    "start hands its files to the window already open. Every tool is also there for scripts\n"
+    "and batch work as quirebook-cli (see quirebook-cli --help).\n"
     "\n"
     "Options:\n"
     "  --selftest   run the built-in self-check without a window and exit with its status\n"
     "  --help       show this help and exit\n"
     "  --version    show the version and exit\n"
     "\n"
-    "quirebook-cli offers every tool to scripts: quirebook-cli --help.\n";
+    "Environment:\n"
+    "  QUIREBOOK_SNAPSHOTS  a folder: the window saves a picture of each tool there, then ends\n"
+    "  QUIREBOOK_FILES      the files opened for those pictures, separated by \":\"\n";
 
 // Interrupted or terminated: the hidden temporary files of running jobs go
 // with the process. Only async-signal-safe calls here.
@@ -54,7 +60,7 @@ int main(int argc, char *argv[])
     if (help || version) {
         QCoreApplication app(argc, argv);
         std::fputs(qPrintable(help ? QCoreApplication::translate("main", usage)
-                                   : QStringLiteral("quirebook " QUIREBOOK_VERSION "\n")),
+                                   : Format::version(QStringLiteral("quirebook"))),
                    stdout);
         return 0;
     }
@@ -70,9 +76,11 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Quirebook"));
     QApplication::setOrganizationName(QStringLiteral("Quirebook"));
     QApplication::setApplicationVersion(QStringLiteral(QUIREBOOK_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("quirebook"));
-    QApplication::setWindowIcon(AppIcon::make());
+    // Ties the window to its launcher, so the desktop shows the right icon
+    // and name (Wayland asks for this; X11 gets it as the window class).
+    QApplication::setDesktopFileName(QStringLiteral(QUIREBOOK_APP_ID));
     Symbols::installTheme();
+    QApplication::setWindowIcon(AppIcon::make());
 
     // Every argument that isn't an option is a file to open.
     QStringList files;

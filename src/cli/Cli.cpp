@@ -1,6 +1,7 @@
 #include "cli/Cli.h"
 
 #include "cli/Terminal.h"
+#include "core/Format.h"
 #include "core/Intake.h"
 
 #include <QCoreApplication>
@@ -36,7 +37,18 @@ void usage()
     for (const auto &verb : verbs)
         out(QStringLiteral("  %1  %2").arg(verb.name, -10).arg(verb.summary));
     out(QString());
-    out(tr("“quirebook-cli VERB --help” tells more about one verb."));
+    out(tr("“quirebook-cli VERB --help” tells more about one verb. Each result is a new file\n"
+           "beside its source (or where -o says); its path is printed on stdout, one a line.\n"
+           "\n"
+           "Exit status:\n"
+           "  0    done\n"
+           "  1    the operation failed (the reason is on stderr)\n"
+           "  2    wrong usage\n"
+           "  130  cancelled with Ctrl-C; no temporary file is left behind\n"
+           "\n"
+           "Environment:\n"
+           "  QUIREBOOK_PASSWORD      the password of a locked PDF\n"
+           "  QUIREBOOK_NEW_PASSWORD  the open password protect gives its copy"));
 }
 
 } // namespace
@@ -195,7 +207,7 @@ int run(const QStringList &arguments)
         return Done;
     }
     if (first == QLatin1String("--version")) {
-        out(QStringLiteral("quirebook-cli %1").arg(QStringLiteral(QUIREBOOK_VERSION)));
+        std::fputs(Format::version(QStringLiteral("quirebook-cli")).toUtf8().constData(), stdout);
         return Done;
     }
     for (const auto &verb : registry())

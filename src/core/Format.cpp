@@ -16,4 +16,15 @@ QString pages(qint64 count)
                       : QCoreApplication::translate("Format", "%1 pages").arg(count);
 }
 
+QString version(const QString &program)
+{
+    return program + QStringLiteral(" " QUIREBOOK_VERSION "\n") +
+           QCoreApplication::translate(
+               "Format", "Copyright (C) 2026 The Quirebook developers\n"
+                         "License GPLv3+: GNU GPL version 3 or later "
+                         "<https://gnu.org/licenses/gpl.html>.\n"
+                         "This is free software: you are free to change and redistribute it.\n"
+                         "There is NO WARRANTY, to the extent permitted by law.\n");
+}
+
 } // namespace Format

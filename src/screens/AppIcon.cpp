@@ -34,6 +34,9 @@ QPixmap draw(int size)
 
 QIcon make()
 {
+    const QIcon installed = QIcon::fromTheme(QStringLiteral(QUIREBOOK_APP_ID));
+    if (!installed.pixmap(48).isNull())
+        return installed;
     QIcon icon;
     for (int size : {16, 24, 32, 48, 64, 128, 256})
         icon.addPixmap(draw(size));

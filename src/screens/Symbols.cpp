@@ -50,14 +50,14 @@ const QHash<QString, QString> &table()
 
 QIcon themeIcon(const QString &name)
 {
-    // The theme ships symbolic icons as PNG under "<name>-symbolic.symbolic";
-    // plain names are the fallback where a theme has only those.
+    // The symbolic name first, as themes name their one-colour icons; then
+    // Adwaita's PNG renderings of it ("<name>-symbolic.symbolic"), which Qt
+    // reads without an SVG plugin; the plain name last. An icon counts only
+    // when it draws: an SVG-only entry doesn't without the plugin.
     for (const QString &candidate :
-         {name + QStringLiteral("-symbolic.symbolic"), name + QStringLiteral("-symbolic"), name}) {
+         {name + QStringLiteral("-symbolic"), name + QStringLiteral("-symbolic.symbolic"), name}) {
         const QIcon icon = QIcon::fromTheme(candidate);
-        if (!icon.isNull() && !icon.availableSizes().isEmpty())
-            return icon;
-        if (!icon.isNull() && !icon.pixmap(16).isNull())
+        if (!icon.pixmap(16).isNull())
             return icon;
     }
     return {};
@@ -73,9 +73,15 @@ void installTheme()
         if (!paths.contains(dir) && QDir(dir).exists())
             paths.append(dir);
     QIcon::setThemeSearchPaths(paths);
-    if (QDir(QStringLiteral("/usr/share/icons/Adwaita")).exists())
-        QIcon::setThemeName(QStringLiteral("Adwaita"));
-    QIcon::setFallbackThemeName(QStringLiteral("hicolor"));
+    // The person's own theme, as the desktop names it, comes first; Adwaita
+    // (which the package depends on) fills its gaps, and stands in where no
+    // desktop names a theme (offscreen, a bare X session).
+    const QString adwaita = QStringLiteral("Adwaita");
+    const bool haveAdwaita = QDir(QStringLiteral("/usr/share/icons/Adwaita")).exists();
+    const QString own = QIcon::themeName();
+    if (haveAdwaita && (own.isEmpty() || own == QLatin1String("hicolor")))
+        QIcon::setThemeName(adwaita);
+    QIcon::setFallbackThemeName(haveAdwaita ? adwaita : QStringLiteral("hicolor"));
 }
 
 QString iconName(const QString &symbol)

@@ -9,8 +9,9 @@
 // "xmark.circle.fill"); one table maps each to a freedesktop icon name.
 namespace Symbols {
 
-// Points Qt at the installed icon theme, so icons show even without a
-// desktop session (offscreen, Xvfb). Call once after the application exists.
+// Keeps the person's icon theme, with Adwaita filling its gaps, and points
+// Qt at the installed themes so icons show even without a desktop session
+// (offscreen, Xvfb). Call once after the application exists.
 void installTheme();
 
 // The freedesktop icon name for a symbol; empty for an unknown symbol.
