@@ -85,6 +85,7 @@ public:
     }
     QStringList openFiles(bool) override { return {}; }
     std::optional<QString> openImage() override { return std::nullopt; }
+    bool confirm(const Question &) override { return false; }
 
 private:
     QStringList m_passwords;
