@@ -1,6 +1,7 @@
 #include "app/AppController.h"
 #include "app/SelfTest.h"
 #include "app/SingleInstance.h"
+#include "core/Process.h"
 #include "ocr/Searchable.h"
 #include "screens/AppIcon.h"
 #include "screens/Symbols.h"
@@ -12,7 +13,6 @@
 #include <QFileInfo>
 #include <QThreadPool>
 
-#include <csignal>
 #include <cstdio>
 
 #include <unistd.h>
@@ -30,19 +30,12 @@ const char *const usage =
     "  --version    show the version and exit\n"
     "\n"
     "quirebook-cli offers every tool to scripts: quirebook-cli --help.\n";
-
-// Interrupted or terminated: the hidden temporary files of running jobs go
-// with the process. Only async-signal-safe calls here.
-extern "C" void onSignal(int signal)
-{
-    SafeWrite::removeAllInProgress();
-    ::_exit(128 + signal);
-}
 } // namespace
 
 int main(int argc, char *argv[])
 {
     Searchable::limitRecognitionThreads(argv);
+    Process::raiseOpenFileLimit();
     bool selfTest = false, help = false, version = false;
     for (int i = 1; i < argc; ++i) {
         if (qstrcmp(argv[i], "--") == 0)
@@ -63,9 +56,9 @@ int main(int argc, char *argv[])
         return SelfTest::run();
     }
 
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
-    std::signal(SIGHUP, onSignal);
+    // Interrupted or terminated: the hidden temporary files of running jobs
+    // go with the process.
+    Process::endCleanlyOnSignals();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quirebook"));
     QApplication::setOrganizationName(QStringLiteral("Quirebook"));
