@@ -1,5 +1,6 @@
 #include "app/AppController.h"
 
+#include "core/Job.h"
 #include "core/Tool.h"
 #include "screens/QtDialogs.h"
 #include "screens/RootView.h"
@@ -20,17 +21,27 @@
 
 namespace {
 
-// Remembers its frame when it closes.
+// Asks before it closes, and remembers its frame when it does.
 class MainWindow : public QMainWindow {
 public:
-    using QMainWindow::QMainWindow;
+    explicit MainWindow(std::function<bool()> mayClose)
+        : m_mayClose(std::move(mayClose))
+    {
+    }
 
 protected:
     void closeEvent(QCloseEvent *event) override
     {
+        if (!m_mayClose()) {
+            event->ignore();
+            return;
+        }
         QSettings().setValue(QLatin1String(AppController::kFrameKey), saveGeometry());
         QMainWindow::closeEvent(event);
     }
+
+private:
+    std::function<bool()> m_mayClose;
 };
 
 // The steps of the snapshot mode, one after another on the event loop.
@@ -144,7 +155,7 @@ void AppController::showWindow()
         m_window->activateWindow();
         return;
     }
-    auto *window = new MainWindow;
+    auto *window = new MainWindow([this] { return mayCloseWindow(); });
     window->setObjectName(QStringLiteral("mainWindow"));
     window->setWindowTitle(tr("Quirebook"));
     window->setCentralWidget(new RootView(m_workspace, window));
@@ -220,9 +231,10 @@ void AppController::buildMenu()
     close->setObjectName(QStringLiteral("actionClose"));
     file->addSeparator();
     QAction *quit = file->addAction(tr("Quit"), this, [] {
+        // A window that stays open (work to stop first) keeps the program.
         for (QWidget *w : QApplication::topLevelWidgets())
-            if (qobject_cast<QMainWindow *>(w))
-                w->close();
+            if (qobject_cast<QMainWindow *>(w) && !w->close())
+                return;
         QApplication::quit();
     });
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
@@ -266,6 +278,37 @@ void AppController::buildMenu()
     QMenu *help = bar->addMenu(tr("&Help"));
     QAction *aboutAction = help->addAction(tr("About Quirebook"), this, &AppController::about);
     aboutAction->setObjectName(QStringLiteral("actionAbout"));
+}
+
+bool AppController::mayCloseWindow()
+{
+    JobsInFlight &jobs = JobsInFlight::instance();
+    if (jobs.count() == 0)
+        return true;
+    if (m_stopping)
+        return false; // the window closes by itself once the work has stopped
+    Dialogs *dialogs = m_workspace.dialogs();
+    const Question question{tr("Stop the work in progress?"),
+                            tr("Quirebook is still working. If you close the window now, the "
+                               "work stops and what isn't finished isn't saved."),
+                            tr("Stop and Close"), tr("Keep Working")};
+    if (!dialogs || !dialogs->confirm(question))
+        return false;
+    if (jobs.count() == 0)
+        return true; // it finished while the question was up
+    // Each work ends at its next look at the cancel flag and removes its
+    // temporary file on the way out; only then does the window close.
+    m_stopping = true;
+    m_whenStopped = connect(&jobs, &JobsInFlight::countChanged, this, [this](int left) {
+        if (left > 0)
+            return;
+        disconnect(m_whenStopped);
+        m_stopping = false;
+        if (m_window)
+            m_window->close();
+    });
+    jobs.cancelAll();
+    return false;
 }
 
 void AppController::about()

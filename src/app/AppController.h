@@ -49,6 +49,9 @@ Q_SIGNALS:
     void snapshotsFinished();
 
 private:
+    // Closing while work runs asks first; "Stop and Close" stops it and
+    // closes the window once every work has ended.
+    bool mayCloseWindow();
     void buildMenu();
     void about();
     void forwardToFocus(const char *method);
@@ -57,4 +60,6 @@ private:
     std::unique_ptr<QtDialogs> m_dialogs;
     QPointer<QMainWindow> m_window;
     bool m_menuBuilt = false;
+    bool m_stopping = false;
+    QMetaObject::Connection m_whenStopped;
 };

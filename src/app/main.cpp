@@ -2,6 +2,7 @@
 #include "app/SelfTest.h"
 #include "app/SingleInstance.h"
 #include "core/Format.h"
+#include "core/Process.h"
 #include "ocr/Searchable.h"
 #include "screens/AppIcon.h"
 #include "screens/Symbols.h"
@@ -13,7 +14,6 @@
 #include <QFileInfo>
 #include <QThreadPool>
 
-#include <csignal>
 #include <cstdio>
 
 #include <unistd.h>
@@ -36,19 +36,12 @@ const char *const usage =
     "Environment:\n"
     "  QUIREBOOK_SNAPSHOTS  a folder: the window saves a picture of each tool there, then ends\n"
     "  QUIREBOOK_FILES      the files opened for those pictures, separated by \":\"\n";
-
-// Interrupted or terminated: the hidden temporary files of running jobs go
-// with the process. Only async-signal-safe calls here.
-extern "C" void onSignal(int signal)
-{
-    SafeWrite::removeAllInProgress();
-    ::_exit(128 + signal);
-}
 } // namespace
 
 int main(int argc, char *argv[])
 {
     Searchable::limitRecognitionThreads(argv);
+    Process::raiseOpenFileLimit();
     bool selfTest = false, help = false, version = false;
     for (int i = 1; i < argc; ++i) {
         if (qstrcmp(argv[i], "--") == 0)
@@ -69,9 +62,9 @@ int main(int argc, char *argv[])
         return SelfTest::run();
     }
 
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
-    std::signal(SIGHUP, onSignal);
+    // Interrupted or terminated: the hidden temporary files of running jobs
+    // go with the process.
+    Process::endCleanlyOnSignals();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quirebook"));
     QApplication::setOrganizationName(QStringLiteral("Quirebook"));

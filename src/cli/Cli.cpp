@@ -7,7 +7,10 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <cerrno>
 #include <cstdio>
+
+#include <unistd.h>
 
 namespace Cli {
 
@@ -55,6 +58,23 @@ void usage()
 
 std::optional<QString> firstLine(const QString &path)
 {
+    if (path == QLatin1String("-")) {
+        // One byte at a time, so the next "-" gets the next line.
+        QByteArray line;
+        char c = 0;
+        ssize_t n = 0;
+        while ((n = ::read(STDIN_FILENO, &c, 1)) == 1 || (n < 0 && errno == EINTR)) {
+            if (n == 1 && c == '\n')
+                break;
+            if (n == 1)
+                line += c;
+        }
+        if (n < 0 || (n == 0 && line.isEmpty()))
+            return std::nullopt;
+        if (line.endsWith('\r'))
+            line.chop(1);
+        return QString::fromUtf8(line);
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
@@ -144,7 +164,9 @@ std::optional<QString> CliDialogs::askSecret(const SecretPrompt &prompt)
 Sources::Sources()
     : m_password(QStringLiteral("password"), tr("Password that opens a locked PDF."), tr("PW"))
     , m_passwordFile(QStringLiteral("password-file"),
-                     tr("Read the password from the first line of FILE."), tr("FILE"))
+                     tr("Read the password from the first line of FILE (- for standard "
+                        "input)."),
+                     tr("FILE"))
     , m_ownerPassword(QStringLiteral("owner-password"),
                       tr("Owner password that lifts a PDF's restrictions."), tr("PW"))
     , m_ownerPasswordFile(QStringLiteral("owner-password-file"),
@@ -164,7 +186,9 @@ bool Sources::readPasswords(const QCommandLineParser &parser)
         for (const QString &path : parser.values(fromFile)) {
             const auto line = firstLine(path);
             if (!line) {
-                complain(tr("Couldn't read the password file “%1”.").arg(path));
+                complain(path == QLatin1String("-")
+                             ? tr("Couldn't read a password from standard input.")
+                             : tr("Couldn't read the password file “%1”.").arg(path));
                 return false;
             }
             into << *line;

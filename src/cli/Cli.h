@@ -39,7 +39,8 @@ void err(const QString &text);
 // A message for the person, prefixed with the program's name.
 void complain(const QString &message);
 
-// The first line of a file (a password file), without its line break.
+// The first line of a file (a password file), without its line break;
+// "-" is the next line of standard input.
 std::optional<QString> firstLine(const QString &path);
 
 // Sets up a verb's parser (with --help) and parses. Returns a status to end
@@ -49,15 +50,16 @@ std::optional<int> parse(QCommandLineParser &parser, const QString &verb,
                          const QStringList &arguments);
 
 // Runs a task's work here, on this thread: progress as a one-line bar on
-// stderr when it is a terminal (nothing when quiet), Ctrl-C or SIGTERM
-// removes any temporary file and ends the process with status 130.
+// stderr when it is a terminal (nothing when quiet). Ctrl-C or SIGTERM
+// removes any temporary file and ends the process by that signal.
 // Returns the outcome, or the status to end with after saying why (1).
 std::variant<Outcome, int> execute(const QString &label, const Work &work, bool quiet);
 
 // The --quiet option, for verbs that show progress.
 QCommandLineOption quietOption();
 
-// The -o option of a verb that writes one result per source.
+// The -o option of a verb that writes one result per source; its help
+// adds how a folder is named.
 QCommandLineOption outputOption(const QString &description, const QString &valueName);
 
 // Several sources need -o to be a folder: the usage status after saying
@@ -85,6 +87,7 @@ public:
     }
     QStringList openFiles(bool) override { return {}; }
     std::optional<QString> openImage() override { return std::nullopt; }
+    bool confirm(const Question &) override { return false; }
 
 private:
     QStringList m_passwords;
@@ -148,6 +151,10 @@ std::function<std::optional<QString>(const PDFFile &)> pdfsOnly(const QString &v
 
 // Says that nothing can be written next to `file` and -o must say where.
 void cannotWriteBeside(const PDFFile &file);
+
+// Output::chosenURL for -o: nothing, after saying why, for "-" (a PDF
+// can't go to standard output) or a folder that can't be made.
+std::optional<QString> chosenPlace(const QString &output, const QString &base, const QString &ext);
 
 // One PDF per source: "<name> <suffix>.pdf" beside it as the window would
 // place it, or at -o (a file, or a folder to put it in). Nothing, after

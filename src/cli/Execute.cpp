@@ -4,48 +4,12 @@
 #include "cli/Terminal.h"
 #include "core/Output.h"
 #include "engine/PDFError.h"
-#include "engine/SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
-#include <csignal>
-#include <cstdio>
-
-#include <unistd.h>
-
 namespace Cli {
-
-namespace {
-
-extern "C" void onInterrupt(int)
-{
-    // Only async-signal-safe calls here.
-    SafeWrite::removeAllInProgress();
-    const char newline = '\n';
-    (void)!::write(STDERR_FILENO, &newline, 1);
-    ::_exit(Interrupted);
-}
-
-void drawBar(const QString &label, int done, int total)
-{
-    QString line;
-    if (total > 0) {
-        const int width = 30;
-        const int filled = int(qint64(width) * done / total);
-        line = QStringLiteral("\r%1 [%2%3] %4/%5")
-                   .arg(label, QString(filled, u'#'), QString(width - filled, u' '))
-                   .arg(done)
-                   .arg(total);
-    } else {
-        line = QStringLiteral("\r%1…").arg(label);
-    }
-    std::fputs(line.toUtf8().constData(), stderr);
-    std::fflush(stderr);
-}
-
-} // namespace
 
 QCommandLineOption quietOption()
 {
@@ -55,14 +19,18 @@ QCommandLineOption quietOption()
 
 QCommandLineOption outputOption(const QString &description, const QString &valueName)
 {
-    return QCommandLineOption({QStringLiteral("o"), QStringLiteral("output")}, description,
-                              valueName);
+    return QCommandLineOption(
+        {QStringLiteral("o"), QStringLiteral("output")},
+        description + u' ' +
+            QCoreApplication::translate(
+                "Cli", "A path ending in / is a folder, made if it isn't there yet."),
+        valueName);
 }
 
 std::optional<int> checkOutput(const QString &output, qsizetype sourceCount, const QString &message,
                                const QString &verb)
 {
-    if (output.isEmpty() || sourceCount < 2 || QFileInfo(output).isDir())
+    if (output.isEmpty() || sourceCount < 2 || output.endsWith(u'/') || QFileInfo(output).isDir())
         return std::nullopt;
     complain(message);
     if (!verb.isEmpty())
@@ -100,12 +68,26 @@ std::function<std::optional<QString>(const PDFFile &)> pdfsOnly(const QString &v
     };
 }
 
+std::optional<QString> chosenPlace(const QString &output, const QString &base, const QString &ext)
+{
+    if (output == QLatin1String("-")) {
+        complain(QCoreApplication::translate(
+            "Cli", "Only text can go to standard output. Name a file or a folder after -o."));
+        return std::nullopt;
+    }
+    try {
+        return Output::chosenURL(output, base, ext);
+    } catch (const PDFError &e) {
+        complain(e.description());
+        return std::nullopt;
+    }
+}
+
 Run::Destination pdfResult(const QString &suffix, const QString &output)
 {
     return [suffix, output](const PDFFile &file) -> std::optional<QString> {
         if (!output.isEmpty())
-            return Output::chosenURL(output, Output::resultName(file, suffix),
-                                     QStringLiteral("pdf"));
+            return chosenPlace(output, Output::resultName(file, suffix), QStringLiteral("pdf"));
         auto place = Output::pdfURL(file, suffix, nullptr);
         if (!place)
             cannotWriteBeside(file);
@@ -183,40 +165,31 @@ int runEach(Sources &sources, const QStringList &paths, const Run &run, bool qui
 
 std::variant<Outcome, int> execute(const QString &label, const Work &work, bool quiet)
 {
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
-    std::signal(SIGHUP, onInterrupt);
     const bool bar = !quiet && Terminal::stderrIsInteractive();
-    bool drawn = false;
     const Progress progress = [&](int done, int total) {
-        if (bar) {
-            drawBar(label, done, total);
-            drawn = true;
-        }
+        if (bar)
+            Terminal::drawProgress(label, done, total);
     };
+    // Ctrl-C ends the process by its signal (Process::endCleanlyOnSignals),
+    // so nothing here is ever cancelled.
     const IsCancelled isCancelled = [] { return false; };
     std::variant<Outcome, int> result = Failed;
     try {
         if (bar)
-            drawBar(label, 0, 0), drawn = true;
+            Terminal::drawProgress(label, 0, 0);
         result = work(progress, isCancelled);
     } catch (const PDFError &e) {
-        if (drawn)
-            std::fputs("\n", stderr);
-        drawn = false;
+        Terminal::endProgress();
         if (e.isCancelled())
             return Interrupted;
         complain(e.description());
         return Failed;
     } catch (const std::exception &e) {
-        if (drawn)
-            std::fputs("\n", stderr);
-        drawn = false;
+        Terminal::endProgress();
         complain(QString::fromLocal8Bit(e.what()));
         return Failed;
     }
-    if (drawn)
-        std::fputs("\n", stderr);
+    Terminal::endProgress();
     return result;
 }
 

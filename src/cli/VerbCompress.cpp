@@ -48,7 +48,7 @@ int compress(const QStringList &arguments)
         return Cli::Usage;
     }
     if (auto status = Cli::checkOutput(parser.value(output), paths.size(),
-                                       tr("With several PDFs, -o must name an existing folder.")))
+                                       tr("With several PDFs, -o must name a folder.")))
         return *status;
     if (!sources.readPasswords(parser))
         return Cli::Failed;

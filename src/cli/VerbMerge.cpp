@@ -22,11 +22,12 @@ std::optional<QString> destination(const QString &requested, const QList<PDFFile
     if (!requested.isEmpty()) {
         const QFileInfo info(requested);
         // A name without an extension becomes a PDF's.
-        const bool bare = !info.isDir() && info.suffix().isEmpty();
-        return Output::chosenURL(bare ? info.absolutePath() + u'/' + info.completeBaseName() +
-                                            QStringLiteral(".pdf")
-                                      : requested,
-                                 suggested, pdf);
+        const bool bare = !info.isDir() && !requested.endsWith(u'/') && requested != u'-' &&
+                          info.suffix().isEmpty();
+        return Cli::chosenPlace(bare ? info.absolutePath() + u'/' + info.completeBaseName() +
+                                           QStringLiteral(".pdf")
+                                     : requested,
+                                suggested, pdf);
     }
     const auto folder = Output::folder(files.first());
     if (!folder) {
@@ -41,9 +42,8 @@ int merge(const QStringList &arguments)
     QCommandLineParser parser;
     Cli::Sources sources;
     sources.addOptionsTo(parser);
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    tr("Write the merged PDF here (a file or a folder)."),
-                                    tr("OUT"));
+    const QCommandLineOption output =
+        Cli::outputOption(tr("Write the merged PDF here (a file or a folder)."), tr("OUT"));
     const QCommandLineOption quiet = Cli::quietOption();
     parser.addOptions({output, quiet});
     if (auto status = Cli::parse(parser, QStringLiteral("merge"),

@@ -23,7 +23,7 @@ QCommandLineOption protectOutputOption()
 
 QString severalText()
 {
-    return tr("With several files, -o must name an existing folder.");
+    return tr("With several files, -o must name a folder.");
 }
 
 Cli::Run protectRun(Protect::Mode mode, const QString &output)

@@ -81,7 +81,7 @@ int searchable(const QStringList &arguments)
     }
     const QString outOption = parser.value(output);
     if (auto status = Cli::checkOutput(outOption, paths.size(),
-                                       tr("With several files, -o must name an existing folder.")))
+                                       tr("With several files, -o must name a folder.")))
         return *status;
     if (!sources.readPasswords(parser))
         return Cli::Failed;

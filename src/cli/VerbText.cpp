@@ -1,8 +1,11 @@
 #include "cli/Cli.h"
 #include "core/Output.h"
+#include "engine/PDFError.h"
 #include "tasks/Convert.h"
 
 #include <QCoreApplication>
+
+#include <cstdio>
 
 namespace {
 
@@ -16,10 +19,10 @@ int text(const QStringList &arguments)
     QCommandLineParser parser;
     Cli::Sources sources;
     sources.addOptionsTo(parser);
-    const QCommandLineOption output(
-        {QStringLiteral("o"), QStringLiteral("output")},
+    const QCommandLineOption output = Cli::outputOption(
         tr("Write to OUT instead of “<name>.txt” next to the PDF (a folder: “<name>.txt” "
-           "inside it). An existing file is never overwritten: a number is added."),
+           "inside it; - for standard output). An existing file is never overwritten: a number "
+           "is added."),
         tr("OUT"));
     parser.addOptions({output, Cli::quietOption()});
     if (auto status = Cli::parse(parser, QStringLiteral("text"),
@@ -40,15 +43,30 @@ int text(const QStringList &arguments)
     request.mode = Convert::Mode::Text;
     const std::optional<QString> chosen =
         parser.isSet(output) ? std::optional(parser.value(output)) : std::nullopt;
+    const QString standardOutput = QStringLiteral("-");
     Cli::Run run;
-    run.destination = Cli::settledBy([request, chosen](const PDFFile &file) {
+    run.destination = Cli::settledBy([request, chosen, standardOutput](const PDFFile &file) {
+        if (chosen == standardOutput)
+            return standardOutput;
         return chosen ? Output::chosenURL(*chosen, file.name(), QStringLiteral("txt"))
                       : Convert::destination(file, request);
     });
     run.label = [](const PDFFile &) { return Convert::jobTitle(Convert::Mode::Text); };
-    run.work = [request](const PDFFile &file, const QString &to, const Progress &progress,
-                         const IsCancelled &isCancelled) {
-        return Convert::run(file, request, to, progress, isCancelled);
+    run.work = [request, standardOutput](const PDFFile &file, const QString &to,
+                                         const Progress &progress, const IsCancelled &isCancelled) {
+        if (to != standardOutput)
+            return Convert::run(file, request, to, progress, isCancelled);
+        // Only the text on stdout: no path follows it.
+        const auto write = [](const QByteArray &bytes) {
+            if (std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout) !=
+                size_t(bytes.size()))
+                throw PDFError::failed(tr("Couldn't write the text to standard output."));
+        };
+        Convert::extractText(file, write, progress, isCancelled);
+        write(QByteArrayLiteral("\n")); // a text on a terminal ends its last line
+        if (std::fflush(stdout) != 0)
+            throw PDFError::failed(tr("Couldn't write the text to standard output."));
+        return Outcome{};
     };
     const auto file = Cli::take(sources, paths.first(), run);
     if (!file)

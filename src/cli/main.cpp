@@ -1,4 +1,6 @@
 #include "cli/Cli.h"
+#include "cli/Terminal.h"
+#include "core/Process.h"
 #include "ocr/Searchable.h"
 
 #include <QCoreApplication>
@@ -10,6 +12,9 @@
 int main(int argc, char *argv[])
 {
     Searchable::limitRecognitionThreads(argv);
+    Process::raiseOpenFileLimit();
+    Process::endCleanlyOnSignals();
+    Process::setLastWords(Terminal::putBack);
     // sign draws text, which needs a GUI application's font database; the
     // offscreen platform serves without a display. Other verbs stay plain.
     // Qt's own notes (no XDG_RUNTIME_DIR, a damaged JPEG inside a PDF being

@@ -23,3 +23,9 @@ std::optional<QString> ScriptedDialogs::openImage()
 {
     return imageAnswers.isEmpty() ? std::nullopt : imageAnswers.takeFirst();
 }
+
+bool ScriptedDialogs::confirm(const Question &question)
+{
+    questions.append(question);
+    return !confirmAnswers.isEmpty() && confirmAnswers.takeFirst();
+}

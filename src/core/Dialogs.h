@@ -17,6 +17,15 @@ struct SecretPrompt {
     QString acceptTitle; // "Open" or "OK"
 };
 
+// A question with two answers: `accept` does what is asked, `keep` (the
+// default) leaves everything as it is.
+struct Question {
+    QString title;
+    QString text;
+    QString accept;
+    QString keep;
+};
+
 // Every modal question the program asks goes through this interface: the
 // window answers with real dialogs, the command line with what it was
 // given, tests with scripted answers.
@@ -32,6 +41,8 @@ public:
     virtual QStringList openFiles(bool images) = 0;
     // An open panel for one picture.
     virtual std::optional<QString> openImage() = 0;
+    // True when the person chose `accept`.
+    virtual bool confirm(const Question &question) = 0;
 };
 
 // Answers from a list, in order; once the list is used up, every further
@@ -46,8 +57,12 @@ public:
     std::optional<QString> savePDF(const QString &base, const QString &folder) override;
     QStringList openFiles(bool images) override;
     std::optional<QString> openImage() override;
+    bool confirm(const Question &question) override;
 
     QList<SecretPrompt> asked;
+    // What the questions answer (false once used up), and what was asked.
+    QList<bool> confirmAnswers;
+    QList<Question> questions;
     // What the panels answer, and what they were shown.
     QList<std::optional<QString>> saveAnswers;
     QList<QStringList> openAnswers;

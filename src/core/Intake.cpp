@@ -1,6 +1,7 @@
 #include "core/Intake.h"
 
 #include "core/Workspace.h"
+#include "engine/PDFError.h"
 #include "engine/PDFOps.h"
 
 #include <QCoreApplication>
@@ -71,7 +72,7 @@ std::variant<PDFFile, QString> open(const QString &path, Dialogs *dialogs)
     case FileType::Pdf: {
         auto doc = PDFDocument::open(path);
         if (!doc)
-            return tr("%1 couldn't be read as a PDF.").arg(quoted(fileName));
+            return PDFError::notOpened(fileName).description();
         if (doc->isLocked()) {
             SecretPrompt prompt;
             prompt.purpose = SecretPrompt::Purpose::OpenPassword;
@@ -97,8 +98,11 @@ std::variant<PDFFile, QString> open(const QString &path, Dialogs *dialogs)
     case FileType::Picture: {
         const auto image = PDFOps::loadImage(path, kPictureMaxPixel);
         auto doc = image ? PDFOps::page(*image) : nullptr;
-        if (!doc)
+        if (!doc) {
+            if (PDFError::outOfFileHandles())
+                return PDFError::tooManyFilesText();
             return tr("%1 couldn't be read as a picture.").arg(quoted(fileName));
+        }
         entry.kind = PDFFile::Kind::Image;
         entry.doc = doc;
         entry.pictureDocument = doc->toBytes();

@@ -26,6 +26,7 @@ void Job::run(const QString &title, Work work)
     auto flag = std::make_shared<CancelFlag>();
     m_flag.store(flag);
     setState(Running{0, 0, title});
+    JobsInFlight::instance().started(flag);
 
     QPointer<Job> self(this);
     QThreadPool::globalInstance()->start([self, title, flag, work = std::move(work)] {
@@ -51,9 +52,10 @@ void Job::run(const QString &title, Work work)
         }
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
-            [self, end] {
+            [self, end, flag] {
                 if (self)
                     self->setState(end);
+                JobsInFlight::instance().ended(flag);
             },
             Qt::QueuedConnection);
     });
@@ -74,4 +76,28 @@ void Job::fail(const QString &message)
 {
     if (!isRunning())
         setState(Failed{message});
+}
+
+JobsInFlight &JobsInFlight::instance()
+{
+    static JobsInFlight jobs;
+    return jobs;
+}
+
+void JobsInFlight::cancelAll()
+{
+    for (const auto &flag : std::as_const(m_flags))
+        flag->set();
+}
+
+void JobsInFlight::started(const std::shared_ptr<CancelFlag> &flag)
+{
+    m_flags.append(flag);
+    Q_EMIT countChanged(count());
+}
+
+void JobsInFlight::ended(const std::shared_ptr<CancelFlag> &flag)
+{
+    if (m_flags.removeOne(flag))
+        Q_EMIT countChanged(count());
 }

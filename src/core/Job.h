@@ -4,6 +4,7 @@
 
 #include <QObject>
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <atomic>
@@ -88,4 +89,27 @@ private:
 
     State m_state = Idle{};
     std::atomic<std::shared_ptr<CancelFlag>> m_flag{std::make_shared<CancelFlag>()};
+};
+
+// Every job's work still running in this process, also work whose job (and
+// screen) is gone: what must end before the window may close. Interface
+// thread.
+class JobsInFlight : public QObject {
+    Q_OBJECT
+public:
+    static JobsInFlight &instance();
+    int count() const { return int(m_flags.size()); }
+    // Asks every running work to stop.
+    void cancelAll();
+
+Q_SIGNALS:
+    // A work began or ended (its temporary files removed by then).
+    void countChanged(int count);
+
+private:
+    friend class Job;
+    void started(const std::shared_ptr<CancelFlag> &flag);
+    void ended(const std::shared_ptr<CancelFlag> &flag);
+
+    QList<std::shared_ptr<CancelFlag>> m_flags;
 };

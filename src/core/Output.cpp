@@ -47,7 +47,28 @@ QString chosenURL(const QString &chosen, const QString &base, const QString &ext
     const QFileInfo info(chosen);
     if (info.isDir())
         return PDFOps::uniqueURL(info.absoluteFilePath(), base, ext);
-    return PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), info.suffix());
+    if (!chosen.endsWith(u'/'))
+        return PDFOps::uniqueURL(info.absolutePath(), info.completeBaseName(), info.suffix());
+
+    // "out/": a folder is meant, made here when it isn't there yet. Only
+    // the last step: a mistyped path shouldn't leave a trail of folders.
+    const QString typed = QDir::cleanPath(chosen);
+    const QFileInfo folder(typed);
+    if (folder.exists())
+        throw PDFError::failed(
+            QCoreApplication::translate("Output", "“%1” is a file, not a folder.").arg(typed));
+    if (!QFileInfo(folder.absolutePath()).isDir())
+        throw PDFError::failed(
+            QCoreApplication::translate(
+                "Output", "Couldn't make the folder “%1”, because “%2” doesn't exist.")
+                .arg(typed, folder.path()));
+    if (!QDir().mkdir(folder.absoluteFilePath()))
+        throw PDFError::failed(
+            QCoreApplication::translate("Output",
+                                        "Couldn't make the folder “%1”. Check that you can write "
+                                        "to the folder it goes in.")
+                .arg(typed));
+    return PDFOps::uniqueURL(folder.absoluteFilePath(), base, ext);
 }
 
 QString newFolder(const PDFFile &file, const QString &suffix)

@@ -28,9 +28,11 @@ std::optional<QString> besideURL(const PDFFile &file, const QString &suffix, con
 // was cancelled (or there is none). Creates nothing.
 std::optional<QString> pdfURL(const PDFFile &file, const QString &suffix, Dialogs *dialogs);
 
-// A place the person named (quirebook-cli's -o): an existing folder gets
-// "<base>.<ext>" inside it, any other path is the file's name as given.
-// Numbered rather than overwriting either way. Creates nothing.
+// A place the person named (quirebook-cli's -o): an existing folder, or a
+// path ending in "/", gets "<base>.<ext>" inside it; any other path is the
+// file's name as given. Numbered rather than overwriting either way. A
+// folder ending in "/" that isn't there yet is made (its parent must
+// exist); throws PDFError when that can't be done.
 QString chosenURL(const QString &chosen, const QString &base, const QString &ext);
 
 // Creates a new, empty "<name> <suffix>" folder beside the source.

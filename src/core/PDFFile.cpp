@@ -39,7 +39,7 @@ std::shared_ptr<PDFDocument> PDFFile::freshForWork() const
 {
     auto document = fresh();
     if (!document)
-        throw PDFError::unreadable(fileName());
+        throw PDFError::notOpened(fileName());
     PDFOps::requireRewritable(*document);
     return document;
 }

@@ -2,6 +2,11 @@
 
 #include <QCoreApplication>
 
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 PDFError::PDFError(Kind kind, QString value)
     : m_kind(kind)
     , m_value(std::move(value))
@@ -26,6 +31,11 @@ PDFError PDFError::cancelled()
     return {Kind::Cancelled, {}};
 }
 
+PDFError PDFError::notOpened(const QString &fileName)
+{
+    return outOfFileHandles() ? failed(tooManyFilesText()) : unreadable(fileName);
+}
+
 QString PDFError::description() const
 {
     switch (m_kind) {
@@ -46,4 +56,26 @@ QString PDFError::description() const
 QString PDFError::lockedText()
 {
     return QCoreApplication::translate("PDFError", "This PDF is locked. Enter its password first.");
+}
+
+QString PDFError::tooManyFilesText()
+{
+    return QCoreApplication::translate(
+        "PDFError", "Too many files are open at once. Close some programs and try again.");
+}
+
+bool PDFError::outOfFileHandles(int error)
+{
+    return error == EMFILE || error == ENFILE;
+}
+
+bool PDFError::outOfFileHandles()
+{
+    // The libraries that failed to open a file don't say why; a handle of
+    // our own, asked for at once, fails the same way when none is left.
+    const int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return outOfFileHandles(errno);
+    ::close(fd);
+    return false;
 }

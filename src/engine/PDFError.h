@@ -15,6 +15,10 @@ public:
     static PDFError failed(const QString &sentence);
     static PDFError restricted();
     static PDFError cancelled();
+    // Why a file couldn't be opened: unreadable(fileName), unless the
+    // process has no file handle left, which says nothing about the file:
+    // then failed(tooManyFilesText()).
+    static PDFError notOpened(const QString &fileName);
 
     Kind kind() const { return m_kind; }
     // The file name for Unreadable, the sentence for Failed, empty otherwise.
@@ -31,6 +35,13 @@ public:
 
     // The texts other layers raise with `failed`.
     static QString lockedText();
+    // "Too many files are open at once. Close some programs and try again."
+    static QString tooManyFilesText();
+    // True for the errno of an open that failed for want of a file handle
+    // (EMFILE, ENFILE).
+    static bool outOfFileHandles(int error);
+    // True when the process can't open another file right now.
+    static bool outOfFileHandles();
 
 private:
     PDFError(Kind kind, QString value);

@@ -25,7 +25,7 @@ void copyBytes(const QString &original, SafeWrite::Target &out)
     out.restart();
     QFile in(original);
     if (!in.open(QIODevice::ReadOnly))
-        throw PDFError::unreadable(QFileInfo(original).fileName());
+        throw PDFError::notOpened(QFileInfo(original).fileName());
     while (!in.atEnd()) {
         const QByteArray chunk = in.read(1 << 20);
         if (chunk.isEmpty() && in.error() != QFileDevice::NoError)

@@ -247,6 +247,8 @@ void write(const QString &destination, const std::function<void(Target &)> &writ
         p->error = errno;
         if (diskFull(p->error))
             throw PDFError::failed(p->message());
+        if (PDFError::outOfFileHandles(p->error))
+            throw PDFError::failed(PDFError::tooManyFilesText());
         throw PDFError::failed(creationMessage.isEmpty() ? failureMessage : creationMessage);
     }
     ::flock(p->fd, LOCK_EX | LOCK_NB);

@@ -10,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QVBoxLayout>
@@ -131,4 +132,18 @@ std::optional<QString> QtDialogs::openImage()
     if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty())
         return std::nullopt;
     return panel.selectedFiles().first();
+}
+
+bool QtDialogs::confirm(const Question &question)
+{
+    QMessageBox box(QMessageBox::Warning, question.title, question.title, QMessageBox::NoButton,
+                    m_window ? m_window->window() : nullptr);
+    box.setObjectName(QStringLiteral("question"));
+    box.setInformativeText(question.text);
+    QPushButton *accept = box.addButton(question.accept, QMessageBox::DestructiveRole);
+    QPushButton *keep = box.addButton(question.keep, QMessageBox::RejectRole);
+    box.setDefaultButton(keep);
+    box.setEscapeButton(keep);
+    box.exec();
+    return box.clickedButton() == accept;
 }

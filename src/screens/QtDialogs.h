@@ -19,6 +19,7 @@ public:
     std::optional<QString> savePDF(const QString &base, const QString &folder) override;
     QStringList openFiles(bool images) override;
     std::optional<QString> openImage() override;
+    bool confirm(const Question &question) override;
 
     // The name patterns of the open panels.
     static QStringList pictureSuffixes();

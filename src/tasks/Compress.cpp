@@ -74,7 +74,7 @@ Outcome run(const PDFFile &file, const Request &request, const QString &destinat
         throw PDFError::failed(*problem);
     const auto doc = file.fresh();
     if (!doc)
-        throw PDFError::unreadable(file.fileName());
+        throw PDFError::notOpened(file.fileName());
     const auto result =
         PDFOps::compress(*doc, file.path, request.level, destination, progress, isCancelled);
     return outcome(result, file.fileName(), destination);

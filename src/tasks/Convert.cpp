@@ -22,7 +22,7 @@ DrawingSource drawingSourceFor(const PDFFile &file)
     }
     const auto drawing = source ? DrawingDocument::open(*source) : nullptr;
     if (!drawing)
-        throw PDFError::unreadable(file.fileName());
+        throw PDFError::notOpened(file.fileName());
     return {*source, drawing->pageCount()};
 }
 

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 // The Convert tool: every page of a PDF as a picture in a new folder, or
@@ -86,5 +87,11 @@ Outcome pictures(const PDFFile &file, const QString &folder, const Request &requ
                  const Progress &progress, const IsCancelled &isCancelled);
 Outcome text(const PDFFile &file, const QString &destination, const Progress &progress,
              const IsCancelled &isCancelled);
+// The text as text() saves it, handed to `write` in pieces of UTF-8 as
+// the pages are read (quirebook-cli's standard output). Throws
+// noTextText() before anything is handed over when there is no real text.
+// Returns the number of words.
+qint64 extractText(const PDFFile &file, const std::function<void(const QByteArray &)> &write,
+                   const Progress &progress, const IsCancelled &isCancelled);
 
 } // namespace Convert

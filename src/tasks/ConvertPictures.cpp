@@ -55,7 +55,7 @@ Outcome pictures(const PDFFile &file, const QString &folder, const Request &opti
         const auto makeWorker = [&]() -> std::function<int(int)> {
             std::shared_ptr<DrawingDocument> own = DrawingDocument::open(drawing.source);
             if (!own)
-                throw PDFError::unreadable(file.fileName());
+                throw PDFError::notOpened(file.fileName());
             return [own, &pages, &dir, &base, &saved, chosen, pageCount](int position) {
                 const int index = pages[position];
                 const auto image = own->render(index, chosen.dpi);

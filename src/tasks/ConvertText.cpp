@@ -22,10 +22,11 @@ QString tr(const char *text)
 
 // Writes text as UTF-8 while trimming white space from both ends of the
 // whole, counting its words and enough of its characters to tell a real
-// text from a few stray marks, without holding it all in memory.
+// text from a few stray marks, without holding it all in memory. Nothing
+// is written before the text is known to be more than a few marks.
 class TrimmedWriter {
 public:
-    explicit TrimmedWriter(SafeWrite::Target &out)
+    explicit TrimmedWriter(const std::function<void(const QByteArray &)> &out)
         : m_out(out)
     {
     }
@@ -58,7 +59,11 @@ public:
     }
 
     // Writes what is buffered; trailing white space is dropped.
-    void finish() { flush(); }
+    void finish()
+    {
+        m_finished = true;
+        flush();
+    }
 
     qint64 words() const { return m_words; }
 
@@ -89,13 +94,14 @@ private:
 
     void flush()
     {
-        if (m_buffer.isEmpty())
+        if (m_buffer.isEmpty() || (!m_finished && m_written < kPrefix))
             return;
-        m_out.write(m_buffer.toUtf8());
+        m_out(m_buffer.toUtf8());
         m_buffer.clear();
     }
 
-    SafeWrite::Target &m_out;
+    const std::function<void(const QByteArray &)> &m_out;
+    bool m_finished = false;
     QString m_buffer;
     QString m_pending;
     QString m_prefix;
@@ -109,12 +115,37 @@ private:
 
 namespace Convert {
 
-Outcome text(const PDFFile &file, const QString &destination, const Progress &progress,
-             const IsCancelled &isCancelled)
+qint64 extractText(const PDFFile &file, const std::function<void(const QByteArray &)> &write,
+                   const Progress &progress, const IsCancelled &isCancelled)
 {
     const DrawingSource drawing = drawingSourceFor(file);
     const int pageCount = drawing.pageCount;
+    TrimmedWriter writer(write);
+    const auto makeWorker = [&]() -> std::function<QString(int)> {
+        std::shared_ptr<DrawingDocument> own = DrawingDocument::open(drawing.source);
+        if (!own)
+            throw PDFError::notOpened(file.fileName());
+        return [own](int index) { return own->text(index); };
+    };
+    PageWorkers::run<QString>(
+        pageCount, PageWorkers::defaultCount(), makeWorker,
+        [&](int index, QString &&page) {
+            // A form feed between pages, as plain-text tools expect.
+            if (index > 0)
+                writer.append(QStringLiteral("\n\f"));
+            writer.append(page);
+            progress(index + 1, pageCount);
+        },
+        isCancelled);
+    if (writer.characters() < 4)
+        throw PDFError::failed(noTextText());
+    writer.finish();
+    return writer.words();
+}
 
+Outcome text(const PDFFile &file, const QString &destination, const Progress &progress,
+             const IsCancelled &isCancelled)
+{
     // Something may have taken the name since it was chosen: never overwrite.
     QString target = destination;
     if (QFileInfo::exists(target) || QFileInfo(target).isSymLink()) {
@@ -127,27 +158,8 @@ Outcome text(const PDFFile &file, const QString &destination, const Progress &pr
     SafeWrite::write(
         target,
         [&](SafeWrite::Target &out) {
-            TrimmedWriter writer(out);
-            const auto makeWorker = [&]() -> std::function<QString(int)> {
-                std::shared_ptr<DrawingDocument> own = DrawingDocument::open(drawing.source);
-                if (!own)
-                    throw PDFError::unreadable(file.fileName());
-                return [own](int index) { return own->text(index); };
-            };
-            PageWorkers::run<QString>(
-                pageCount, PageWorkers::defaultCount(), makeWorker,
-                [&](int index, QString &&page) {
-                    // A form feed between pages, as plain-text tools expect.
-                    if (index > 0)
-                        writer.append(QStringLiteral("\n\f"));
-                    writer.append(page);
-                    progress(index + 1, pageCount);
-                },
-                isCancelled);
-            writer.finish();
-            if (writer.characters() < 4)
-                throw PDFError::failed(noTextText());
-            words = writer.words();
+            words = extractText(
+                file, [&out](const QByteArray &bytes) { out.write(bytes); }, progress, isCancelled);
         },
         tr("Couldn't save “%1”.").arg(name));
 

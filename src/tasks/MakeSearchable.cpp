@@ -195,7 +195,7 @@ Outcome run(const PDFFile &file, const Request &request, const QString &destinat
         throw PDFError::failed(*missing);
     const auto doc = file.fresh();
     if (!doc)
-        throw PDFError::unreadable(file.fileName());
+        throw PDFError::notOpened(file.fileName());
     Searchable::Options recognition;
     recognition.dpi = request.dpi;
     recognition.skipPagesWithText = request.skipPagesWithText;

@@ -39,7 +39,7 @@ Outcome run(const QList<PDFFile> &files, const QString &destination, const Progr
             throw PDFError::cancelled();
         auto doc = file.fresh();
         if (!doc)
-            throw PDFError::unreadable(file.fileName());
+            throw PDFError::notOpened(file.fileName());
         docs.append(doc);
     }
     return run(docs, destination, progress, isCancelled);

@@ -54,7 +54,7 @@ Outcome run(const PDFFile &file, const Request &request, const QString &destinat
 {
     const auto doc = file.fresh();
     if (!doc)
-        throw PDFError::unreadable(file.fileName());
+        throw PDFError::notOpened(file.fileName());
     return run(*doc, request, destination);
 }
 

@@ -108,7 +108,7 @@ Outcome run(const PDFFile &file, const PageRanges::Groups &groups, const QString
     const ResultFolder::EmptyGuard guard(folder);
     auto doc = file.fresh();
     if (!doc)
-        throw PDFError::unreadable(file.fileName());
+        throw PDFError::notOpened(file.fileName());
     return run(doc, file.name(), groups, folder, progress, isCancelled);
 }
 

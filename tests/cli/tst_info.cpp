@@ -169,12 +169,9 @@ private Q_SLOTS:
         row("compress", 2, {}, "Name at least one PDF. Try “quirebook-cli compress --help”.");
         row("compress --level huge DOC", 2, {},
             "“huge” isn't a level. Use small, balanced or high.");
-        row("compress -o out.pdf DOC DOC", 2, {},
-            "With several PDFs, -o must name an existing folder.");
-        row("unlock -o out.pdf DOC DOC", 2, {},
-            "With several files, -o must name an existing folder.");
-        row("searchable -o out.pdf DOC DOC", 2, {},
-            "With several files, -o must name an existing folder.");
+        row("compress -o out.pdf DOC DOC", 2, {}, "With several PDFs, -o must name a folder.");
+        row("unlock -o out.pdf DOC DOC", 2, {}, "With several files, -o must name a folder.");
+        row("searchable -o out.pdf DOC DOC", 2, {}, "With several files, -o must name a folder.");
         row("split --ranges 1-20 DOC", 2, {}, "Page 20 doesn't exist; this PDF has 4 pages.");
         row("split --ranges x DOC", 2, {},
             "“x” isn't a page or a range. Use numbers like 3 or 2-5.");

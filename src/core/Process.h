@@ -1,0 +1,22 @@
+#pragma once
+
+// What both programs set up about their own process before anything else.
+namespace Process {
+
+// SIGINT, SIGTERM and SIGHUP remove the hidden temporary files of the
+// writes in progress, run the last words (if any), and then end the process
+// by the signal itself, so whoever started it sees that (a shell's status
+// 130 for Ctrl-C, which also stops a loop of commands). A signal that was
+// ignored when the process started stays ignored.
+void endCleanlyOnSignals();
+
+// Something to put back before such an end (the terminal's echo, say).
+// Called from the signal handler: async-signal-safe calls only. Null for
+// nothing.
+void setLastWords(void (*lastWords)());
+
+// Raises the soft limit of open files to the hard one: merging hundreds of
+// PDFs keeps each one open.
+void raiseOpenFileLimit();
+
+} // namespace Process
