@@ -46,15 +46,6 @@ QByteArray cmykOf(const QImage &picture)
     return out;
 }
 
-QByteArray samplesOf(const QImage &image, int channels)
-{
-    QByteArray out;
-    for (int y = 0; y < image.height(); ++y)
-        out.append(reinterpret_cast<const char *>(image.constScanLine(y)),
-                   qsizetype(image.width()) * channels);
-    return out;
-}
-
 // An 8-bit palette of the picture's colours: every colour when there are at
 // most 256 of them, else a 6 × 7 × 6 cube.
 std::pair<QByteArray, QByteArray> paletted(const QImage &picture)
@@ -340,13 +331,13 @@ QByteArray colourPDF(ColourKind kind, QSize pixels, QRectF placed)
     }
     case K::Rgb16: {
         QByteArray wide;
-        for (const char v : samplesOf(photo.convertToFormat(QImage::Format_RGB888), 3))
+        for (const char v : packed(photo.convertToFormat(QImage::Format_RGB888), 3))
             wide.append(v).append(v);
         image = imageStream(q, wide, pixels, "/ColorSpace /DeviceRGB /BitsPerComponent 16");
         break;
     }
     case K::InvertedGray: {
-        QByteArray samples = samplesOf(grey, 1);
+        QByteArray samples = packed(grey, 1);
         for (char &v : samples)
             v = char(255 - uchar(v));
         image = imageStream(q, samples, pixels,

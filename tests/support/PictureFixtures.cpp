@@ -73,15 +73,6 @@ H form(QPDF &q, const std::string &content, double w, double h, H resources)
     return stream;
 }
 
-QByteArray packed(const QImage &image, int channels)
-{
-    QByteArray out;
-    for (int y = 0; y < image.height(); ++y)
-        out.append(reinterpret_cast<const char *>(image.constScanLine(y)),
-                   qsizetype(image.width()) * channels);
-    return out;
-}
-
 QByteArray oneBit(const QImage &gray)
 {
     QByteArray out;
@@ -170,6 +161,15 @@ template <typename Result> Result withPage(const QByteArray &pdf, int page, auto
 }
 
 } // namespace
+
+QByteArray packed(const QImage &image, int channels)
+{
+    QByteArray out;
+    for (int y = 0; y < image.height(); ++y)
+        out.append(reinterpret_cast<const char *>(image.constScanLine(y)),
+                   qsizetype(image.width()) * channels);
+    return out;
+}
 
 QImage naturalPhoto(QSize size, quint32 seed)
 {

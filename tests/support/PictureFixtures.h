@@ -19,6 +19,8 @@ namespace Fixtures {
 QImage naturalPhoto(QSize size, quint32 seed);
 // A chart-like picture: a few flat colours and lines on white.
 QImage chart(QSize size);
+// The rows of an 8-bit picture one after the other, `channels` bytes a pixel.
+QByteArray packed(const QImage &image, int channels);
 
 struct Picture {
     enum class Kind {
