@@ -2,7 +2,7 @@
 
 #include "engine/DrawingDocument.h"
 
-class PDFFile;
+struct PDFFile;
 
 // A file reopened for drawing: what each worker opens its own document
 // from, and how many pages it has. The structure document is let go before

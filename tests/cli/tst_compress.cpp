@@ -125,6 +125,22 @@ private Q_SLOTS:
                                     "make “Note.pdf” smaller, so the copy is unchanged (")),
                  qPrintable(result.err));
     }
+
+    // A damaged photo still compresses, and stderr keeps to the program's
+    // own line: none of the decoder's notes about the broken data.
+    void damagedPictureBringsNoForeignNotes()
+    {
+        QByteArray damaged = m_photos;
+        const qsizetype jpeg = damaged.indexOf("\xff\xd8\xff");
+        QVERIFY(jpeg > 0);
+        damaged.replace(jpeg + 4000, 600, QByteArray(600, '\x11'));
+        const QString source = writeFile(folder(QStringLiteral("damaged")) + "/Scan.pdf", damaged);
+        const auto result = runCli({QStringLiteral("compress"), source});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY2(result.err.startsWith(QStringLiteral("Scan.pdf: ")) &&
+                     result.err.count(u'\n') == 1,
+                 qPrintable(result.err));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCliCompress)

@@ -59,7 +59,7 @@ bool near(const QRectF &a, const QRectF &b)
 }
 
 // A hook that adds nothing still takes the page through a form.
-const PDFOps::PageHook throughForm = [](PDFOps::RebuildPage &) {};
+const PDFOps::PageHook formHook = [](PDFOps::RebuildPage &) {};
 
 } // namespace
 
@@ -104,7 +104,7 @@ private Q_SLOTS:
         layout.pages[0].crop = crop;
         const QByteArray source = makePDF(layout);
         const QByteArray out =
-            rebuilt(source, u"upright.pdf"_s, throughForm ? ::throughForm : PDFOps::PageHook());
+            rebuilt(source, u"upright.pdf"_s, throughForm ? formHook : PDFOps::PageHook());
         QVERIFY(!out.isEmpty());
 
         const PageView before = popplerPage(source, 1);
@@ -247,7 +247,7 @@ private Q_SLOTS:
         QFETCH(bool, keepsText);
         QTemporaryDir dir;
         const QString source = writeFile(dir.filePath(u"loop.pdf"_s), loopingResourcesPDF(loop));
-        for (const auto &hook : {PDFOps::PageHook(), throughForm}) {
+        for (const auto &hook : {PDFOps::PageHook(), formHook}) {
             const QString out = dir.filePath(hook ? u"form.pdf"_s : u"plain.pdf"_s);
             PDFOps::rebuild(*PDFDocument::open(source), out, noProgress, never, hook);
             QVERIFY(qpdfCheck(out));

@@ -86,9 +86,9 @@ private Q_SLOTS:
     // The texts that depend on numbers; the parser's failure passes through.
     void texts()
     {
-        QCOMPARE(Split::Request(Split::Mode::Ranges, QStringLiteral("1-20"), 5).groups(10),
-                 PageRanges::Result(
-                     std::get<PageRanges::Failure>(PageRanges::parse(QStringLiteral("1-20"), 10))));
+        const Split::Request beyond{Split::Mode::Ranges, QStringLiteral("1-20"), 5};
+        QCOMPARE(beyond.groups(10), PageRanges::Result(std::get<PageRanges::Failure>(
+                                        PageRanges::parse(QStringLiteral("1-20"), 10))));
         QCOMPARE(Split::everyLabel(1), QStringLiteral("Every 1 page"));
         QCOMPARE(Split::everyLabel(5), QStringLiteral("Every 5 pages"));
         QCOMPARE(

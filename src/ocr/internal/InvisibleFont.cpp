@@ -279,7 +279,6 @@ QByteArray InvisibleFont::program()
 }
 
 InvisibleFont::InvisibleFont(QPDF &document)
-    : m_document(document)
 {
     const QByteArray bytes = program();
     auto file = QPDFObjectHandle::newStream(&document, bytes.toStdString());

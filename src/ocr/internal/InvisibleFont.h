@@ -45,7 +45,6 @@ public:
 private:
     quint16 codeFor(char32_t character);
 
-    QPDF &m_document;
     QPDFObjectHandle m_font;
     QPDFObjectHandle m_toUnicode;
     QPDFObjectHandle m_cidToGid;
