@@ -1,5 +1,6 @@
 #include "FuzzInput.h"
 
+#include "engine/DrawingDocument.h"
 #include "engine/PDFDocument.h"
 #include "engine/PDFOps.h"
 
@@ -30,18 +31,6 @@ QTemporaryDir &folder()
 
 } // namespace
 
-void initialise(int *, char ***)
-{
-    // The command line's setting: a plain core application, as quirebook-cli
-    // has for every verb that reads or rewrites PDFs.
-    static int argc = 1;
-    static char name[] = "quirebook-fuzz";
-    static char *argv[] = {name, nullptr};
-    static QCoreApplication app(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
-    (void)folder();
-}
-
 QByteArray bytes(const uint8_t *data, size_t size)
 {
     return QByteArray(reinterpret_cast<const char *>(data), qsizetype(size));
@@ -54,6 +43,15 @@ QString asFile(const QByteArray &bytes)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
         qFatal("can't write the fuzz input to %s", qPrintable(path));
     return path;
+}
+
+std::unique_ptr<DrawingDocument> drawingOf(const QByteArray &bytes)
+{
+    const auto doc = PDFDocument::open(asFile(bytes));
+    if (!doc || doc->isLocked() || doc->pageCount() < 1)
+        return nullptr;
+    const auto source = DrawingDocument::sourceFor(*doc);
+    return source ? DrawingDocument::open(*source) : nullptr;
 }
 
 QString resultFolder()
@@ -90,3 +88,16 @@ void inspect(const PDFDocument &doc)
 }
 
 } // namespace FuzzInput
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    // The command line's setting: a plain core application, as quirebook-cli
+    // has for every verb that reads or rewrites PDFs, and its quiet stderr.
+    static int argc = 1;
+    static char name[] = "quirebook-fuzz";
+    static char *argv[] = {name, nullptr};
+    static QCoreApplication app(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
+    (void)FuzzInput::resultFolder();
+    return 0;
+}

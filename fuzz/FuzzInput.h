@@ -8,16 +8,13 @@
 #include <cstdint>
 #include <memory>
 
+class DrawingDocument;
 class PDFDocument;
-class QTemporaryDir;
 
-// What every target shares: the process set up as the program runs
-// (offscreen Qt, one recognition thread), and the input handed over in the
-// shapes the engine takes.
+// What every target shares: the process set up as quirebook-cli runs
+// (FuzzInput.cpp defines LLVMFuzzerInitialize for all of them), and the
+// input handed over in the shapes the engine takes.
 namespace FuzzInput {
-
-// Once per process, from LLVMFuzzerInitialize.
-void initialise(int *argc, char ***argv);
 
 // The input as bytes; the engine keeps no pointer into them.
 QByteArray bytes(const uint8_t *data, size_t size);
@@ -25,6 +22,11 @@ QByteArray bytes(const uint8_t *data, size_t size);
 // The input written to a file, as the program meets documents: it opens
 // paths. The file lives in a private folder that goes with the process.
 QString asFile(const QByteArray &bytes);
+
+// The input opened as the program opens a file to draw it or read its text:
+// from its path, through the engine's choice of drawing source. Null when
+// the file can't be opened, is locked or has no pages.
+std::unique_ptr<DrawingDocument> drawingOf(const QByteArray &bytes);
 
 // A private folder for results, emptied after each input.
 QString resultFolder();

@@ -15,12 +15,6 @@ constexpr int kMostPages = 64;
 constexpr std::chrono::seconds kTimeLimit{10};
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
-{
-    FuzzInput::initialise(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QString original = FuzzInput::asFile(FuzzInput::bytes(data, size));

@@ -4,7 +4,6 @@
 #include "FuzzInput.h"
 
 #include "engine/DrawingDocument.h"
-#include "engine/PDFDocument.h"
 
 #include <algorithm>
 
@@ -14,21 +13,9 @@ constexpr double kLongestSide = 160;
 constexpr double kDpi = 50;
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
-{
-    FuzzInput::initialise(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const auto doc = PDFDocument::open(FuzzInput::asFile(FuzzInput::bytes(data, size)));
-    if (!doc || doc->isLocked() || doc->pageCount() < 1)
-        return 0;
-    const auto source = DrawingDocument::sourceFor(*doc);
-    if (!source)
-        return 0;
-    const auto drawing = DrawingDocument::open(*source);
+    const auto drawing = FuzzInput::drawingOf(FuzzInput::bytes(data, size));
     if (!drawing)
         return 0;
     const auto points = drawing->uprightSize(0);

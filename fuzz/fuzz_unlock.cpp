@@ -5,12 +5,6 @@
 
 #include "engine/PDFDocument.h"
 
-extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
-{
-    FuzzInput::initialise(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const auto input = FuzzInput::splitPassword(FuzzInput::bytes(data, size));
