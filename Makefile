@@ -1,11 +1,13 @@
 # Two commands do everything on a fresh Debian 12 machine:
 #   make run    install what is missing, build, start Quirebook
 #   make test   install what is missing, build, run every test
+# and one more makes the Debian package:
+#   make package   an optimised build and build/release/quirebook_<version>_<arch>.deb
 PRESET ?= dev
 BUILD  := build/$(PRESET)
 JOBS   ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench selftest format format-check clean
+.PHONY: all deps configure build run test bench selftest format format-check clean install package
 
 all: build
 
@@ -26,6 +28,16 @@ selftest: build
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 900
+
+# DESTDIR=/tmp/stage and PREFIX=/usr are honoured; PREFIX defaults to /usr/local.
+install: build
+	cmake --install $(BUILD) --strip $(if $(PREFIX),--prefix $(PREFIX))
+
+# The package is made from the optimised build, never from a debug one.
+package: PRESET = release
+package: BUILD = build/release
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 # Every C++ file of the tree as .clang-format has it.
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
