@@ -1,14 +1,15 @@
 # Two commands do everything on a fresh Debian 12 machine:
 #   make run    install what is missing, build, start Quirebook
 #   make test   install what is missing, build, run every test
-# and two more look for what only hostile input shows:
-#   make asan   the asan tree (clang, ASan + UBSan), every test in it
-#   make fuzz   each fuzz target for FUZZ_SECONDS (or only FUZZ_TARGET)
+# and three more:
+#   make package   an optimised build and build/release/quirebook_<version>_<arch>.deb
+#   make asan      the asan tree (clang, ASan + UBSan), every test in it
+#   make fuzz      each fuzz target for FUZZ_SECONDS (or only FUZZ_TARGET)
 PRESET ?= dev
 BUILD  := build/$(PRESET)
 JOBS   ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench selftest format format-check clean \
+.PHONY: all deps configure build run test bench selftest format format-check clean install package \
 	asan asan-build fuzz
 
 all: build
@@ -30,6 +31,16 @@ selftest: build
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 900
+
+# DESTDIR=/tmp/stage and PREFIX=/usr are honoured; PREFIX defaults to /usr/local.
+install: build
+	cmake --install $(BUILD) --strip $(if $(PREFIX),--prefix $(PREFIX))
+
+# The package is made from the optimised build, never from a debug one.
+package: PRESET = release
+package: BUILD = build/release
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 asan-build:
 	@bash scripts/install-deps.sh asan

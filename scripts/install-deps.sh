@@ -13,6 +13,9 @@ packages=(
   adwaita-icon-theme
   qpdf poppler-utils
   clang-format
+  # The package, its manual pages and icons, and the tools its test checks it with.
+  dpkg-dev file lintian help2man librsvg2-bin appstream desktop-file-utils man-db
+  bash-completion parallel
 )
 if [ "${1:-}" = asan ]; then
   # clang with libFuzzer and the sanitizer runtimes, llvm-symbolizer for
