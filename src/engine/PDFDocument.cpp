@@ -87,6 +87,18 @@ bool PDFDocument::load(const QByteArray &passwordBytes)
     return false;
 }
 
+std::shared_ptr<PDFDocument> PDFDocument::reopen() const
+{
+    auto again = !m_path.isEmpty()    ? open(m_path)
+                 : !m_bytes.isEmpty() ? fromBytes(m_bytes, m_name)
+                                      : nullptr;
+    if (again && m_password && !again->unlock(*m_password))
+        return nullptr;
+    if (!again || again->isLocked() || again->pageCount() != pageCount())
+        return nullptr;
+    return again;
+}
+
 bool PDFDocument::unlock(const QString &password)
 {
     if (m_path.isEmpty() && m_bytes.isEmpty())
@@ -341,13 +353,20 @@ void configure(QPDFWriter &writer, const WriteOptions &options)
 void PDFDocument::write(const QString &destination, const WriteOptions &options,
                         const QString &failureMessage) const
 {
+    writePending(destination, options, failureMessage).commit(destination);
+}
+
+SafeWrite::Pending PDFDocument::writePending(const QString &destination,
+                                             const WriteOptions &options,
+                                             const QString &failureMessage) const
+{
     const QString sentence =
         failureMessage.isEmpty()
             ? QCoreApplication::translate("PDFDocument", "Couldn't write the file.")
             : failureMessage;
     if (!m_qpdf)
         throw PDFError::failed(PDFError::lockedText());
-    SafeWrite::write(
+    return SafeWrite::Pending(
         destination,
         [&](SafeWrite::Target &out) {
             qpdfsupport::TargetPipeline pipeline(out);

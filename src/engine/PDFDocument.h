@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/SafeWrite.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QRectF>
@@ -101,10 +103,19 @@ public:
     // "Couldn't write the file.") or the disk-full sentence.
     void write(const QString &destination, const WriteOptions &options = {},
                const QString &failureMessage = {}) const;
+    // The same short of the last step: the whole file under its hidden
+    // temporary name beside `destination`, put in place by commit().
+    SafeWrite::Pending writePending(const QString &destination, const WriteOptions &options = {},
+                                    const QString &failureMessage = {}) const;
     QByteArray toBytes(const WriteOptions &options = {}) const;
 
     // For the engine's own operations; null while locked.
     QPDF *qpdf() const { return m_qpdf.get(); }
+    // Another reading of the same file or bytes, unlocked with the same
+    // password, for another thread to work on. Null for a document made in
+    // memory or one that can't be read again. Only what the document was
+    // opened from is read, so this may run while another thread uses it.
+    std::shared_ptr<PDFDocument> reopen() const;
     // The file the document came from; empty for documents made in memory.
     const QString &path() const { return m_path; }
     const QString &name() const { return m_name; }

@@ -71,12 +71,18 @@ struct AssemblyItem {
 std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
                                       const std::shared_ptr<const PDFDocument> &info = {});
 
-// One new document per group, as copyDocument makes them, each handed to
-// writePart(index, part) before the next is made, so memory stays flat.
-// The cancel test is asked before each part (throws PDFError::cancelled).
+// One new document per group, as copyDocument makes them. Parts are made on
+// up to `workers` threads (all cores when 0), each working from its own
+// reading of the source, and written there by writePart(index, part) under
+// a hidden name; keepPart(index, file) then puts them in place on the
+// calling thread, in order, while the next ones are made. Workers stay a
+// few parts ahead at most, so memory stays flat. The cancel test is asked
+// while waiting for each part (throws PDFError::cancelled); parts made but
+// not kept leave nothing behind.
 void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
-           const std::function<void(int, PDFDocument &)> &writePart,
-           const IsCancelled &isCancelled = {});
+           const std::function<SafeWrite::Pending(int, const PDFDocument &)> &writePart,
+           const std::function<void(int, SafeWrite::Pending &&)> &keepPart,
+           const IsCancelled &isCancelled = {}, int workers = 0);
 
 // 0..pageCount-1 cut into runs of `every`; empty when either is below 1.
 QList<QList<int>> chunks(int pageCount, int every);

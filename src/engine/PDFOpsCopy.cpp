@@ -2,6 +2,7 @@
 
 #include "engine/BestEffort.h"
 #include "engine/PDFError.h"
+#include "engine/PageWorkers.h"
 #include "engine/internal/Bookmarks.h"
 #include "engine/internal/QpdfSupport.h"
 
@@ -9,6 +10,7 @@
 #include <qpdf/QPDFOutlineDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
+#include <atomic>
 #include <map>
 #include <set>
 
@@ -129,13 +131,18 @@ public:
     static std::vector<bookmarks::Placed> bookmarksOf(const Source &src,
                                                       const std::map<int, Handle> &first)
     {
-        return bookmarks::place(src.outline,
-                                [&](const bookmarks::Target &target) -> std::optional<Handle> {
-                                    const auto found = first.find(target.page);
-                                    if (found == first.end())
-                                        return std::nullopt;
-                                    return bookmarks::destination(found->second, target.view);
-                                });
+        return bookmarks::place(
+            src.outline,
+            [&](const bookmarks::Target &target) -> std::optional<Handle> {
+                const auto found = first.find(target.page);
+                if (found == first.end())
+                    return std::nullopt;
+                return bookmarks::destination(found->second, target.view);
+            },
+            [&](int lowest, int highest) {
+                const auto kept = first.lower_bound(lowest);
+                return kept != first.end() && kept->first <= highest;
+            });
     }
 
 private:
@@ -309,33 +316,46 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
 }
 
 void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
-           const std::function<void(int, PDFDocument &)> &writePart, const IsCancelled &isCancelled)
+           const std::function<SafeWrite::Pending(int, const PDFDocument &)> &writePart,
+           const std::function<void(int, SafeWrite::Pending &&)> &keepPart,
+           const IsCancelled &isCancelled, int workers)
 {
-    if (!doc || !doc->qpdf())
+    if (!doc || !doc->qpdf() || groups.isEmpty())
         return;
-    const Source source(*doc);
-    for (int i = 0; i < groups.size(); ++i) {
-        if (isCancelled && isCancelled())
-            throw PDFError::cancelled();
-        auto part = PDFDocument::createEmpty();
-        part->retain(doc);
-        {
-            Copier copier(*part);
-            const auto first = copier.copy(source, groups[i], {}, {});
-            bookmarks::write(*part->qpdf(), Copier::bookmarksOf(source, first));
-            // Some writers give every page one dictionary naming every font
-            // and picture of the document; a part keeps only what its pages draw.
-            for (const auto &[index, page] : first)
-                if (source.sharesResources(index)) {
-                    bestEffort([&page = page] {
-                        QPDFPageObjectHelper(page).removeUnreferencedResources();
-                    });
-                }
-        }
-        copyInfo(*doc, *part);
-        part->pagesChanged();
-        writePart(i, *part);
-    }
+    if (workers < 1)
+        workers = PageWorkers::defaultCount();
+    // The first worker takes the document as it is; each other reads the
+    // source again, which costs less than the parts it then makes.
+    std::atomic<bool> originalTaken{false};
+    const auto makeWorker = [&]() -> std::function<SafeWrite::Pending(int)> {
+        std::shared_ptr<const PDFDocument> own = originalTaken.exchange(true) ? doc->reopen() : doc;
+        if (!own)
+            throw PDFError::unreadable(doc->name());
+        const auto source = std::make_shared<const Source>(*own);
+        return [&, own, source](int i) {
+            auto part = PDFDocument::createEmpty();
+            part->retain(own);
+            {
+                Copier copier(*part);
+                const auto first = copier.copy(*source, groups[i], {}, {});
+                bookmarks::write(*part->qpdf(), Copier::bookmarksOf(*source, first));
+                // Some writers give every page one dictionary naming every font
+                // and picture of the document; a part keeps only what its pages draw.
+                for (const auto &[index, page] : first)
+                    if (source->sharesResources(index)) {
+                        bestEffort([&page = page] {
+                            QPDFPageObjectHelper(page).removeUnreferencedResources();
+                        });
+                    }
+            }
+            copyInfo(*own, *part);
+            part->pagesChanged();
+            return writePart(i, *part);
+        };
+    };
+    PageWorkers::run<SafeWrite::Pending>(
+        int(groups.size()), std::min<int>(workers, int(groups.size())), makeWorker,
+        [&](int i, SafeWrite::Pending &&file) { keepPart(i, std::move(file)); }, isCancelled);
 }
 
 QList<QList<int>> chunks(int pageCount, int every)

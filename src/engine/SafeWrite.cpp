@@ -73,12 +73,12 @@ void sweepOnce(const QString &folder)
 {
     static std::mutex mutex;
     static QSet<QString> swept;
-    {
-        std::lock_guard lock(mutex);
-        if (swept.contains(folder))
-            return;
-        swept.insert(folder);
-    }
+    // Held while sweeping: a piece made on another thread meanwhile could
+    // be taken for a stale one in the moment before it is locked.
+    std::lock_guard lock(mutex);
+    if (swept.contains(folder))
+        return;
+    swept.insert(folder);
     SafeWrite::removeStale(folder);
 }
 
@@ -230,8 +230,8 @@ void Target::restart()
         d->fail(errno);
 }
 
-void write(const QString &destination, const std::function<void(Target &)> &writeTo,
-           const QString &failureMessage, const QString &creationMessage)
+Pending::Pending(const QString &destination, const std::function<void(Target &)> &writeTo,
+                 const QString &failureMessage, const QString &creationMessage)
 {
     const QFileInfo info(destination);
     const QString folder = info.absolutePath();
@@ -252,11 +252,11 @@ void write(const QString &destination, const std::function<void(Target &)> &writ
         throw PDFError::failed(creationMessage.isEmpty() ? failureMessage : creationMessage);
     }
     ::flock(p->fd, LOCK_EX | LOCK_NB);
-    Target target(std::move(p));
-    Target::Private &d = *target.d;
+    m_target.reset(new Target(std::move(p)));
+    Target::Private &d = *m_target->d;
 
     try {
-        writeTo(target);
+        writeTo(*m_target);
     } catch (...) {
         // Writers wrap what they catch in sentences of their own; a full
         // disk underneath is still a full disk.
@@ -272,9 +272,22 @@ void write(const QString &destination, const std::function<void(Target &)> &writ
     }
     if (d.device && d.device->isOpen())
         d.device->close();
+    d.flush();
+}
+
+Pending::Pending(Pending &&) noexcept = default;
+Pending &Pending::operator=(Pending &&) noexcept = default;
+Pending::~Pending() = default;
+
+void Pending::commit(const QString &destination)
+{
+    if (!m_target)
+        return;
+    Target::Private &d = *m_target->d;
     d.finish();
 
     // rename() replaces an existing destination atomically.
+    const QFileInfo info(destination);
     const QByteArray destinationName = QFile::encodeName(info.absoluteFilePath());
     if (std::rename(d.name.constData(), destinationName.constData()) != 0) {
         d.error = errno;
@@ -283,8 +296,8 @@ void write(const QString &destination, const std::function<void(Target &)> &writ
     // The new name is only durable once the folder is. A folder we may not
     // open for reading, or one whose file system can't sync folders, is
     // taken as it is.
-    const int dirFd =
-        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int dirFd = ::open(QFile::encodeName(info.absolutePath()).constData(),
+                             O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dirFd < 0)
         return;
     const bool synced = ::fsync(dirFd) == 0 || errno == EINVAL;
@@ -295,6 +308,12 @@ void write(const QString &destination, const std::function<void(Target &)> &writ
         d.error = syncError;
         throw PDFError::failed(d.message());
     }
+}
+
+void write(const QString &destination, const std::function<void(Target &)> &writeTo,
+           const QString &failureMessage, const QString &creationMessage)
+{
+    Pending(destination, writeTo, failureMessage, creationMessage).commit(destination);
 }
 
 QString diskFullText(const QString &name)

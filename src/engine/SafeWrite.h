@@ -42,11 +42,33 @@ public:
     void restart();
 
 private:
-    friend void write(const QString &, const std::function<void(Target &)> &, const QString &,
-                      const QString &);
+    friend class Pending;
     struct Private;
     explicit Target(std::unique_ptr<Private> d);
     std::unique_ptr<Private> d;
+};
+
+// A result written in full under its hidden temporary name, not yet given
+// its own. Folder tools make their pieces on several threads this way and
+// put them in place one by one, in order, on the thread that names them.
+// One that is never put in place is removed.
+class Pending {
+public:
+    // Makes the temporary file beside `destination` and calls
+    // write(target). Throws as SafeWrite::write does.
+    Pending(const QString &destination, const std::function<void(Target &)> &write,
+            const QString &failureMessage, const QString &creationMessage = {});
+    Pending(Pending &&) noexcept;
+    Pending &operator=(Pending &&) noexcept;
+    ~Pending();
+
+    // Syncs the file, renames it to `destination` (in the same folder as
+    // the one given above, perhaps under another name) and syncs the
+    // folder. Throws as SafeWrite::write does.
+    void commit(const QString &destination);
+
+private:
+    std::unique_ptr<Target> m_target;
 };
 
 // Makes the temporary file beside `destination`, calls write(target), and

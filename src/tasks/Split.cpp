@@ -120,12 +120,20 @@ Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseNa
     PDFOps::requireRewritable(*doc);
     const int total = int(groups.size());
     ResultFolder::fill(folder, total, ResultFolder::Pieces::Files, [&](std::atomic<int> &saved) {
+        const QDir dir(folder);
         PDFOps::split(
             doc, groups,
-            [&](int i, PDFDocument &part) {
-                const QString name = partName(baseName, groups[i]);
-                const QString path = PDFOps::uniqueURL(folder, name, QStringLiteral("pdf"));
-                part.write(path, {}, tr("Couldn't write %1.").arg(QFileInfo(path).fileName()));
+            [&](int i, const PDFDocument &part) {
+                // Made on a worker: named for now as it is meant to be; the
+                // name is settled when the part is put in place.
+                const QString name = partName(baseName, groups[i]) + QStringLiteral(".pdf");
+                return part.writePending(dir.filePath(name), {},
+                                         tr("Couldn't write %1.").arg(name));
+            },
+            [&](int i, SafeWrite::Pending &&file) {
+                const QString path =
+                    PDFOps::uniqueURL(folder, partName(baseName, groups[i]), QStringLiteral("pdf"));
+                file.commit(path);
                 ++saved;
                 if (progress)
                     progress(i + 1, total);

@@ -276,7 +276,9 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QString part = dir.filePath(u"part.pdf"_s);
         const QString merged = dir.filePath(u"merged.pdf"_s);
-        PDFOps::split(doc, {{0}}, [&](int, PDFDocument &made) { made.write(part); });
+        PDFOps::split(
+            doc, {{0}}, [&](int, const PDFDocument &made) { return made.writePending(part); },
+            [&](int, SafeWrite::Pending &&file) { file.commit(part); });
         PDFOps::merge({doc, doc})->write(merged);
         for (const auto &[path, pages] : {std::pair(part, 1), std::pair(merged, 2)}) {
             QVERIFY(qpdfCheck(path));

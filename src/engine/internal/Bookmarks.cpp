@@ -6,6 +6,7 @@
 #include <qpdf/QPDFNameTreeObjectHelper.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>
 
+#include <algorithm>
 #include <set>
 
 namespace bookmarks {
@@ -136,6 +137,14 @@ std::vector<Mark> read(QPDF &source, const Destinations &destinations)
                 }
                 if (handle.getKey("/F").isInteger())
                     mark.style = Handle::newInteger(handle.getKey("/F").getIntValue());
+                if (mark.target) {
+                    mark.lowest = mark.target->page;
+                    mark.highest = mark.target->page;
+                }
+                for (const auto &child : mark.children) {
+                    mark.lowest = std::min(mark.lowest, child.lowest);
+                    mark.highest = std::max(mark.highest, child.highest);
+                }
                 out.push_back(std::move(mark));
             }
             return out;
@@ -149,12 +158,15 @@ std::vector<Mark> read(QPDF &source, const Destinations &destinations)
 }
 
 std::vector<Placed> place(const std::vector<Mark> &marks,
-                          const std::function<std::optional<Handle>(const Target &)> &destination)
+                          const std::function<std::optional<Handle>(const Target &)> &destination,
+                          const std::function<bool(int, int)> &reaches)
 {
     std::vector<Placed> out;
     for (const auto &mark : marks) {
+        if (reaches && (mark.lowest > mark.highest || !reaches(mark.lowest, mark.highest)))
+            continue;
         Placed placed;
-        placed.children = place(mark.children, destination);
+        placed.children = place(mark.children, destination, reaches);
         if (mark.target)
             if (auto dest = destination(*mark.target))
                 placed.dest = *dest;

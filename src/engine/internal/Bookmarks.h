@@ -8,6 +8,7 @@
 #include <qpdf/QPDFObjectHandle.hh>
 
 #include <functional>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -52,6 +53,10 @@ struct Mark {
     QPDFObjectHandle color = QPDFObjectHandle::newNull(); // /C, three numbers
     QPDFObjectHandle style = QPDFObjectHandle::newNull(); // /F (italic, bold)
     std::vector<Mark> children;
+    // The lowest and highest page this mark and those below it lead to
+    // (lowest > highest when none leads anywhere).
+    int lowest = std::numeric_limits<int>::max();
+    int highest = -1;
 };
 
 // The source's outline (loops and hostile depths cut off).
@@ -68,10 +73,14 @@ struct Placed {
 };
 
 // Points each mark at its new page through `destination`; a mark whose page
-// is gone stays only as a label over surviving children.
+// is gone stays only as a label over surviving children. When `reaches` is
+// given, a mark with everything below it is passed over unless
+// reaches(lowest, highest) says a page in that span was kept: a split into
+// a thousand parts then visits only the few marks of each part's pages.
 std::vector<Placed>
 place(const std::vector<Mark> &marks,
-      const std::function<std::optional<QPDFObjectHandle>(const Target &)> &destination);
+      const std::function<std::optional<QPDFObjectHandle>(const Target &)> &destination,
+      const std::function<bool(int lowest, int highest)> &reaches = {});
 
 // Makes `marks` the outline of `target` (none at all when empty).
 void write(QPDF &target, const std::vector<Placed> &marks);
