@@ -19,6 +19,8 @@ namespace Fixtures {
 QImage naturalPhoto(QSize size, quint32 seed);
 // A chart-like picture: a few flat colours and lines on white.
 QImage chart(QSize size);
+// A photo of a signature: grey paper with a dark curve.
+QImage signaturePhoto();
 
 struct Picture {
     enum class Kind {

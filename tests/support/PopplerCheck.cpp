@@ -4,6 +4,8 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace PopplerCheck {
 
 QStringList bookmarks(const QString &path)
@@ -17,8 +19,7 @@ QStringList bookmarks(const QString &path)
             for (const auto &item : items) {
                 const auto dest = item.destination();
                 const int page = dest ? dest->pageNumber() : 0;
-                lines << QString(depth * 2, u' ') + item.name() + QStringLiteral("→") +
-                             QString::number(page);
+                lines << QString(depth * 2, u' ') + item.name() + u"→"_s + QString::number(page);
                 walk(item.children(), depth + 1);
             }
         };
@@ -49,7 +50,7 @@ QList<QList<int>> linkTargets(const QString &path)
 QString title(const QString &path)
 {
     auto doc = Poppler::Document::load(path);
-    return doc ? doc->info(QStringLiteral("Title")) : QString();
+    return doc ? doc->info(u"Title"_s) : QString();
 }
 
 QList<Word> words(const QString &path, int index)
