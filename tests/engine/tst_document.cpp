@@ -164,14 +164,6 @@ private Q_SLOTS:
             QVERIFY(!PDFOps::isRestricted(*withOwner));
         }
     }
-
-    // The texts themselves are checked where they are shown.
-    void errorKinds()
-    {
-        QCOMPARE(errorOf([] { throw PDFError::cancelled(); }), u"cancelled"_s);
-        QVERIFY(!PDFError::failed(u"Cancelled."_s).isCancelled());
-        QCOMPARE(QString::fromUtf8(PDFError::failed(u"Ünïcode."_s).what()), u"Ünïcode."_s);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestDocument)
