@@ -129,8 +129,9 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(bool, restrictedSource);
         QFETCH(int, p);
-        const QString source =
-            report(restrictedSource ? makePDF(numberedPages(2), tenantLock(false)) : QByteArray());
+        const QString source = report(
+            restrictedSource ? makePDF(numberedPages(2), lock(u"tenant"_s, u"landlord"_s, true))
+                             : QByteArray());
         auto env = openPassword(u"tenant"_s);
         env.insert(newPassword(u"lecteur"_s));
         const auto result =
@@ -164,7 +165,8 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(QString, environment);
         QFETCH(bool, copyingAllowed);
-        const QString source = report(makePDF(numberedPages(2), tenantLock(copyingAllowed)));
+        const QString source =
+            report(makePDF(numberedPages(2), lock(u"tenant"_s, u"landlord"_s, !copyingAllowed)));
         const auto result =
             runCli(QStringList{u"unlock"_s} << options << source,
                    environment.isEmpty() ? QMap<QString, QString>() : openPassword(environment));
@@ -200,7 +202,7 @@ private Q_SLOTS:
         if (kind == QLatin1String("plain")) {
             arguments << report();
         } else if (kind == QLatin1String("restricted")) {
-            arguments << report(makePDF(numberedPages(2), tenantLock(false)));
+            arguments << report(makePDF(numberedPages(2), lock(u"tenant"_s, u"landlord"_s, true)));
         } else if (kind == QLatin1String("picture")) {
             const QString dir = QFileInfo(report()).absolutePath();
             arguments << writeFile(dir + u"/Report.png"_s, encode(marker(40, 30), "PNG"));

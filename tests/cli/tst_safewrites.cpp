@@ -224,7 +224,7 @@ void writeSources(const Job &job, const QString &dir)
 QString flaw(const QString &path, const Job &job)
 {
     if (path.endsWith(QLatin1String(".pdf"))) {
-        if (ProtectChecks::qpdfCheck(path, job.password) != 0)
+        if (!qpdfCheck(path, nullptr, job.password))
             return u"qpdf --check fails"_s;
         const int pages = popplerPageCount(path, job.password);
         if (pages != job.pages)

@@ -85,7 +85,8 @@ private Q_SLOTS:
         m_ws.reset();
         m_dir = std::make_unique<QTemporaryDir>();
         writeFile(path(u"Report.pdf"_s), textPDF(3, u"Report"_s));
-        writeFile(path(u"Secret.pdf"_s), makePDF(numberedPages(2, u"Secret"_s), tenantLock()));
+        writeFile(path(u"Secret.pdf"_s),
+                  makePDF(numberedPages(2, u"Secret"_s), lock(u"tenant"_s, u"landlord"_s)));
         m_dialogs = std::make_unique<ScriptedDialogs>(QList<std::optional<QString>>{u"tenant"_s});
         m_ws = std::make_unique<Workspace>();
         m_ws->setDialogs(m_dialogs.get());

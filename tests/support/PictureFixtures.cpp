@@ -514,11 +514,14 @@ QStringList temporaryFiles(const QString &folder)
     return QDir(folder).entryList({u".quirebook-*"_s}, QDir::Files | QDir::Hidden | QDir::System);
 }
 
-bool qpdfCheck(const QString &path, QString *output)
+bool qpdfCheck(const QString &path, QString *output, const QString &password)
 {
     if (QStandardPaths::findExecutable(u"qpdf"_s).isEmpty())
         return true;
-    const auto result = runProgram(u"qpdf"_s, {u"--check"_s, path});
+    QStringList arguments{u"--check"_s, path};
+    if (!password.isEmpty())
+        arguments << u"--password="_s + password;
+    const auto result = runProgram(u"qpdf"_s, arguments);
     if (output)
         *output = result.out + result.err;
     return result.exitCode == 0 && !result.crashed;

@@ -115,7 +115,8 @@ double meanDifference(const QImage &a, const QImage &b);
 // Files in a folder whose name starts with ".quirebook-".
 QStringList temporaryFiles(const QString &folder);
 
-// Runs `qpdf --check`; true when qpdf says the file is fine (or qpdf isn't installed).
-bool qpdfCheck(const QString &path, QString *output = nullptr);
+// Runs `qpdf --check` (with the password, when given); true when qpdf says
+// the file is fine (or qpdf isn't installed).
+bool qpdfCheck(const QString &path, QString *output = nullptr, const QString &password = {});
 
 } // namespace Fixtures

@@ -67,16 +67,6 @@ QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &opti
     return Fixtures::bytesOf(q, options);
 }
 
-WriteOptions tenantLock(bool allowCopying)
-{
-    WriteOptions options;
-    options.encrypt = true;
-    options.userPassword = u"tenant"_s;
-    options.ownerPassword = u"landlord"_s;
-    options.allowCopying = allowCopying;
-    return options;
-}
-
 namespace {
 // Bookmark titles, depth first. Read with qpdf: asking poppler for them
 // would have poppler's OutlineItem share a symbol with the engine's.
@@ -169,16 +159,6 @@ QMap<QString, QString> qpdfEncryption(const QString &path, const QString &passwo
 int qpdfRequiresPassword(const QString &path)
 {
     return qpdf(u"--requires-password"_s, path).exitCode;
-}
-
-int qpdfCheck(const QString &path, const QString &password)
-{
-    return qpdf(u"--check"_s, path, password).exitCode;
-}
-
-QStringList leftoverTemporaries(const QString &folder)
-{
-    return QDir(folder).entryList({u".quirebook-*"_s}, QDir::Files | QDir::Hidden | QDir::System);
 }
 
 } // namespace ProtectChecks

@@ -2,15 +2,18 @@
 // work: each either does its job, checked by independent readers, or fails
 // with a sentence of the program's own; nothing is left half-written, no
 // source is touched, nothing crashes or hangs.
+#include "engine/PDFDocument.h"
 #include "engine/PDFOpsProtect.h"
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
+#include "support/PopplerCheck.h"
 #include "support/ProtectChecks.h"
 #include "support/TaskFixtures.h"
 #include "tasks/Compress.h"
 #include "tasks/Convert.h"
 #include "tasks/MakeSearchable.h"
+#include "tasks/Merge.h"
 #include "tasks/Protect.h"
 
 #include <QDir>
@@ -53,6 +56,7 @@ private Q_SLOTS:
         const QByteArray before = readFile(path);
         const auto known = corpusPasswords().value(name);
         PDFFile file = opened(path, {known.value(u"user_as_typed"_s, known.value(u"user"_s))});
+        QVERIFY2(!file.path.isEmpty() || known.isEmpty(), "the password as typed opens it");
         if (file.path.isEmpty()) {
             // Refused at intake, with a sentence naming the file.
             const auto refusal = Intake::open(path, nullptr);
@@ -66,6 +70,15 @@ private Q_SLOTS:
         if (walk.exitCode == 0 || walk.exitCode == 3)
             QCOMPARE(file.pageCount(),
                      runProgram(u"qpdf"_s, {u"--show-npages"_s, path}).out.trimmed().toInt());
+        // A wrong password leaves it locked, the one stored opens it; the
+        // owner's gives every right.
+        if (const auto doc = PDFDocument::open(path); doc->isLocked()) {
+            QVERIFY(!doc->unlock(u"definitely-not-it"_s) && doc->isLocked());
+            QVERIFY(doc->unlock(known.value(u"user"_s)));
+            QCOMPARE(doc->pageCount(), file.pageCount());
+        }
+        if (const auto doc = PDFDocument::open(path); known.contains(u"owner"_s))
+            QVERIFY(doc->unlock(known.value(u"owner"_s)) && doc->hasOwnerRights());
         ScriptedDialogs owner({known.value(u"owner"_s)});
         if (file.restricted())
             Intake::liftRestrictions(file, &owner);
@@ -108,6 +121,17 @@ private Q_SLOTS:
                      ProtectChecks::poppler(
                          path, PDFOps::preparedPassword(file.password.value_or(QString())))
                          .texts);
+        }
+
+        // Merged with itself: every page twice, links leading to pages that are there.
+        const QString merged = base + u" merged.pdf"_s;
+        if (worked(merged, [&] { Merge::run({file, file}, merged, noProgress, never); })) {
+            const auto check = runProgram(u"qpdf"_s, {u"--check"_s, merged});
+            QVERIFY2(check.exitCode == 0 || check.exitCode == 3, qPrintable(check.out));
+            QCOMPARE(popplerPageCount(merged), 2 * file.pageCount());
+            for (const auto &page : PopplerCheck::linkTargets(merged))
+                for (int target : page)
+                    QVERIFY(target >= 1 && target <= 2 * file.pageCount());
         }
 
         // Pictures and text.
