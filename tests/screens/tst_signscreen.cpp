@@ -165,62 +165,53 @@ private Q_SLOTS:
         QCOMPARE(entries(signatures).contains("Use saved signature 1"), remember);
     }
 
-    void bottomRow_data()
-    {
-        QTest::addColumn<QList<int>>("pages"); // where stamps go, zero-based
-        QTest::addColumn<QString>("text");
-        QTest::newRow("none") << QList<int>{}
-                              << "Add a signature or some text, then drag it into place. Drag the "
-                                 "corner dot to resize.";
-        QTest::newRow("one") << QList<int>{0} << "1 item placed. Your original file isn't changed.";
-        QTest::newRow("two pages")
-            << QList<int>{0, 1} << "2 items placed. Your original file isn't changed.";
-    }
-    void bottomRow()
-    {
-        QFETCH(QList<int>, pages);
-        QFETCH(QString, text);
-        Setup s;
-        open(s, u"contract.pdf"_s);
-        for (int page : pages) {
-            while (s.model->pageIndex() < page)
-                click(part<QPushButton>(*s.screen, "signNext"));
-            s.model->add(ink(30, 10), 90);
-        }
-        QCOMPARE(part<QLabel>(*s.screen, "signSummary")->text(), text);
-        QCOMPARE(part<QPushButton>(*s.screen, "signSave")->isEnabled(), !pages.isEmpty());
-    }
-
-    void pageButtons_data()
+    // Page navigation by button and key, and the bottom row as stamps are
+    // placed (on the first page, then on the page reached).
+    void pagesAndBottomRow_data()
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("nexts");
         QTest::addColumn<int>("pageDowns");
+        QTest::addColumn<int>("stamps");
         QTest::addColumn<QString>("label");
         QTest::addColumn<bool>("previous");
         QTest::addColumn<bool>("next");
-        QTest::newRow("one page") << "one.pdf" << 0 << 0 << "Page 1 of 1" << false << false;
-        QTest::newRow("middle") << "contract.pdf" << 1 << 0 << "Page 2 of 3" << true << true;
-        QTest::newRow("Page Down to the end")
-            << "contract.pdf" << 0 << 5 << "Page 3 of 3" << true << false;
+        QTest::addColumn<QString>("summary");
+        const QString placed = u"%1 placed. Your original file isn't changed."_s;
+        QTest::newRow("one page, none placed")
+            << "one.pdf" << 0 << 0 << 0 << "Page 1 of 1" << false << false
+            << "Add a signature or some text, then drag it into place. Drag the corner dot to "
+               "resize.";
+        QTest::newRow("middle, one placed") << "contract.pdf" << 1 << 0 << 1 << "Page 2 of 3"
+                                            << true << true << placed.arg(u"1 item"_s);
+        QTest::newRow("Page Down to the end, two placed")
+            << "contract.pdf" << 0 << 5 << 2 << "Page 3 of 3" << true << false
+            << placed.arg(u"2 items"_s);
     }
-    void pageButtons()
+    void pagesAndBottomRow()
     {
         QFETCH(QString, file);
         QFETCH(int, nexts);
         QFETCH(int, pageDowns);
+        QFETCH(int, stamps);
         QFETCH(QString, label);
         QFETCH(bool, previous);
         QFETCH(bool, next);
         Setup s;
         open(s, file);
+        if (stamps == 2)
+            s.model->add(ink(30, 10), 90);
         for (int i = 0; i < nexts; ++i)
             click(part<QPushButton>(*s.screen, "signNext"));
         for (int i = 0; i < pageDowns; ++i)
             QTest::keyClick(s.area, Qt::Key_PageDown);
+        if (stamps > 0)
+            s.model->add(ink(30, 10), 90);
         QCOMPARE(part<QLabel>(*s.screen, "signPageLabel")->text(), label);
         QCOMPARE(part<QPushButton>(*s.screen, "signPrevious")->isEnabled(), previous);
         QCOMPARE(part<QPushButton>(*s.screen, "signNext")->isEnabled(), next);
+        QTEST(part<QLabel>(*s.screen, "signSummary")->text(), "summary");
+        QCOMPARE(part<QPushButton>(*s.screen, "signSave")->isEnabled(), stamps > 0);
     }
 
     void textAndRemove()
