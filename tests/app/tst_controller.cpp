@@ -1,6 +1,6 @@
-// The application controller: the menu, the one window and its
-// remembered frame, files from outside, a second start handing its files
-// over, and the snapshot mode.
+// The application: the one window and its remembered frame, the Edit menu
+// and Open…, files from outside, a second start handing its files over,
+// the snapshot mode, and the self-check.
 #include "app/AppController.h"
 #include "app/SingleInstance.h"
 #include "core/Dialogs.h"
@@ -10,15 +10,17 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QFileInfo>
 #include <QImage>
 #include <QLabel>
 #include <QMainWindow>
-#include <QMenuBar>
 #include <QProcess>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 using namespace Fixtures;
 
@@ -31,44 +33,16 @@ private Q_SLOTS:
     void initTestCase()
     {
         QStandardPaths::setTestModeEnabled(true);
-        QCoreApplication::setOrganizationName(QStringLiteral("QuirebookTests"));
-        QCoreApplication::setApplicationName(QStringLiteral("QuirebookTests"));
+        QCoreApplication::setOrganizationName(u"QuirebookTests"_s);
+        QCoreApplication::setApplicationName(u"QuirebookTests"_s);
         QSettings().remove(QLatin1String(AppController::kFrameKey));
         Symbols::installTheme();
-        m_a = writeFile(m_dir.filePath(QStringLiteral("a.pdf")), textPDF(2));
-        m_b = writeFile(m_dir.filePath(QStringLiteral("b.pdf")), textPDF(4));
-        m_photo =
-            writeFile(m_dir.filePath(QStringLiteral("b.png")), encode(marker(240, 160), "PNG"));
+        m_a = writeFile(m_dir.filePath(u"a.pdf"_s), textPDF(2));
+        m_b = writeFile(m_dir.filePath(u"b.pdf"_s), textPDF(4));
+        m_photo = writeFile(m_dir.filePath(u"b.png"_s), encode(marker(240, 160), "PNG"));
     }
 
     void cleanupTestCase() { QSettings().remove(QLatin1String(AppController::kFrameKey)); }
-
-    // The menus as shown: items, separators (-) and shortcuts.
-    void menus()
-    {
-        AppController app;
-        app.launch({});
-        QStringList shown;
-        for (QAction *menu : app.window()->menuBar()->actions()) {
-            QStringList items;
-            for (QAction *a : menu->menu()->actions())
-                items << (a->isSeparator() ? QStringLiteral("-")
-                                           : a->text() + u' ' +
-                                                 a->shortcut().toString(QKeySequence::PortableText))
-                             .trimmed();
-            shown << menu->text().remove(u'&') + QStringLiteral(": ") +
-                         items.join(QStringLiteral(", "));
-        }
-        QCOMPARE(
-            shown,
-            (QStringList{
-                "File: Open… Ctrl+O, Close Window Ctrl+W, -, Quit Ctrl+Q",
-                "Edit: Undo Ctrl+Z, Redo Ctrl+Shift+Z, -, Cut Ctrl+X, Copy Ctrl+C, Paste Ctrl+V, "
-                "Select All Ctrl+A",
-                "Window: Minimize Ctrl+M",
-                "Help: About Quirebook",
-            }));
-    }
 
     void oneWindowOfTheRightSize()
     {
@@ -78,11 +52,11 @@ private Q_SLOTS:
         app.open({m_b, m_a});
         QMainWindow *window = app.window();
         QVERIFY(window);
-        QCOMPARE(window->windowTitle(), QStringLiteral("Quirebook"));
+        QCOMPARE(window->windowTitle(), u"Quirebook"_s);
         QCOMPARE(window->size(), QSize(1060, 720));
         QCOMPARE(app.rootView()->minimumSize(), QSize(940, 640));
         QCOMPARE(app.workspace().files().size(), 2);
-        QCOMPARE(app.workspace().files()[0].fileName(), QStringLiteral("b.pdf"));
+        QCOMPARE(app.workspace().files()[0].fileName(), u"b.pdf"_s);
         app.launch({});
         app.showWindow();
         QCOMPARE(app.window(), window); // never a second one
@@ -95,21 +69,20 @@ private Q_SLOTS:
         AppController app;
         app.launch({m_b});
         app.workspace().setTool(Tool::Pages);
-        auto *grid = app.window()->findChild<QWidget *>(QStringLiteral("pagesGrid"));
+        auto *grid = app.window()->findChild<QWidget *>(u"pagesGrid"_s);
         QVERIFY(grid);
         QTRY_VERIFY(grid->isVisible());
-        auto *summary = app.window()->findChild<QLabel *>(QStringLiteral("pagesSummary"));
-        auto *rotate =
-            app.window()->findChild<QAbstractButton *>(QStringLiteral("pagesRotateLeft"));
-        auto *undo = app.window()->findChild<QAbstractButton *>(QStringLiteral("pagesUndo"));
+        auto *summary = app.window()->findChild<QLabel *>(u"pagesSummary"_s);
+        auto *rotate = app.window()->findChild<QAbstractButton *>(u"pagesRotateLeft"_s);
+        auto *undo = app.window()->findChild<QAbstractButton *>(u"pagesUndo"_s);
         QVERIFY(summary && rotate && undo);
         rotate->click();
         QVERIFY(undo->isEnabled());
         app.window()->setFocus();
-        app.window()->findChild<QAction *>(QStringLiteral("action_undo"))->trigger();
+        app.window()->findChild<QAction *>(u"action_undo"_s)->trigger();
         QVERIFY(!undo->isEnabled());
-        app.window()->findChild<QAction *>(QStringLiteral("action_selectAll"))->trigger();
-        QCOMPARE(summary->text(), QStringLiteral("4 pages · 4 selected"));
+        app.window()->findChild<QAction *>(u"action_selectAll"_s)->trigger();
+        QCOMPARE(summary->text(), u"4 pages · 4 selected"_s);
     }
 
     void frameIsRemembered()
@@ -132,8 +105,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("answer");
         QTest::addColumn<int>("files");
         QTest::newRow("cancelled") << QStringList() << 0;
-        QTest::newRow("a PDF and a picture")
-            << QStringList{QStringLiteral("a.pdf"), QStringLiteral("b.png")} << 2;
+        QTest::newRow("a PDF and a picture") << QStringList{u"a.pdf"_s, u"b.png"_s} << 2;
     }
     void openWithThePanel()
     {
@@ -147,7 +119,7 @@ private Q_SLOTS:
         dialogs.openAnswers = {paths};
         app.setDialogs(&dialogs);
         app.launch({});
-        QAction *open = app.window()->findChild<QAction *>(QStringLiteral("actionOpen"));
+        QAction *open = app.window()->findChild<QAction *>(u"actionOpen"_s);
         QVERIFY(open);
         open->trigger();
         QCOMPARE(app.workspace().files().size(), files);
@@ -166,12 +138,12 @@ private Q_SLOTS:
 
         QProcess second;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        env.remove(QStringLiteral("QUIREBOOK_SNAPSHOTS"));
+        env.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
+        env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        env.remove(u"QUIREBOOK_SNAPSHOTS"_s);
         second.setProcessEnvironment(env);
         second.setWorkingDirectory(m_dir.path());
-        second.start(qEnvironmentVariable("QUIREBOOK_APP"), {QStringLiteral("b.pdf")});
+        second.start(qEnvironmentVariable("QUIREBOOK_APP"), {u"b.pdf"_s});
         QVERIFY(second.waitForStarted());
         QTRY_COMPARE_WITH_TIMEOUT(app.workspace().files().size(), 2, 20000);
         QCOMPARE(app.workspace().files()[1].path, m_b);
@@ -184,26 +156,75 @@ private Q_SLOTS:
     void snapshotModeWritesOnePicturePerTool()
     {
         QTemporaryDir shots;
-        const QString folder = shots.filePath(QStringLiteral("nested/shots"));
-        const auto result = runProgram(
-            qEnvironmentVariable("QUIREBOOK_APP"), {},
-            {{QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen")},
-             {QStringLiteral("QUIREBOOK_SNAPSHOTS"), folder},
-             {QStringLiteral("QUIREBOOK_FILES"), QStringLiteral("::") + m_a + u':' + m_photo}},
-            60000);
+        const QString folder = shots.filePath(u"nested/shots"_s);
+        const auto result = runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {},
+                                       {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s},
+                                        {u"QUIREBOOK_SNAPSHOTS"_s, folder},
+                                        {u"QUIREBOOK_FILES"_s, u"::"_s + m_a + u':' + m_photo}},
+                                       60000);
         QVERIFY2(result.exitCode == 0, qPrintable(result.err));
         const QStringList expected{"0-empty.png",      "1-compress.png", "1-convert.png",
                                    "1-merge.png",      "1-pages.png",    "1-protect.png",
                                    "1-searchable.png", "1-sign.png",     "1-split.png"};
         QCOMPARE(QDir(folder).entryList(QDir::Files, QDir::Name), expected);
-        const QImage empty(QDir(folder).filePath(QStringLiteral("0-empty.png")));
-        const QImage merge(QDir(folder).filePath(QStringLiteral("1-merge.png")));
+        const QImage empty(QDir(folder).filePath(u"0-empty.png"_s));
+        const QImage merge(QDir(folder).filePath(u"1-merge.png"_s));
         QCOMPARE(empty.size(), QSize(1060, 720));
         QCOMPARE(merge.size(), QSize(1060, 720));
         QVERIFY(empty != merge); // the files are listed
         // The accent marks the chosen tool in the sidebar.
-        const QImage convert(QDir(folder).filePath(QStringLiteral("1-convert.png")));
+        const QImage convert(QDir(folder).filePath(u"1-convert.png"_s));
         QVERIFY(convert != merge);
+    }
+
+    // The self-check, run by "--selftest" instead of the window.
+    // Among other arguments it still counts: every check passes.
+    void passes()
+    {
+        const auto result =
+            runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {u"x.pdf"_s, u"--selftest"_s},
+                       {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s}});
+        QVERIFY2(result.exitCode == 0, qPrintable(result.out + result.err));
+        const QStringList lines = result.out.trimmed().split(u'\n');
+        QVERIFY(lines.size() >= 6);
+        QCOMPARE(lines.last(), u"ALL PASSED"_s);
+        QVERIFY(lines.contains(u"PASS text recognition"_s));
+        for (int i = 0; i < lines.size() - 1; ++i)
+            QVERIFY2(lines[i].startsWith(QLatin1String("PASS ")), qPrintable(lines[i]));
+    }
+
+    // --help and --version answer and end; no window opens.
+    void helpAndVersion_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<QString>("starts");
+        QTest::newRow("help") << "--help"
+                              << "Usage: quirebook [FILE...]\n";
+        QTest::newRow("version") << "--version"
+                                 << "quirebook " QUIREBOOK_VERSION "\n";
+    }
+    void helpAndVersion()
+    {
+        QFETCH(QString, argument);
+        QFETCH(QString, starts);
+        const auto result = runProgram(qEnvironmentVariable("QUIREBOOK_APP"), {argument},
+                                       {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s}});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY2(result.out.startsWith(starts), qPrintable(result.out));
+    }
+
+    // With a value glued on it doesn't: the window starts instead, which in
+    // the snapshot mode writes its pictures and ends by itself.
+    void onlyTheExactArgumentCounts()
+    {
+        QTemporaryDir shots;
+        const auto glued = runProgram(
+            qEnvironmentVariable("QUIREBOOK_APP"), {u"--selftest=1"_s},
+            {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s}, {u"QUIREBOOK_SNAPSHOTS"_s, shots.path()}},
+            60000);
+        QVERIFY(!glued.out.contains(QLatin1String("ALL PASSED")));
+        QCOMPARE(glued.exitCode, 0);
+        QVERIFY(QFileInfo::exists(shots.filePath(u"0-empty.png"_s)));
     }
 };
 

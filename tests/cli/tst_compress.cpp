@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 // compress's options and what it prints. The compressing itself is
@@ -23,7 +25,7 @@ class TestCliCompress : public QObject {
         QDir(m_dir.path()).mkpath(name);
         return m_dir.filePath(name);
     }
-    QString photos(const QString &dir, const QString &name = QStringLiteral("Trip.pdf"))
+    QString photos(const QString &dir, const QString &name = u"Trip.pdf"_s)
     {
         return writeFile(dir + u'/' + name, m_photos);
     }
@@ -35,23 +37,21 @@ private Q_SLOTS:
     // stderr; --level reaches the work and balanced is the default.
     void writesNextToTheSource()
     {
-        const QString dir = folder(QStringLiteral("next"));
+        const QString dir = folder(u"next"_s);
         const QString source = photos(dir);
-        const auto first = runCli({QStringLiteral("compress"), source});
+        const auto first = runCli({u"compress"_s, source});
         QCOMPARE(first.exitCode, 0);
-        QCOMPARE(first.out, dir + QStringLiteral("/Trip compressed.pdf\n"));
+        QCOMPARE(first.out, dir + u"/Trip compressed.pdf\n"_s);
         static const QRegularExpression sizes(
-            QStringLiteral("^Trip\\.pdf: [0-9.]+ [kM]B → [0-9.]+ kB  \\([0-9]+% smaller\\)\\n$"));
+            u"^Trip\\.pdf: [0-9.]+ [kM]B → [0-9.]+ kB  \\([0-9]+% smaller\\)\\n$"_s);
         QVERIFY2(sizes.match(first.err).hasMatch(), qPrintable(first.err));
 
-        const auto small = runCli({QStringLiteral("compress"), QStringLiteral("--quiet"),
-                                   QStringLiteral("--level"), QStringLiteral("small"), source});
+        const auto small = runCli({u"compress"_s, u"--quiet"_s, u"--level"_s, u"small"_s, source});
         QCOMPARE(small.exitCode, 0);
-        QCOMPARE(small.out, dir + QStringLiteral("/Trip compressed 2.pdf\n"));
+        QCOMPARE(small.out, dir + u"/Trip compressed 2.pdf\n"_s);
         QCOMPARE(small.err, QString());
-        const auto high = runCli(
-            {QStringLiteral("compress"), QStringLiteral("-l"), QStringLiteral("high"), source});
-        QCOMPARE(high.out, dir + QStringLiteral("/Trip compressed 3.pdf\n"));
+        const auto high = runCli({u"compress"_s, u"-l"_s, u"high"_s, source});
+        QCOMPARE(high.out, dir + u"/Trip compressed 3.pdf\n"_s);
         const qint64 balancedSize = QFileInfo(first.out.trimmed()).size();
         QVERIFY(QFileInfo(small.out.trimmed()).size() < balancedSize);
         QVERIFY(balancedSize < QFileInfo(high.out.trimmed()).size());
@@ -63,8 +63,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("option"); // in the folder "results"
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("a file") << QStringLiteral("small.pdf")
-                                << QStringList{"small.pdf", "small 2.pdf"};
+        QTest::newRow("a file") << u"small.pdf"_s << QStringList{"small.pdf", "small 2.pdf"};
         QTest::newRow("a folder") << QString()
                                   << QStringList{"Trip compressed.pdf", "Trip compressed 2.pdf"};
     }
@@ -74,55 +73,47 @@ private Q_SLOTS:
         QFETCH(QStringList, expected);
         QTemporaryDir dir;
         const QString source = photos(dir.path());
-        const QString elsewhere = dir.filePath(QStringLiteral("results"));
+        const QString elsewhere = dir.filePath(u"results"_s);
         QVERIFY(QDir().mkpath(elsewhere));
         for (const QString &name : expected) {
-            const auto result = runCli({QStringLiteral("compress"), QStringLiteral("-o"),
-                                        elsewhere + u'/' + option, source});
+            const auto result = runCli({u"compress"_s, u"-o"_s, elsewhere + u'/' + option, source});
             QCOMPARE(result.exitCode, 0);
             QCOMPARE(result.out, elsewhere + u'/' + name + u'\n');
             QVERIFY(QFile::exists(elsewhere + u'/' + name));
         }
-        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("Trip compressed.pdf"))));
+        QVERIFY(!QFile::exists(dir.filePath(u"Trip compressed.pdf"_s)));
     }
 
     // A source refused goes on to the next; the status says one failed.
     void severalFilesSomeRefused()
     {
-        const QString dir = folder(QStringLiteral("several"));
-        const QString a = photos(dir, QStringLiteral("a.pdf"));
-        const QString broken = writeFile(dir + QStringLiteral("/broken.pdf"), "not a pdf at all");
-        const QString photo = writeFile(dir + QStringLiteral("/photo.jpg"),
-                                        encode(naturalPhoto(QSize(300, 200), 1), "JPEG"));
-        const QString b = photos(dir, QStringLiteral("b.pdf"));
-        const auto result =
-            runCli({QStringLiteral("compress"), QStringLiteral("-q"), a, broken, photo, b});
+        const QString dir = folder(u"several"_s);
+        const QString a = photos(dir, u"a.pdf"_s);
+        const QString broken = writeFile(dir + u"/broken.pdf"_s, "not a pdf at all");
+        const QString photo =
+            writeFile(dir + u"/photo.jpg"_s, encode(naturalPhoto(QSize(300, 200), 1), "JPEG"));
+        const QString b = photos(dir, u"b.pdf"_s);
+        const auto result = runCli({u"compress"_s, u"-q"_s, a, broken, photo, b});
         QCOMPARE(result.exitCode, 1);
-        QCOMPARE(result.out, dir + QStringLiteral("/a compressed.pdf\n") + dir +
-                                 QStringLiteral("/b compressed.pdf\n"));
-        QCOMPARE(result.err,
-                 QStringLiteral("quirebook-cli: “broken.pdf” couldn't be read as a PDF.\n"
-                                "quirebook-cli: “photo.jpg” is a picture; compress works on "
-                                "PDFs.\n"));
+        QCOMPARE(result.out, dir + u"/a compressed.pdf\n"_s + dir + u"/b compressed.pdf\n"_s);
+        QCOMPARE(result.err, u"quirebook-cli: “broken.pdf” couldn't be read as a PDF.\n"
+                             "quirebook-cli: “photo.jpg” is a picture; compress works on "
+                             "PDFs.\n"_s);
         QCOMPARE(QDir(dir).entryList(QDir::Files | QDir::Hidden).size(), 6);
     }
 
     void keepsTheOriginalWhenItCantShrink()
     {
-        const QString dir = folder(QStringLiteral("kept"));
-        const QString plain = writeFile(dir + QStringLiteral("/plain.pdf"), textPDF(1));
+        const QString dir = folder(u"kept"_s);
+        const QString plain = writeFile(dir + u"/plain.pdf"_s, textPDF(1));
         // Compressed once, it can't shrink a second time.
-        const QString note = dir + QStringLiteral("/Note.pdf");
-        QCOMPARE(runCli({QStringLiteral("compress"), QStringLiteral("-q"), QStringLiteral("-o"),
-                         note, plain})
-                     .exitCode,
-                 0);
-        const auto result = runCli({QStringLiteral("compress"), note});
+        const QString note = dir + u"/Note.pdf"_s;
+        QCOMPARE(runCli({u"compress"_s, u"-q"_s, u"-o"_s, note, plain}).exitCode, 0);
+        const auto result = runCli({u"compress"_s, note});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(readFile(result.out.trimmed()), readFile(note));
-        QVERIFY2(result.err.startsWith(
-                     QStringLiteral("Already as small as it gets. Compressing wouldn't "
-                                    "make “Note.pdf” smaller, so the copy is unchanged (")),
+        QVERIFY2(result.err.startsWith(u"Already as small as it gets. Compressing wouldn't "
+                                       "make “Note.pdf” smaller, so the copy is unchanged ("_s),
                  qPrintable(result.err));
     }
 

@@ -4,6 +4,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 // What merge's options do: where the result goes, the summary, passwords in
@@ -18,16 +20,16 @@ class TestMergeCli : public QObject {
         WriteOptions options;
         options.encrypt = true;
         options.userPassword = password;
-        options.ownerPassword = password + QStringLiteral("-owner");
+        options.ownerPassword = password + u"-owner"_s;
         return writeFile(m_dir.filePath(name), makePDF(numberedPages(1), options));
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        writeFile(m_dir.filePath(QStringLiteral("a.pdf")), textPDF(3));
-        writeFile(m_dir.filePath(QStringLiteral("b.pdf")), textPDF(2));
-        writeFile(m_dir.filePath(QStringLiteral("photo.png")), encode(marker(640, 480), "PNG"));
+        writeFile(m_dir.filePath(u"a.pdf"_s), textPDF(3));
+        writeFile(m_dir.filePath(u"b.pdf"_s), textPDF(2));
+        writeFile(m_dir.filePath(u"photo.png"_s), encode(marker(640, 480), "PNG"));
     }
 
     // Without -o, beside the first file under the window's name; -o a file
@@ -57,15 +59,13 @@ private Q_SLOTS:
             argument = dir.filePath(argument);
         }
         for (const QString &name : results) {
-            const auto result = runCli(QStringList{QStringLiteral("merge")} + arguments);
+            const auto result = runCli(QStringList{u"merge"_s} + arguments);
             QCOMPARE(result.exitCode, 0);
             QCOMPARE(result.out, dir.filePath(name) + u'\n');
-            QVERIFY2(result.err.startsWith(
-                         QStringLiteral("Merged %1 pages · %2 · ").arg(pages).arg(name)),
+            QVERIFY2(result.err.startsWith(u"Merged %1 pages · %2 · "_s.arg(pages).arg(name)),
                      qPrintable(result.err));
         }
-        const auto quiet =
-            runCli(QStringList{QStringLiteral("merge"), QStringLiteral("-q")} + arguments);
+        const auto quiet = runCli(QStringList{u"merge"_s, u"-q"_s} + arguments);
         QCOMPARE(quiet.exitCode, 0);
         QCOMPARE(quiet.err, QString());
     }
@@ -73,19 +73,17 @@ private Q_SLOTS:
     // Each --password goes to the next locked file, in file order.
     void passwordsInFileOrder()
     {
-        const QString one = locked(QStringLiteral("one.pdf"), QStringLiteral("first"));
-        const QString two = locked(QStringLiteral("two.pdf"), QStringLiteral("second"));
-        const QString a = m_dir.filePath(QStringLiteral("a.pdf"));
-        const auto ok =
-            runCli({QStringLiteral("merge"), QStringLiteral("--password"), QStringLiteral("first"),
-                    QStringLiteral("--password"), QStringLiteral("second"), one, a, two});
+        const QString one = locked(u"one.pdf"_s, u"first"_s);
+        const QString two = locked(u"two.pdf"_s, u"second"_s);
+        const QString a = m_dir.filePath(u"a.pdf"_s);
+        const auto ok = runCli(
+            {u"merge"_s, u"--password"_s, u"first"_s, u"--password"_s, u"second"_s, one, a, two});
         QCOMPARE(ok.exitCode, 0);
         QCOMPARE(popplerPageCount(ok.out.trimmed()), 5);
-        const auto missing = runCli({QStringLiteral("merge"), QStringLiteral("--password"),
-                                     QStringLiteral("first"), one, two});
+        const auto missing = runCli({u"merge"_s, u"--password"_s, u"first"_s, one, two});
         QCOMPARE(missing.exitCode, 1);
         QCOMPARE(missing.out, QString());
-        QCOMPARE(missing.err, QStringLiteral("quirebook-cli: “two.pdf” stayed locked.\n"));
+        QCOMPARE(missing.err, u"quirebook-cli: “two.pdf” stayed locked.\n"_s);
     }
 };
 

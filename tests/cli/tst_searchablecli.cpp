@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 namespace {
@@ -23,7 +25,7 @@ QByteArray typedPDF()
 {
     DocSpec layout;
     PageSpec page;
-    page.text = QStringLiteral("Typed words already on page 1");
+    page.text = u"Typed words already on page 1"_s;
     page.size = QSizeF(560, 120);
     layout.pages.append(page);
     return makePDF(layout);
@@ -34,7 +36,7 @@ QByteArray typedPDF()
 QString readAndSkipped(const QString &err)
 {
     static const QRegularExpression line(
-        QStringLiteral("^Read ([0-9,]+) pages?, found [0-9,]+ words; skipped ([0-9,]+)\\n$"));
+        u"^Read ([0-9,]+) pages?, found [0-9,]+ words; skipped ([0-9,]+)\\n$"_s);
     const auto match = line.match(err);
     return match.hasMatch() ? match.captured(1) + u'/' + match.captured(2) : QString();
 }
@@ -55,15 +57,15 @@ class TestSearchableCli : public QObject {
     }
     ProcessResult run(const QStringList &arguments, QMap<QString, QString> env = {})
     {
-        env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_config.path());
-        return runCli(QStringList{QStringLiteral("searchable")} + arguments, env);
+        env.insert(u"XDG_CONFIG_HOME"_s, m_config.path());
+        return runCli(QStringList{u"searchable"_s} + arguments, env);
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid() && m_config.isValid());
-        const QImage page = scan({QStringLiteral("Invoice 4711 total due")}).image;
+        const QImage page = scan({u"Invoice 4711 total due"_s}).image;
         m_scanPDF = scanPDF({{page, 200}});
         m_scanPNG = encode(page, "PNG");
     }
@@ -99,8 +101,8 @@ private Q_SLOTS:
                                                                        : typedPDF();
         const auto result = run(options + QStringList{writeFile(dir + u'/' + source, bytes)});
         QCOMPARE(result.exitCode, 0);
-        QCOMPARE(result.out, dir + u'/' + QFileInfo(source).completeBaseName() +
-                                 QStringLiteral(" searchable.pdf\n"));
+        QCOMPARE(result.out,
+                 dir + u'/' + QFileInfo(source).completeBaseName() + u" searchable.pdf\n"_s);
         if (readSkipped == QLatin1String("-"))
             QCOMPARE(result.err, QString());
         else
@@ -111,15 +113,15 @@ private Q_SLOTS:
     {
         // Recognition data that can't be loaded: the copy is written
         // without text, the path is given, and the status says it failed.
-        const QString dir = folder(QStringLiteral("broken"));
-        const QString data = folder(QStringLiteral("broken-tessdata"));
-        writeFile(data + QStringLiteral("/eng.traineddata"), QByteArray(4096, 'x'));
-        const QString source = writeFile(dir + QStringLiteral("/Scan.pdf"), m_scanPDF);
-        const auto result = run({source}, {{QStringLiteral("TESSDATA_PREFIX"), data}});
+        const QString dir = folder(u"broken"_s);
+        const QString data = folder(u"broken-tessdata"_s);
+        writeFile(data + u"/eng.traineddata"_s, QByteArray(4096, 'x'));
+        const QString source = writeFile(dir + u"/Scan.pdf"_s, m_scanPDF);
+        const auto result = run({source}, {{u"TESSDATA_PREFIX"_s, data}});
         QCOMPARE(result.exitCode, 1);
-        const QString expected = dir + QStringLiteral("/Scan searchable.pdf");
+        const QString expected = dir + u"/Scan searchable.pdf"_s;
         QCOMPARE(result.out, expected + u'\n');
-        QVERIFY2(result.err.contains(QStringLiteral("quirebook-cli: Text recognition failed: ")),
+        QVERIFY2(result.err.contains(u"quirebook-cli: Text recognition failed: "_s),
                  qPrintable(result.err));
         QCOMPARE(popplerPageCount(expected), 1);
     }

@@ -3,7 +3,9 @@
 #include "engine/PDFError.h"
 #include "engine/PDFOps.h"
 #include "engine/SafeWrite.h"
+#include "support/Attempt.h"
 #include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,14 +16,9 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-using namespace Fixtures;
+using namespace Qt::StringLiterals;
 
-namespace {
-QStringList hiddenLeftovers(const QString &folder)
-{
-    return QDir(folder).entryList({QStringLiteral(".quirebook-*")}, QDir::Files | QDir::Hidden);
-}
-} // namespace
+using namespace Fixtures;
 
 class TestOutput : public QObject {
     Q_OBJECT
@@ -40,22 +37,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("ext");
         QTest::addColumn<QString>("expected");
-        const QString pdf = QStringLiteral("pdf"), same = QStringLiteral("same");
-        QTest::newRow("free") << QStringList{} << QStringLiteral("new") << pdf
-                              << QStringLiteral("new.pdf");
-        QTest::newRow("taken once")
-            << QStringList{"same.pdf"} << same << pdf << QStringLiteral("same 2.pdf");
+        const QString pdf = u"pdf"_s, same = u"same"_s;
+        QTest::newRow("free") << QStringList{} << u"new"_s << pdf << u"new.pdf"_s;
+        QTest::newRow("taken once") << QStringList{"same.pdf"} << same << pdf << u"same 2.pdf"_s;
         QTest::newRow("taken twice")
-            << QStringList{"same.pdf", "same 2.pdf"} << same << pdf << QStringLiteral("same 3.pdf");
+            << QStringList{"same.pdf", "same 2.pdf"} << same << pdf << u"same 3.pdf"_s;
         QTest::newRow("gap is not filled backwards")
-            << QStringList{"same.pdf", "same 3.pdf"} << same << pdf << QStringLiteral("same 2.pdf");
-        QTest::newRow("folder") << QStringList{"a split/"} << QStringLiteral("a split") << QString()
-                                << QStringLiteral("a split 2");
+            << QStringList{"same.pdf", "same 3.pdf"} << same << pdf << u"same 2.pdf"_s;
+        QTest::newRow("folder") << QStringList{"a split/"} << u"a split"_s << QString()
+                                << u"a split 2"_s;
         QTest::newRow("a folder blocks a file")
-            << QStringList{"x.pdf/"} << QStringLiteral("x") << pdf << QStringLiteral("x 2.pdf");
+            << QStringList{"x.pdf/"} << u"x"_s << pdf << u"x 2.pdf"_s;
         QTest::newRow("number in the name")
-            << QStringList{"scan 2 compressed.pdf"} << QStringLiteral("scan 2 compressed") << pdf
-            << QStringLiteral("scan 2 compressed 2.pdf");
+            << QStringList{"scan 2 compressed.pdf"} << u"scan 2 compressed"_s << pdf
+            << u"scan 2 compressed 2.pdf"_s;
     }
     void numbering()
     {
@@ -96,76 +91,72 @@ private Q_SLOTS:
         for (const QString &name : present)
             writeFile(dir.filePath(name), "x");
         const QString place = chosen.isEmpty() ? dir.path() : dir.filePath(chosen);
-        QCOMPARE(Output::chosenURL(place, QStringLiteral("a compressed"), QStringLiteral("pdf")),
-                 dir.filePath(expected));
+        QCOMPARE(Output::chosenURL(place, u"a compressed"_s, u"pdf"_s), dir.filePath(expected));
     }
 
     void pdfNextToTheSource()
     {
         QTemporaryDir dir;
-        const PDFFile a = fileIn(dir.path(), QStringLiteral("a.pdf"));
-        QCOMPARE(Output::pdfURL(a, QStringLiteral("compressed"), nullptr),
-                 std::optional<QString>(dir.filePath(QStringLiteral("a compressed.pdf"))));
-        writeFile(dir.filePath(QStringLiteral("a compressed.pdf")), "x");
-        QCOMPARE(Output::pdfURL(a, QStringLiteral("compressed"), nullptr),
-                 std::optional<QString>(dir.filePath(QStringLiteral("a compressed 2.pdf"))));
+        const PDFFile a = fileIn(dir.path(), u"a.pdf"_s);
+        QCOMPARE(Output::pdfURL(a, u"compressed"_s, nullptr),
+                 std::optional<QString>(dir.filePath(u"a compressed.pdf"_s)));
+        writeFile(dir.filePath(u"a compressed.pdf"_s), "x");
+        QCOMPARE(Output::pdfURL(a, u"compressed"_s, nullptr),
+                 std::optional<QString>(dir.filePath(u"a compressed 2.pdf"_s)));
     }
 
     void unwritableFolder()
     {
         // A process folder under /proc takes no new files, even from root.
         PDFFile file;
-        file.path = QStringLiteral("/proc/1/a.pdf");
+        file.path = u"/proc/1/a.pdf"_s;
         QVERIFY(!Output::folder(file));
         ScriptedDialogs dialogs;
-        dialogs.saveAnswers = {QStringLiteral("/tmp/chosen.pdf")};
-        QCOMPARE(Output::pdfURL(file, QStringLiteral("compressed"), &dialogs),
-                 std::optional<QString>(QStringLiteral("/tmp/chosen.pdf")));
-        QCOMPARE(dialogs.saveProposals, QStringList{QStringLiteral("|a compressed.pdf")});
-        QVERIFY(!Output::pdfURL(file, QStringLiteral("compressed"), &dialogs)); // cancelled
+        dialogs.saveAnswers = {u"/tmp/chosen.pdf"_s};
+        QCOMPARE(Output::pdfURL(file, u"compressed"_s, &dialogs),
+                 std::optional<QString>(u"/tmp/chosen.pdf"_s));
+        QCOMPARE(dialogs.saveProposals, QStringList{u"|a compressed.pdf"_s});
+        QVERIFY(!Output::pdfURL(file, u"compressed"_s, &dialogs)); // cancelled
         try {
-            Output::newFolder(file, QStringLiteral("split"));
+            Output::newFolder(file, u"split"_s);
             QFAIL("no folder expected");
         } catch (const PDFError &e) {
-            QCOMPARE(e.description(),
-                     QStringLiteral("Quirebook can't write next to “a.pdf”. Copy the file to "
-                                    "your Desktop or Documents first."));
+            QCOMPARE(e.description(), u"Quirebook can't write next to “a.pdf”. Copy the file to "
+                                      "your Desktop or Documents first."_s);
         }
     }
 
     void newFoldersAreNeverReused()
     {
         QTemporaryDir dir;
-        const PDFFile a = fileIn(dir.path(), QStringLiteral("a.pdf"));
-        QCOMPARE(Output::newFolder(a, QStringLiteral("split")),
-                 dir.filePath(QStringLiteral("a split")));
+        const PDFFile a = fileIn(dir.path(), u"a.pdf"_s);
+        QCOMPARE(Output::newFolder(a, u"split"_s), dir.filePath(u"a split"_s));
         // What a killed run left in the folder it was filling goes with the next run.
-        writeFile(dir.filePath(QStringLiteral("a split/.quirebook-DEAD.pdf")), "x");
-        writeFile(dir.filePath(QStringLiteral(".quirebook-DEAD.pdf")), "x");
-        QCOMPARE(Output::newFolder(a, QStringLiteral("split")),
-                 dir.filePath(QStringLiteral("a split 2")));
-        QVERIFY(QFileInfo(dir.filePath(QStringLiteral("a split 2"))).isDir());
-        QVERIFY(hiddenLeftovers(dir.filePath(QStringLiteral("a split"))).isEmpty());
-        QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
+        writeFile(dir.filePath(u"a split/.quirebook-DEAD.pdf"_s), "x");
+        writeFile(dir.filePath(u".quirebook-DEAD.pdf"_s), "x");
+        QCOMPARE(Output::newFolder(a, u"split"_s), dir.filePath(u"a split 2"_s));
+        QVERIFY(QFileInfo(dir.filePath(u"a split 2"_s)).isDir());
+        QVERIFY(temporaryFiles(dir.filePath(u"a split"_s)).isEmpty());
+        QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }
 
     void safeWriteReplacesAtomically()
     {
         QTemporaryDir dir;
-        const QString target = writeFile(dir.filePath(QStringLiteral("out.pdf")), "old");
+        const QString target = writeFile(dir.filePath(u"out.pdf"_s), "old");
         SafeWrite::write(
             target,
             [&](SafeWrite::Target &out) {
-                const QStringList hidden = hiddenLeftovers(dir.path());
+                const QStringList hidden = temporaryFiles(dir.path());
                 QCOMPARE(hidden.size(), 1);
                 QVERIFY(hidden.first().endsWith(QLatin1String(".pdf")));
                 out.write("a first try");
                 out.restart();
                 out.write(QByteArray("new"));
             },
-            QStringLiteral("Couldn't write."));
+            u"Couldn't write."_s);
         QCOMPARE(readFile(target), QByteArray("new"));
-        QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
+        QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }
 
     // A failed write leaves the old file and no temporary one, and says the
@@ -175,8 +166,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("how");
         QTest::addColumn<QString>("message");
-        const QString merged = QStringLiteral("Couldn't write the merged file.");
-        QTest::newRow("own message") << 0 << QStringLiteral("The write said no.");
+        const QString merged = u"Couldn't write the merged file."_s;
+        QTest::newRow("own message") << 0 << u"The write said no."_s;
         QTest::newRow("any other failure") << 1 << merged;
         QTest::newRow("folder removed meanwhile") << 2 << merged;
         QTest::newRow("no such folder") << 3 << merged;
@@ -185,43 +176,44 @@ private Q_SLOTS:
     {
         QFETCH(int, how);
         QTemporaryDir dir;
-        const QString folder = dir.filePath(QStringLiteral("out"));
+        const QString folder = dir.filePath(u"out"_s);
         QVERIFY(QDir().mkdir(folder));
-        const QString target = how == 3 ? dir.filePath(QStringLiteral("missing/out.pdf"))
-                                        : writeFile(folder + QStringLiteral("/out.pdf"), "old");
-        try {
-            SafeWrite::write(
-                target,
-                [&](SafeWrite::Target &out) {
-                    out.write("half");
-                    if (how == 0)
-                        throw PDFError::failed(QStringLiteral("The write said no."));
-                    if (how == 1)
-                        throw std::runtime_error("disk full");
-                    QVERIFY(QDir(folder).removeRecursively());
-                },
-                QStringLiteral("Couldn't write the merged file."));
-            QFAIL("expected a failure");
-        } catch (const PDFError &e) {
-            QTEST(e.description(), "message");
-        }
+        const QString target = how == 3 ? dir.filePath(u"missing/out.pdf"_s)
+                                        : writeFile(folder + u"/out.pdf"_s, "old");
+        QTEST(Attempt::errorOf([&] {
+                  SafeWrite::write(
+                      target,
+                      [&](SafeWrite::Target &out) {
+                          out.write("half");
+                          if (how == 0)
+                              throw PDFError::failed(u"The write said no."_s);
+                          if (how == 1)
+                              throw std::runtime_error("disk full");
+                          QVERIFY(QDir(folder).removeRecursively());
+                      },
+                      u"Couldn't write the merged file."_s);
+              }),
+              "message");
         if (how < 2)
             QCOMPARE(readFile(target), QByteArray("old"));
         QCOMPARE(QFileInfo::exists(folder), how != 2); // not made again
-        QVERIFY(hiddenLeftovers(folder).isEmpty());
-        QVERIFY(hiddenLeftovers(dir.path()).isEmpty());
+        QVERIFY(temporaryFiles(folder).isEmpty());
+        QVERIFY(temporaryFiles(dir.path()).isEmpty());
     }
 
     void staleTemporariesGoHeldOnesStay()
     {
         QTemporaryDir dir;
-        const QString stale = writeFile(dir.filePath(QStringLiteral(".quirebook-DEAD.pdf")), "x");
-        const QString held = writeFile(dir.filePath(QStringLiteral(".quirebook-LIVE.pdf")), "x");
-        const QString other = writeFile(dir.filePath(QStringLiteral(".hidden.pdf")), "x");
+        const QString stale = writeFile(dir.filePath(u".quirebook-DEAD.pdf"_s), "x");
+        const QString held = writeFile(dir.filePath(u".quirebook-LIVE.pdf"_s), "x");
+        const QString other = writeFile(dir.filePath(u".hidden.pdf"_s), "x");
         const int fd = ::open(QFile::encodeName(held).constData(), O_RDONLY);
         QVERIFY(fd >= 0);
         QCOMPARE(::flock(fd, LOCK_EX), 0);
-        SafeWrite::removeStale(dir.path());
+        // A write into the folder sweeps it.
+        SafeWrite::write(
+            dir.filePath(u"new.pdf"_s), [](SafeWrite::Target &out) { out.write("x"); },
+            u"Couldn't write."_s);
         QVERIFY(!QFile::exists(stale));
         QVERIFY(QFile::exists(held));
         QVERIFY(QFile::exists(other));

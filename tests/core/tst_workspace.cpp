@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 class TestWorkspace : public QObject {
@@ -16,39 +18,30 @@ class TestWorkspace : public QObject {
 
     QString path(const QString &name) { return m_dir.filePath(name); }
 
-    QString encryptedFile(const QString &name, const QString &user, const QString &owner,
-                          bool allowCopying = true)
+    QString encrypted(const QString &name, const QString &user, bool restricted = false)
     {
-        WriteOptions options;
-        options.encrypt = true;
-        options.userPassword = user;
-        options.ownerPassword = owner;
-        options.allowCopying = allowCopying;
-        return writeFile(path(name), makePDF(numberedPages(2), options));
+        return writeFile(path(name), makePDF(numberedPages(2), lock(user, u"boss"_s, restricted)));
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        m_pdf = writeFile(path(QStringLiteral("a.pdf")), textPDF(3));
-        m_picture = writeFile(path(QStringLiteral("photo.jpg")), encode(marker(300, 200), "JPEG"));
-        m_text = writeFile(path(QStringLiteral("notes.txt")), "hello");
+        m_pdf = writeFile(path(u"a.pdf"_s), textPDF(3));
+        m_picture = writeFile(path(u"photo.jpg"_s), encode(marker(300, 200), "JPEG"));
+        m_text = writeFile(path(u"notes.txt"_s), "hello");
     }
 
     void mixedIntake()
     {
         Workspace ws;
-        QSignalSpy files(&ws, &Workspace::filesChanged);
-        ws.add({m_pdf, m_picture, m_text, path(QStringLiteral("missing.pdf"))});
+        ws.add({m_pdf, m_picture, m_text, path(u"missing.pdf"_s)});
         QCOMPARE(ws.files().size(), 2);
         QCOMPARE(ws.pdfs().size(), 1);
-        QCOMPARE(ws.current()->name(), QStringLiteral("a"));
-        QCOMPARE(ws.files()[1].kind, PDFFile::Kind::Image);
-        QCOMPARE(ws.files()[1].pageCount(), 1);
+        QCOMPARE(ws.current()->name(), u"a"_s);
+        QCOMPARE(ws.files()[1].pageCount(), 1); // the picture
         QCOMPARE(ws.files()[0].bytes, QFileInfo(m_pdf).size());
-        QCOMPARE(ws.notice().value(), QStringLiteral("“notes.txt” isn't a PDF or a picture.\n"
-                                                     "“missing.pdf” couldn't be read as a PDF."));
-        QVERIFY(files.count() >= 1);
+        QCOMPARE(ws.notice().value(), u"“notes.txt” isn't a PDF or a picture.\n"
+                                      "“missing.pdf” couldn't be read as a PDF."_s);
     }
 
     void intakeByExtension_data()
@@ -66,25 +59,25 @@ private Q_SLOTS:
         QTest::newRow("JPG in capitals") << "X.JPG" << jpg << 1 << QString();
         QTest::newRow("jpeg") << "x.jpeg" << jpg << 1 << QString();
         QTest::newRow("pdf named txt")
-            << "x.txt" << pdf << -1 << QStringLiteral("“x.txt” isn't a PDF or a picture.");
+            << "x.txt" << pdf << -1 << u"“x.txt” isn't a PDF or a picture."_s;
         QTest::newRow("no extension")
-            << "README" << pdf << -1 << QStringLiteral("“README” isn't a PDF or a picture.");
+            << "README" << pdf << -1 << u"“README” isn't a PDF or a picture."_s;
         QTest::newRow("broken pdf") << "b.pdf" << QByteArray("%PDF-1.4 garbage") << -1
-                                    << QStringLiteral("“b.pdf” couldn't be read as a PDF.");
-        QTest::newRow("empty pdf") << "e.pdf" << QByteArray() << -1
-                                   << QStringLiteral("“e.pdf” couldn't be read as a PDF.");
-        QTest::newRow("text named png") << "t.png" << QByteArray("words") << -1
-                                        << QStringLiteral("“t.png” couldn't be read as a picture.");
+                                    << u"“b.pdf” couldn't be read as a PDF."_s;
+        QTest::newRow("empty pdf")
+            << "e.pdf" << QByteArray() << -1 << u"“e.pdf” couldn't be read as a PDF."_s;
+        QTest::newRow("text named png")
+            << "t.png" << QByteArray("words") << -1 << u"“t.png” couldn't be read as a picture."_s;
         QTest::newRow("pdf named jpg")
-            << "p.jpg" << pdf << -1 << QStringLiteral("“p.jpg” couldn't be read as a picture.");
+            << "p.jpg" << pdf << -1 << u"“p.jpg” couldn't be read as a picture."_s;
         QTest::newRow("a folder") << "album.pdf" << QByteArray() << -2
-                                  << QStringLiteral("“album.pdf” couldn't be read as a PDF.");
+                                  << u"“album.pdf” couldn't be read as a PDF."_s;
         QTest::newRow("no pages") << "blank.pdf"
                                   << QByteArray("%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R "
                                                 ">> endobj\n2 0 obj << /Type /Pages /Kids [] "
                                                 "/Count 0 >> endobj\ntrailer << /Root 1 0 R "
                                                 ">>\n%%EOF\n")
-                                  << -1 << QStringLiteral("“blank.pdf” has no pages.");
+                                  << -1 << u"“blank.pdf” has no pages."_s;
     }
     void intakeByExtension()
     {
@@ -111,16 +104,16 @@ private Q_SLOTS:
     void noticeIsKeptWhenNothingIsRefused()
     {
         Workspace ws;
-        ws.setNotice(QStringLiteral("earlier"));
+        ws.setNotice(u"earlier"_s);
         ws.add({m_pdf});
-        QCOMPARE(ws.notice().value(), QStringLiteral("earlier"));
+        QCOMPARE(ws.notice().value(), u"earlier"_s);
     }
 
     // Each operation gets its own document; a file moved away gives none.
     void fresh()
     {
         QTemporaryDir dir;
-        const QString gone = writeFile(dir.filePath(QStringLiteral("gone.pdf")), textPDF(1));
+        const QString gone = writeFile(dir.filePath(u"gone.pdf"_s), textPDF(1));
         Workspace ws;
         ws.add({m_pdf, m_picture, gone});
         for (const auto &file : ws.files().mid(0, 2)) {
@@ -135,7 +128,7 @@ private Q_SLOTS:
 
     void selection()
     {
-        const QString b = writeFile(path(QStringLiteral("b.pdf")), textPDF(1));
+        const QString b = writeFile(path(u"b.pdf"_s), textPDF(1));
         Workspace ws;
         ws.add({m_picture});
         QVERIFY(!ws.current());
@@ -167,21 +160,16 @@ private Q_SLOTS:
         QTest::addColumn<int>("asked");
         QTest::addColumn<QString>("lastText");
         using A = QList<std::optional<QString>>;
-        QTest::newRow("right at once") << A{QStringLiteral("open sesame")} << true << 1
-                                       << QStringLiteral("Type the password to open “locked.pdf”.");
-        QTest::newRow("right at the third")
-            << A{QStringLiteral("x"), QStringLiteral("y"), QStringLiteral("open sesame")} << true
-            << 3 << QStringLiteral("That password didn't work. Try again (3 of 3).");
-        QTest::newRow("three wrong")
-            << A{QStringLiteral("x"), QStringLiteral("y"), QStringLiteral("z"),
-                 QStringLiteral("open sesame")}
-            << false << 3 << QStringLiteral("That password didn't work. Try again (3 of 3).");
+        QTest::newRow("right at once")
+            << A{u"open sesame"_s} << true << 1 << u"Type the password to open “locked.pdf”."_s;
+        QTest::newRow("right at the third") << A{u"x"_s, u"y"_s, u"open sesame"_s} << true << 3
+                                            << u"That password didn't work. Try again (3 of 3)."_s;
+        QTest::newRow("three wrong") << A{u"x"_s, u"y"_s, u"z"_s, u"open sesame"_s} << false << 3
+                                     << u"That password didn't work. Try again (3 of 3)."_s;
         QTest::newRow("cancelled first")
-            << A{std::nullopt} << false << 1
-            << QStringLiteral("Type the password to open “locked.pdf”.");
-        QTest::newRow("cancelled second")
-            << A{QStringLiteral("x"), std::nullopt} << false << 2
-            << QStringLiteral("That password didn't work. Try again (2 of 3).");
+            << A{std::nullopt} << false << 1 << u"Type the password to open “locked.pdf”."_s;
+        QTest::newRow("cancelled second") << A{u"x"_s, std::nullopt} << false << 2
+                                          << u"That password didn't work. Try again (2 of 3)."_s;
     }
     void passwordAttempts()
     {
@@ -189,8 +177,7 @@ private Q_SLOTS:
         QFETCH(bool, opened);
         QFETCH(int, asked);
         QFETCH(QString, lastText);
-        const QString file = encryptedFile(QStringLiteral("locked.pdf"),
-                                           QStringLiteral("open sesame"), QStringLiteral("owner"));
+        const QString file = encrypted(u"locked.pdf"_s, u"open sesame"_s);
         ScriptedDialogs dialogs(answers);
         Workspace ws;
         ws.setDialogs(&dialogs);
@@ -199,11 +186,11 @@ private Q_SLOTS:
         QCOMPARE(dialogs.asked.last().informative, lastText);
         QCOMPARE(ws.files().size(), opened ? 1 : 0);
         if (opened) {
-            QCOMPARE(ws.files()[0].password, std::optional<QString>(QStringLiteral("open sesame")));
+            QCOMPARE(ws.files()[0].password, std::optional<QString>(u"open sesame"_s));
             QCOMPARE(ws.files()[0].fresh()->pageCount(), 2);
             QVERIFY(!ws.notice());
         } else {
-            QCOMPARE(ws.notice().value(), QStringLiteral("“locked.pdf” stayed locked."));
+            QCOMPARE(ws.notice().value(), u"“locked.pdf” stayed locked."_s);
         }
     }
 
@@ -214,16 +201,12 @@ private Q_SLOTS:
         QTest::addColumn<bool>("lifted");
         QTest::addColumn<QString>("notice");
         using A = QList<std::optional<QString>>;
-        QTest::newRow("owner password")
-            << QString() << A{QStringLiteral("boss")} << true << QString();
+        QTest::newRow("owner password") << QString() << A{u"boss"_s} << true << QString();
         QTest::newRow("user password three times")
-            << QStringLiteral("reader")
-            << A{QStringLiteral("reader"), QStringLiteral("reader"), QStringLiteral("reader")}
-            << false
-            << QStringLiteral("The owner password wasn't accepted, so the file stays as it is.");
+            << u"reader"_s << A{u"reader"_s, u"reader"_s, u"reader"_s} << false
+            << u"The owner password wasn't accepted, so the file stays as it is."_s;
         QTest::newRow("cancelled") << QString() << A{std::nullopt} << false << QString();
-        QTest::newRow("second try")
-            << QString() << A{QStringLiteral("nope"), QStringLiteral("boss")} << true << QString();
+        QTest::newRow("second try") << QString() << A{u"nope"_s, u"boss"_s} << true << QString();
     }
     void ownerUnlock()
     {
@@ -231,8 +214,7 @@ private Q_SLOTS:
         QFETCH(QList<std::optional<QString>>, answers);
         QFETCH(bool, lifted);
         QFETCH(QString, notice);
-        const QString file =
-            encryptedFile(QStringLiteral("limited.pdf"), user, QStringLiteral("boss"), false);
+        const QString file = encrypted(u"limited.pdf"_s, user, true);
         QList<std::optional<QString>> script;
         if (!user.isEmpty())
             script << user; // the open password at intake
@@ -253,14 +235,49 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), lifted ? 1 : 0);
         const auto prompt = dialogs.asked.last();
         if (lifted) {
-            QCOMPARE(ws.files()[0].password, std::optional<QString>(QStringLiteral("boss")));
+            QCOMPARE(ws.files()[0].password, std::optional<QString>(u"boss"_s));
             QVERIFY(!PDFOps::isRestricted(*ws.files()[0].fresh()));
         }
         if (answers.size() == 1)
-            QCOMPARE(
-                prompt.informative,
-                QStringLiteral("“limited.pdf” limits what can be done with it (such as copying or "
-                               "editing). Enter its owner password to continue."));
+            QCOMPARE(prompt.informative,
+                     u"“limited.pdf” limits what can be done with it (such as copying or "
+                     "editing). Enter its owner password to continue."_s);
+    }
+
+    // Reordering the way a list moves dragged rows: offsets before a destination.
+    void move_data()
+    {
+        QTest::addColumn<QList<qsizetype>>("offsets");
+        QTest::addColumn<qsizetype>("destination");
+        QTest::addColumn<QString>("result");
+        using L = QList<qsizetype>;
+        QTest::newRow("first to the end") << L{0} << qsizetype(5) << "BCDEA";
+        QTest::newRow("last to the front") << L{4} << qsizetype(0) << "EABCD";
+        QTest::newRow("down by one") << L{1} << qsizetype(3) << "ACBDE";
+        QTest::newRow("up by one") << L{2} << qsizetype(1) << "ACBDE";
+        QTest::newRow("before itself") << L{2} << qsizetype(2) << "ABCDE";
+        QTest::newRow("after itself") << L{2} << qsizetype(3) << "ABCDE";
+        QTest::newRow("several keep their order") << L{3, 0} << qsizetype(2) << "BADCE";
+        QTest::newRow("out of range ignored") << L{9, -1} << qsizetype(0) << "ABCDE";
+        QTest::newRow("destination past the end") << L{0} << qsizetype(40) << "BCDEA";
+    }
+    void move()
+    {
+        QFETCH(QList<qsizetype>, offsets);
+        QFETCH(qsizetype, destination);
+        QFETCH(QString, result);
+        Workspace ws;
+        for (const QString name : {"A", "B", "C", "D", "E"})
+            ws.add({writeFile(path(name + u".pdf"_s), textPDF(1))});
+        const auto chosen = ws.current()->id;
+        QSignalSpy changed(&ws, &Workspace::filesChanged);
+        ws.move(offsets, destination);
+        QString order;
+        for (const PDFFile &file : ws.files())
+            order += file.name();
+        QCOMPARE(order, result);
+        QCOMPARE(changed.size(), result == u"ABCDE" ? 0 : 1);
+        QCOMPARE(ws.current()->id, chosen); // moving never changes which file is chosen
     }
 };
 

@@ -257,28 +257,6 @@ private Q_SLOTS:
         QVERIFY2(difference >= 0 && difference < 2, qPrintable(QString::number(difference)));
     }
 
-    // The pictures' pass over the pages keeps what the rebuild carries
-    // over (see the rebuild tests): links, bookmarks, pages turned upright.
-    void structureSurvivesCompression()
-    {
-        DocSpec layout = numberedPages(3);
-        layout.info.title = u"My Title"_s;
-        layout.pages[1].rotate = 90;
-        layout.links = {{0, 2}};
-        layout.outline = {{u"Third"_s, 2, {}}};
-        const QByteArray out =
-            compressed(makePDF(layout), u"structure"_s, CompressionLevel::Balanced);
-        QVERIFY(!m_result.keptOriginal);
-        auto doc = PDFDocument::fromBytes(out, u"structure compressed.pdf"_s);
-        QVERIFY(doc);
-        QCOMPARE(doc->info().title, u"My Title"_s);
-        QCOMPARE(doc->page(1)->uprightSize(), QSizeF(792, 612));
-        QCOMPARE(doc->page(1)->rotation, 0);
-        QCOMPARE(doc->outline().value(0).pageIndex, 2);
-        QCOMPARE(popplerLinks(out, 1).value(0).targetPage, 3);
-        QCOMPARE(popplerPageTexts(out), (QStringList{"Page 1", "Page 2", "Page 3"}));
-    }
-
     // Cancelled, or the source gone when its bytes are needed: an existing
     // destination stays as it was and no temporary file is left.
     void failuresLeaveNoTrace_data()
@@ -310,53 +288,6 @@ private Q_SLOTS:
         QCOMPARE(readFile(destination), QByteArray("keep me"));
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(),
                  cancelAt < 0 ? 1 : 2);
-    }
-
-    // Every corpus file either compresses, never bigger and readable, or
-    // fails with a sentence of our own; the source is never touched.
-    void corpusIsNeverMadeBigger()
-    {
-        const QString corpus = corpusDir();
-        if (corpus.isEmpty())
-            QSKIP("QUIREBOOK_CORPUS is not set");
-        const auto passwords = corpusPasswords();
-        QTemporaryDir dir;
-        int compressedCount = 0;
-        for (const QString &name : QDir(corpus).entryList({u"*.pdf"_s}, QDir::Files)) {
-            const QString source = QDir(corpus).filePath(name);
-            const QByteArray before = readFile(source);
-            auto doc = PDFDocument::open(source);
-            if (!doc)
-                continue; // intake refuses it; nothing to compress
-            if (doc->isLocked())
-                doc->unlock(passwords.value(name).value(u"user"_s));
-            if (PDFOps::isRestricted(*doc))
-                doc->unlock(passwords.value(name).value(u"owner"_s));
-            const QString destination =
-                dir.filePath(QFileInfo(name).completeBaseName() + u" compressed.pdf"_s);
-            try {
-                const auto result =
-                    PDFOps::compress(*doc, source, CompressionLevel::Balanced, destination,
-                                     Attempt::noProgress, Attempt::never);
-                const QByteArray after = readFile(destination);
-                QVERIFY2(after.size() <= before.size(), qPrintable(name));
-                QCOMPARE(result.after, after.size());
-                if (result.keptOriginal) {
-                    QVERIFY2(after == before, qPrintable(name));
-                } else {
-                    ++compressedCount;
-                    QString report;
-                    QVERIFY2(qpdfCheck(destination, &report), qPrintable(name + u' ' + report));
-                    QCOMPARE(popplerPageCount(destination), doc->pageCount());
-                }
-            } catch (const PDFError &e) {
-                QVERIFY2(e.description().endsWith(u'.'), qPrintable(name));
-                QVERIFY2(!QFile::exists(destination), qPrintable(name));
-            }
-            QCOMPARE(readFile(source), before);
-        }
-        QVERIFY(compressedCount > 10);
-        QCOMPARE(temporaryFiles(dir.path()), QStringList());
     }
 };
 

@@ -118,60 +118,6 @@ private Q_SLOTS:
         QCOMPARE(errorOf([&] { doc->write(m_dir.filePath(u"no/such/x.pdf"_s)); }),
                  u"Couldn't write the file."_s);
     }
-
-    void corpusPasswords_data()
-    {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("owner");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("hasOwner");
-        const auto passwords = Fixtures::corpusPasswords();
-        if (passwords.isEmpty())
-            QSKIP("QUIREBOOK_CORPUS is not set");
-        for (auto it = passwords.begin(); it != passwords.end(); ++it)
-            QTest::newRow(qPrintable(it.key()))
-                << it.key() << it->value(u"user"_s) << it->value(u"owner"_s)
-                << it->value(u"user_as_typed"_s, it->value(u"user"_s)) << it->contains(u"owner"_s);
-    }
-    void corpusPasswords()
-    {
-        QFETCH(QString, file);
-        QFETCH(QString, user);
-        QFETCH(QString, owner);
-        QFETCH(QString, typed);
-        QFETCH(bool, hasOwner);
-        const QString path = corpusDir() + u'/' + file;
-
-        auto asTyped = PDFDocument::open(path);
-        QVERIFY(asTyped && asTyped->isEncrypted());
-        if (asTyped->isLocked()) {
-            QVERIFY(!asTyped->unlock(u"definitely-not-it"_s));
-            QVERIFY(asTyped->isLocked());
-            QCOMPARE(asTyped->pageCount(), 0);
-            QVERIFY2(asTyped->unlock(typed), "the password as typed opens it");
-        }
-        QVERIFY(asTyped->pageCount() >= 1);
-        auto withUser = PDFDocument::open(path);
-        if (withUser->isLocked())
-            QVERIFY(withUser->unlock(user));
-        QCOMPARE(withUser->pageCount(), asTyped->pageCount());
-
-        if (hasOwner) {
-            auto withOwner = PDFDocument::open(path);
-            QVERIFY(withOwner->unlock(owner));
-            QVERIFY(withOwner->hasOwnerRights());
-            QVERIFY(!PDFOps::isRestricted(*withOwner));
-        }
-    }
-
-    // The texts themselves are checked where they are shown.
-    void errorKinds()
-    {
-        QCOMPARE(errorOf([] { throw PDFError::cancelled(); }), u"cancelled"_s);
-        QVERIFY(!PDFError::failed(u"Cancelled."_s).isCancelled());
-        QCOMPARE(QString::fromUtf8(PDFError::failed(u"Ünïcode."_s).what()), u"Ünïcode."_s);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestDocument)

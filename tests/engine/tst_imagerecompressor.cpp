@@ -1,9 +1,11 @@
 #include "engine/internal/ImageRecompressor.h"
+#include "engine/internal/JpegTables.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace Fixtures;
 using ImageRecompressor::Input;
 
@@ -26,8 +28,9 @@ Input jpegInput(const QImage &photo, QSize target, int quality = 60, int storedQ
 
 } // namespace
 
-// The picture work alone. What compression makes of whole documents (levels,
-// kinds left alone, soft masks) is checked in tst_compress.
+// The picture work alone: resampling and re-encoding one picture, and
+// tighter coding of a JPEG kept as it is. What compression makes of whole
+// documents (levels, kinds left alone, soft masks) is checked in tst_compress.
 class TestImageRecompressor : public QObject {
     Q_OBJECT
 private Q_SLOTS:
@@ -117,7 +120,49 @@ private Q_SLOTS:
         if (replaced)
             QVERIFY(out.data.size() < input.storedBytes);
     }
+
+    // A JPEG kept as it is gets tighter Huffman tables, its pixels the same.
+    void samePixelsFewerBytes_data()
+    {
+        QTest::addColumn<QImage>("image");
+        QTest::addColumn<int>("quality");
+        const QImage photo = naturalPhoto(QSize(640, 480), 3);
+        QTest::newRow("colour") << photo << 90;
+        QTest::newRow("grey scan") << photo.convertToFormat(QImage::Format_Grayscale8) << 50;
+    }
+    void samePixelsFewerBytes()
+    {
+        QFETCH(QImage, image);
+        QFETCH(int, quality);
+        const QByteArray before = encode(image, "JPEG", quality);
+        const auto after = tighterJpeg(before);
+        QVERIFY(after);
+        QVERIFY2(after->size() < before.size(),
+                 qPrintable(u"%1 → %2"_s.arg(before.size()).arg(after->size())));
+        const QImage was = QImage::fromData(before, "JPEG");
+        const QImage is = QImage::fromData(*after, "JPEG");
+        QVERIFY(!is.isNull());
+        QCOMPARE(is.format(), was.format());
+        QVERIFY(is == was);
+    }
+
+    void refusesWhatIsntAJpeg_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        const QImage photo = naturalPhoto(QSize(64, 48), 1);
+        const QByteArray jpeg = encode(photo, "JPEG", 80);
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("a PNG") << encode(photo, "PNG");
+        QTest::newRow("cut short") << jpeg.left(jpeg.size() / 3);
+        QTest::newRow("only the start marker") << QByteArray("\xFF\xD8\xFF", 3);
+        QTest::newRow("garbage after the marker") << QByteArray("\xFF\xD8") + QByteArray(500, 'B');
+    }
+    void refusesWhatIsntAJpeg()
+    {
+        QFETCH(QByteArray, data);
+        QCOMPARE(tighterJpeg(data), std::nullopt);
+    }
 };
 
-QTEST_GUILESS_MAIN(TestImageRecompressor)
+QTEST_MAIN(TestImageRecompressor)
 #include "tst_imagerecompressor.moc"

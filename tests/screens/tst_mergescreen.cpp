@@ -15,7 +15,6 @@
 #include "support/ScreenParts.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QFileInfo>
 #include <QLabel>
 #include <QLayout>
@@ -25,6 +24,8 @@
 #include <QTest>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 using namespace ScreenParts;
 
@@ -33,7 +34,7 @@ namespace {
 QList<QWidget *> rows(QWidget *screen)
 {
     QList<QWidget *> shown;
-    for (QWidget *r : screen->findChildren<QWidget *>(QStringLiteral("mergeRow")))
+    for (QWidget *r : screen->findChildren<QWidget *>(u"mergeRow"_s))
         if (r->parentWidget()->layout()->indexOf(r) >= 0)
             shown << r;
     std::sort(shown.begin(), shown.end(), [](QWidget *a, QWidget *b) {
@@ -69,15 +70,10 @@ private Q_SLOTS:
         Symbols::installTheme();
         for (const auto &[name, pages] :
              {std::pair{"Report", 3}, std::pair{"Annex", 2}, std::pair{"Single", 1}})
-            writeFile(m_dir.filePath(name + QStringLiteral(".pdf")),
-                      textPDF(pages, QLatin1String(name)));
-        WriteOptions limited;
-        limited.encrypt = true;
-        limited.ownerPassword = QStringLiteral("boss");
-        limited.allowChanges = false;
-        writeFile(m_dir.filePath(QStringLiteral("Limited.pdf")),
-                  makePDF(numberedPages(2), limited));
-        writeFile(m_dir.filePath(QStringLiteral("Photo.png")), encode(marker(400, 300), "PNG"));
+            writeFile(m_dir.filePath(name + u".pdf"_s), textPDF(pages, QLatin1String(name)));
+        writeFile(m_dir.filePath(u"Limited.pdf"_s),
+                  makePDF(numberedPages(2), lock({}, u"boss"_s, true)));
+        writeFile(m_dir.filePath(u"Photo.png"_s), encode(marker(400, 300), "PNG"));
     }
 
     void rowsFooterAndButton_data()
@@ -107,7 +103,7 @@ private Q_SLOTS:
         QFETCH(bool, enabled);
         QFETCH(bool, banner);
         Workspace ws;
-        ScriptedDialogs dialogs({QStringLiteral("boss")});
+        ScriptedDialogs dialogs({u"boss"_s});
         ws.setDialogs(&dialogs);
         ws.add(paths(files));
         MergeScreen screen(ws);
@@ -121,38 +117,28 @@ private Q_SLOTS:
                      captions[i].arg(Format::bytes(QFileInfo(m_dir.filePath(files[i])).size())));
             // Restricted: an orange caption and a button for the owner password.
             const bool restricted = captions[i].endsWith(QLatin1String("restricted"));
-            QCOMPARE(shown[i]
-                         ->findChild<QLabel *>(QStringLiteral("rowCaption"))
-                         ->property("restricted")
-                         .toBool(),
-                     restricted);
+            QCOMPARE(
+                shown[i]->findChild<QLabel *>(u"rowCaption"_s)->property("restricted").toBool(),
+                restricted);
             QCOMPARE(part<QPushButton>(shown[i], "rowOwnerPassword") != nullptr, restricted);
         }
         QCOMPARE(labelText(&screen, "mergeSummary"), summary);
         auto *merge = part<QPushButton>(&screen, "mergeButton");
-        QCOMPARE(merge->text(), QStringLiteral("Merge…"));
         QCOMPARE(merge->isEnabled(), enabled);
         auto *bannerWidget = screen.findChild<Banner *>();
         QCOMPARE(bannerWidget->isVisible(), banner);
-        QCOMPARE(bannerWidget->text(),
-                 QStringLiteral("Some files have restrictions set by their owner. Enter the "
-                                "owner password for them, or remove them from the list."));
         if (!banner)
             return;
         // The owner password given on the row, it is an ordinary row and the files can be merged.
-        auto *unlock = row(&screen, QStringLiteral("Limited.pdf"))
-                           ->findChild<QPushButton *>(QStringLiteral("rowOwnerPassword"));
-        QCOMPARE(unlock->text(), QStringLiteral("Enter Owner Password…"));
-        click(unlock);
+        click(part<QPushButton>(row(&screen, u"Limited.pdf"_s), "rowOwnerPassword"));
         QCOMPARE(dialogs.asked.size(), 1);
         QVERIFY(!bannerWidget->isVisible());
         QVERIFY(merge->isEnabled());
-        QWidget *unlocked = row(&screen, QStringLiteral("Limited.pdf"));
+        QWidget *unlocked = row(&screen, u"Limited.pdf"_s);
         QVERIFY(!part<QPushButton>(unlocked, "rowOwnerPassword"));
-        QCOMPARE(
-            labelText(unlocked, "rowCaption"),
-            QStringLiteral("2 pages · ") +
-                Format::bytes(QFileInfo(m_dir.filePath(QStringLiteral("Limited.pdf"))).size()));
+        QCOMPARE(labelText(unlocked, "rowCaption"),
+                 u"2 pages · "_s +
+                     Format::bytes(QFileInfo(m_dir.filePath(u"Limited.pdf"_s)).size()));
     }
 
     // The prompt's texts: tst_components. A file chosen in the open panel
@@ -171,8 +157,7 @@ private Q_SLOTS:
         QVERIFY(!part<QPushButton>(&screen, "mergeButton")->isVisible());
         QTest::mouseClick(part<QPushButton>(prompt, "chooseFiles"), Qt::LeftButton);
         QVERIFY(!prompt->isVisible());
-        QTest::mouseClick(row(&screen, QStringLiteral("Report.pdf"))
-                              ->findChild<QToolButton *>(QStringLiteral("rowRemove")),
+        QTest::mouseClick(row(&screen, u"Report.pdf"_s)->findChild<QToolButton *>(u"rowRemove"_s),
                           Qt::LeftButton);
         QVERIFY(ws.files().isEmpty());
         QVERIFY(prompt->isVisible());
@@ -209,7 +194,7 @@ private Q_SLOTS:
         const QPoint at = to < 3 ? before[to]->geometry().topLeft() + QPoint(30, 4)
                                  : before[2]->geometry().bottomLeft() + QPoint(30, 10);
         QMimeData mime;
-        from < 0 ? mime.setUrls({QUrl::fromLocalFile(m_dir.filePath(QStringLiteral("Photo.png")))})
+        from < 0 ? mime.setUrls({QUrl::fromLocalFile(m_dir.filePath(u"Photo.png"_s))})
                  : mime.setData(QString::fromLatin1(MergeList::kRowMime), QByteArray::number(from));
         QDragEnterEvent enter(at, Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(list, &enter);
@@ -229,13 +214,13 @@ private Q_SLOTS:
         QCOMPARE(shown, order);
         // The suggestion follows too: "<first> merged".
         QCOMPARE(screen.model().suggestedName(),
-                 QFileInfo(order.first()).completeBaseName() + QStringLiteral(" merged"));
+                 QFileInfo(order.first()).completeBaseName() + u" merged"_s);
     }
 
     void mergeThroughTheScreen()
     {
         QTemporaryDir out;
-        const QString destination = out.filePath(QStringLiteral("Together.pdf"));
+        const QString destination = out.filePath(u"Together.pdf"_s);
         Workspace ws;
         ScriptedDialogs dialogs;
         dialogs.saveAnswers = {std::nullopt, destination}; // the panel cancelled, then answered
@@ -245,9 +230,7 @@ private Q_SLOTS:
         MergeScreen screen(ws);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
-        auto *add = part<QPushButton>(&screen, "mergeAddFiles");
-        QCOMPARE(add->text(), QStringLiteral("Add Files"));
-        click(add);
+        click(part<QPushButton>(&screen, "mergeAddFiles"));
         auto *merge = part<QPushButton>(&screen, "mergeButton");
         click(merge);
         // The panel opens in the first file's folder with the suggested name; cancelled, nothing
@@ -262,18 +245,12 @@ private Q_SLOTS:
         ws.remove(ws.files()[1].id);
         ws.add(paths({"Single.pdf"}));
         QVERIFY(finish(screen, 60000));
-        QCOMPARE(labelText(&screen, "jobTitle"), QStringLiteral("Merged 6 pages"));
+        QCOMPARE(labelText(&screen, "jobTitle"), u"Merged 6 pages"_s);
         QCOMPARE(labelText(&screen, "jobDetail"),
-                 QStringLiteral("Together.pdf · ") + Format::bytes(QFileInfo(destination).size()));
+                 u"Together.pdf · "_s + Format::bytes(QFileInfo(destination).size()));
         QVERIFY(merge->isEnabled());
-        QFile written(destination);
-        QVERIFY(written.open(QIODevice::ReadOnly));
-        QStringList texts;
-        for (const QString &text : popplerPageTexts(written.readAll()))
-            texts << text.trimmed();
-        QCOMPARE(texts,
+        QCOMPARE(popplerPageTexts(readFile(destination)),
                  (QStringList{"Annex 1", "Annex 2", "", "Report 1", "Report 2", "Report 3"}));
-        QVERIFY(part<QPushButton>(&screen, "jobShow")->isVisible());
     }
 };
 

@@ -13,7 +13,6 @@
 #include "tasks/PagesModel.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QFileInfo>
 #include <QLabel>
 #include <QMenu>
@@ -21,6 +20,8 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 using namespace Fixtures;
 
@@ -65,15 +66,11 @@ private Q_SLOTS:
     void initTestCase()
     {
         Symbols::installTheme();
-        writeFile(path(QStringLiteral("Doc.pdf")), textPDF(5, QStringLiteral("Doc")));
-        writeFile(path(QStringLiteral("Other.pdf")), textPDF(2, QStringLiteral("Other")));
-        writeFile(path(QStringLiteral("Third.pdf")), textPDF(3, QStringLiteral("Third")));
-        WriteOptions limited;
-        limited.encrypt = true;
-        limited.ownerPassword = QStringLiteral("boss");
-        limited.allowChanges = false;
-        writeFile(path(QStringLiteral("Limited.pdf")), makePDF(numberedPages(2), limited));
-        writeFile(path(QStringLiteral("Photo.png")), encode(marker(400, 300), "PNG"));
+        writeFile(path(u"Doc.pdf"_s), textPDF(5, u"Doc"_s));
+        writeFile(path(u"Other.pdf"_s), textPDF(2, u"Other"_s));
+        writeFile(path(u"Third.pdf"_s), textPDF(3, u"Third"_s));
+        writeFile(path(u"Limited.pdf"_s), makePDF(numberedPages(2), lock({}, u"boss"_s, true)));
+        writeFile(path(u"Photo.png"_s), encode(marker(400, 300), "PNG"));
     }
 
     void selectionEnablesButtons_data()
@@ -97,7 +94,7 @@ private Q_SLOTS:
         QFETCH(QString, summary);
         QFETCH(bool, canDelete);
         Setup s;
-        open(s, {QStringLiteral("Doc.pdf")});
+        open(s, {u"Doc.pdf"_s});
         const PagesView &screen = *s.screen;
         for (int index : clicks)
             click(s.grid, index);
@@ -118,7 +115,7 @@ private Q_SLOTS:
     void editsThroughTheToolbarAndKeys()
     {
         Setup s;
-        open(s, {QStringLiteral("Doc.pdf")});
+        open(s, {u"Doc.pdf"_s});
         const PagesView &screen = *s.screen;
         PagesModel &model = s.screen->model();
         // Nothing selected: a turn goes to every page.
@@ -137,7 +134,7 @@ private Q_SLOTS:
         QCOMPARE(model.items()[0].extra, 270);
         QTest::keyClick(s.grid, Qt::Key_Delete);
         QCOMPARE(pages(model), (QStringList{"Doc 1", "Doc 3", "Doc 5"}));
-        QCOMPARE(part<QLabel>(screen, "pagesSummary")->text(), QStringLiteral("3 pages"));
+        QCOMPARE(part<QLabel>(screen, "pagesSummary")->text(), u"3 pages"_s);
         QTest::keyClick(s.grid, Qt::Key_Z, Qt::ControlModifier);
         QCOMPARE(model.items().size(), 5);
         // Every page selected, Backspace (like the button) deletes nothing.
@@ -159,14 +156,13 @@ private Q_SLOTS:
     void addPagesFromMenu()
     {
         Setup s;
-        open(s, {QStringLiteral("Doc.pdf"), QStringLiteral("Photo.png"),
-                 QStringLiteral("Limited.pdf"), QStringLiteral("Other.pdf")});
-        s.dialogs.openAnswers = {{path(QStringLiteral("Third.pdf"))}};
+        open(s, {u"Doc.pdf"_s, u"Photo.png"_s, u"Limited.pdf"_s, u"Other.pdf"_s});
+        s.dialogs.openAnswers = {{path(u"Third.pdf"_s)}};
         auto *menu = part<QPushButton>(*s.screen, "pagesAddFrom")->menu();
         Q_EMIT menu->aboutToShow();
         QStringList entries;
         for (QAction *action : menu->actions())
-            entries << (action->isSeparator() ? QStringLiteral("—") : action->text());
+            entries << (action->isSeparator() ? u"—"_s : action->text());
         QCOMPARE(entries, (QStringList{"Other.pdf", "—", "Choose a File…"}));
         menu->actions().first()->trigger();
         menu->actions().last()->trigger();
@@ -174,7 +170,7 @@ private Q_SLOTS:
         QCOMPARE(pages(s.screen->model()),
                  (QStringList{"Doc 1", "Doc 2", "Doc 3", "Doc 4", "Doc 5", "Other 1", "Other 2",
                               "Third 1", "Third 2", "Third 3"}));
-        QCOMPARE(part<QLabel>(*s.screen, "pagesSummary")->text(), QStringLiteral("10 pages"));
+        QCOMPARE(part<QLabel>(*s.screen, "pagesSummary")->text(), u"10 pages"_s);
     }
 
     void dropReorders_data()
@@ -195,10 +191,10 @@ private Q_SLOTS:
         QFETCH(int, onto);
         QFETCH(QStringList, order);
         Setup s;
-        open(s, {QStringLiteral("Doc.pdf")});
+        open(s, {u"Doc.pdf"_s});
         const auto &items = s.screen->model().items();
         QMimeData mime;
-        mime.setText(dragged >= 0 ? items[dragged].id.toString() : QStringLiteral("Doc 4"));
+        mime.setText(dragged >= 0 ? items[dragged].id.toString() : u"Doc 4"_s);
         const QPoint at = onto < items.size()
                               ? s.grid->cellRect(onto).center()
                               : s.grid->cellRect(int(items.size()) - 1).center() + QPoint(150, 0);
@@ -214,10 +210,10 @@ private Q_SLOTS:
     void saveSelectedToTheJobBar()
     {
         QTemporaryDir out;
-        const QString destination = out.filePath(QStringLiteral("Picked.pdf"));
+        const QString destination = out.filePath(u"Picked.pdf"_s);
         Setup s;
         s.dialogs.saveAnswers = {std::nullopt, destination}; // cancelled, then answered
-        open(s, {QStringLiteral("Doc.pdf")});
+        open(s, {u"Doc.pdf"_s});
         const PagesView &screen = *s.screen;
         click(s.grid, 3);
         click(s.grid, 1);
@@ -230,15 +226,9 @@ private Q_SLOTS:
         QVERIFY(!save->isEnabled()); // while it runs
         QVERIFY(!part(screen, "pagesSaveCopy")->isEnabled());
         QVERIFY(finish(s.screen->job(), 60000));
-        QCOMPARE(part<QLabel>(screen, "jobTitle")->text(), QStringLiteral("Saved 2 pages"));
-        QCOMPARE(part<QLabel>(screen, "jobDetail")->text().section(u' ', 0, 0),
-                 QStringLiteral("Picked.pdf"));
-        QFile written(destination);
-        QVERIFY(written.open(QIODevice::ReadOnly));
-        QStringList texts;
-        for (const QString &text : popplerPageTexts(written.readAll()))
-            texts << text.trimmed();
-        QCOMPARE(texts, (QStringList{"Doc 2", "Doc 4"}));
+        QCOMPARE(part<QLabel>(screen, "jobTitle")->text(), u"Saved 2 pages"_s);
+        QCOMPARE(part<QLabel>(screen, "jobDetail")->text().section(u' ', 0, 0), u"Picked.pdf"_s);
+        QCOMPARE(popplerPageTexts(readFile(destination)), (QStringList{"Doc 2", "Doc 4"}));
     }
 };
 

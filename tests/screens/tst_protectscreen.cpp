@@ -23,6 +23,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 using namespace ProtectChecks;
 using namespace ScreenParts;
@@ -82,36 +84,29 @@ private Q_SLOTS:
         m_screen.reset();
         m_ws.reset();
         m_dir = std::make_unique<QTemporaryDir>();
-        writeFile(path(QStringLiteral("Report.pdf")), textPDF(3, QStringLiteral("Report")));
-        writeFile(path(QStringLiteral("Secret.pdf")),
-                  makePDF(numberedPages(2, QStringLiteral("Secret")), tenantLock()));
-        m_dialogs = std::make_unique<ScriptedDialogs>(
-            QList<std::optional<QString>>{QStringLiteral("tenant")});
+        writeFile(path(u"Report.pdf"_s), textPDF(3, u"Report"_s));
+        writeFile(path(u"Secret.pdf"_s),
+                  makePDF(numberedPages(2, u"Secret"_s), lock(u"tenant"_s, u"landlord"_s)));
+        m_dialogs = std::make_unique<ScriptedDialogs>(QList<std::optional<QString>>{u"tenant"_s});
         m_ws = std::make_unique<Workspace>();
         m_ws->setDialogs(m_dialogs.get());
     }
 
-    void addModeTexts()
+    // Add mode first, its texts the task's, both toggles on.
+    void addMode()
     {
-        show({QStringLiteral("Report.pdf")});
+        show({u"Report.pdf"_s});
+        for (const Protect::Mode mode : Protect::modes())
+            QCOMPARE(modeButton(*m_screen, "protectMode", mode)->text(), Protect::label(mode));
         QVERIFY(modeButton(*m_screen, "protectMode", Protect::Mode::Add)->isChecked());
-        QCOMPARE(modeButton(*m_screen, "protectMode", Protect::Mode::Add)->text(),
-                 QStringLiteral("Add a password"));
-        QCOMPARE(modeButton(*m_screen, "protectMode", Protect::Mode::Remove)->text(),
-                 QStringLiteral("Remove the password"));
-        QCOMPARE(part<QCheckBox>(*m_screen, "protectPrinting")->text(),
-                 QStringLiteral("Allow printing"));
-        QCOMPARE(part<QCheckBox>(*m_screen, "protectCopying")->text(),
-                 QStringLiteral("Allow copying text and pictures"));
-        QVERIFY(part<QCheckBox>(*m_screen, "protectPrinting")->isChecked());
-        QVERIFY(part<QCheckBox>(*m_screen, "protectCopying")->isChecked());
-        QCOMPARE(
-            labelText(*m_screen, "protectNote"),
-            QStringLiteral("Anyone opening the file needs this password. If you forget it, nobody "
-                           "can open the file, so keep it somewhere safe."));
-        QCOMPARE(labelText(*m_screen, "protectMismatch"),
-                 QStringLiteral("The two passwords are different."));
-        QCOMPARE(part<QPushButton>(*m_screen, "protectButton")->text(), QStringLiteral("Protect"));
+        for (const auto &[name, text] : {std::pair{"protectPrinting", Protect::printingLabel()},
+                                         std::pair{"protectCopying", Protect::copyingLabel()}}) {
+            QCOMPARE(part<QCheckBox>(*m_screen, name)->text(), text);
+            QVERIFY(part<QCheckBox>(*m_screen, name)->isChecked());
+        }
+        QCOMPARE(labelText(*m_screen, "protectNote"), Protect::note());
+        QCOMPARE(labelText(*m_screen, "protectMismatch"), Protect::mismatchText());
+        QCOMPARE(part<QPushButton>(*m_screen, "protectButton")->text(), Protect::protectButton());
         QVERIFY(shows(*m_screen, "protectAdd"));
         QVERIFY(!shows(*m_screen, "protectRemove"));
         QVERIFY(!shows(*m_screen, "jobBar"));
@@ -135,16 +130,13 @@ private Q_SLOTS:
         QVERIFY(!shows(*m_screen, "protectAdd"));
         QVERIFY(shows(*m_screen, "protectRemove"));
         QCOMPARE(shows(*m_screen, "banner"), !offer);
-        QCOMPARE(labelText(*m_screen, "bannerText"), QStringLiteral("This file has no password."));
+        QCOMPARE(labelText(*m_screen, "bannerText"), Protect::noPasswordBanner());
         QVERIFY(!Symbols::pixmap(Protect::noPasswordSymbol(), 18, Qt::blue).isNull());
         QCOMPARE(shows(*m_screen, "protectRemoveText"), offer);
-        QCOMPARE(
-            labelText(*m_screen, "protectRemoveText"),
-            QStringLiteral("You opened this file with its password. Quirebook will save a copy "
-                           "that opens without one."));
+        QCOMPARE(labelText(*m_screen, "protectRemoveText"), Protect::removeExplanation());
         QCOMPARE(shows(*m_screen, "removePasswordButton"), offer);
         QCOMPARE(part<QPushButton>(*m_screen, "removePasswordButton")->text(),
-                 QStringLiteral("Remove Password"));
+                 Protect::removeButton());
         QCOMPARE(model().canRemove(), offer);
     }
 
@@ -154,19 +146,19 @@ private Q_SLOTS:
     // the outcome.
     void protectRun()
     {
-        show({QStringLiteral("Report.pdf")});
+        show({u"Report.pdf"_s});
         auto *field = part<QLineEdit>(*m_screen, "protectPassword");
         auto *again = part<QLineEdit>(*m_screen, "protectPasswordAgain");
         auto *protect = part<QPushButton>(*m_screen, "protectButton");
         QCOMPARE(field->echoMode(), QLineEdit::Password);
         QCOMPARE(again->echoMode(), QLineEdit::Password);
-        const QString password = QStringLiteral("пароль €");
+        const QString password = u"пароль €"_s;
         type(field, password);
         QVERIFY(!shows(*m_screen, "protectMismatch"));
         QVERIFY(!protect->isEnabled());
-        type(again, QStringLiteral("x"));
+        type(again, u"x"_s);
         QCOMPARE(model().request().password, password);
-        QCOMPARE(model().passwordAgain(), QStringLiteral("x"));
+        QCOMPARE(model().passwordAgain(), u"x"_s);
         QVERIFY(shows(*m_screen, "protectMismatch"));
         QVERIFY(!protect->isEnabled());
         QTest::keyClick(again, Qt::Key_Return);
@@ -190,24 +182,24 @@ private Q_SLOTS:
         QVERIFY(model().request().password.isEmpty() && model().passwordAgain().isEmpty());
         QVERIFY(!protect->isEnabled());
         QVERIFY(finish(*m_screen, 60000));
-        QCOMPARE(labelText(*m_screen, "jobTitle"), QStringLiteral("Saved “Report protected.pdf”"));
+        QCOMPARE(labelText(*m_screen, "jobTitle"), u"Saved “Report protected.pdf”"_s);
         QVERIFY(shows(*m_screen, "jobShow"));
-        QCOMPARE(poppler(path(QStringLiteral("Report protected.pdf")), password).pages, 3);
+        QCOMPARE(poppler(path(u"Report protected.pdf"_s), password).pages, 3);
     }
 
     // Another file: the job's result goes, the form stays as it was; then
     // the password comes off the second.
     void choosingAnotherFile()
     {
-        show({QStringLiteral("Report.pdf"), QStringLiteral("Secret.pdf")});
+        show({u"Report.pdf"_s, u"Secret.pdf"_s});
         m_ws->select(m_ws->pdfs().first().id);
-        typeBoth(QStringLiteral("pw"));
+        typeBoth(u"pw"_s);
         click(part<QPushButton>(*m_screen, "protectButton"));
         QVERIFY(finish(*m_screen, 60000));
         QVERIFY(std::holds_alternative<Job::Done>(model().job().state()));
 
         toggle(part<QCheckBox>(*m_screen, "protectCopying"));
-        type(part<QLineEdit>(*m_screen, "protectPassword"), QStringLiteral("half"));
+        type(part<QLineEdit>(*m_screen, "protectPassword"), u"half"_s);
         click(modeButton(*m_screen, "protectMode", Protect::Mode::Remove));
         m_ws->select(m_ws->pdfs().last().id);
         QVERIFY(std::holds_alternative<Job::Idle>(model().job().state()));
@@ -215,13 +207,13 @@ private Q_SLOTS:
         QVERIFY(modeButton(*m_screen, "protectMode", Protect::Mode::Remove)->isChecked());
         QVERIFY(shows(*m_screen, "removePasswordButton")); // Secret.pdf has a password
         QVERIFY(!part<QCheckBox>(*m_screen, "protectCopying")->isChecked());
-        QCOMPARE(part<QLineEdit>(*m_screen, "protectPassword")->text(), QStringLiteral("half"));
+        QCOMPARE(part<QLineEdit>(*m_screen, "protectPassword")->text(), u"half"_s);
 
         auto *remove = part<QPushButton>(*m_screen, "removePasswordButton");
         click(remove);
         QVERIFY(!remove->isEnabled() || !model().job().isRunning());
         QVERIFY(finish(*m_screen, 60000));
-        QCOMPARE(labelText(*m_screen, "jobTitle"), QStringLiteral("Saved “Secret unlocked.pdf”"));
+        QCOMPARE(labelText(*m_screen, "jobTitle"), u"Saved “Secret unlocked.pdf”"_s);
         QVERIFY(remove->isEnabled());
         // Choosing the same file again keeps a result on show.
         m_ws->select(m_ws->pdfs().last().id);
@@ -233,24 +225,23 @@ private Q_SLOTS:
     // the file can't be read any more.
     void noFolderNextToTheFile()
     {
-        QVERIFY(QDir(m_dir->path()).mkdir(QStringLiteral("in")));
-        QVERIFY(QFile::rename(path(QStringLiteral("Report.pdf")),
-                              path(QStringLiteral("in/Report.pdf"))));
-        show({QStringLiteral("in/Report.pdf")});
-        QVERIFY(QDir(m_dir->path()).rename(QStringLiteral("in"), QStringLiteral("moved")));
+        QVERIFY(QDir(m_dir->path()).mkdir(u"in"_s));
+        QVERIFY(QFile::rename(path(u"Report.pdf"_s), path(u"in/Report.pdf"_s)));
+        show({u"in/Report.pdf"_s});
+        QVERIFY(QDir(m_dir->path()).rename(u"in"_s, u"moved"_s));
 
-        typeBoth(QStringLiteral("pw"));
+        typeBoth(u"pw"_s);
         click(part<QPushButton>(*m_screen, "protectButton"));
-        QCOMPARE(m_dialogs->saveProposals, QStringList{QStringLiteral("|Report protected.pdf")});
+        QCOMPARE(m_dialogs->saveProposals, QStringList{u"|Report protected.pdf"_s});
         QVERIFY(std::holds_alternative<Job::Idle>(model().job().state()));
-        QCOMPARE(part<QLineEdit>(*m_screen, "protectPassword")->text(), QStringLiteral("pw"));
+        QCOMPARE(part<QLineEdit>(*m_screen, "protectPassword")->text(), u"pw"_s);
 
-        const QString chosen = path(QStringLiteral("Chosen.pdf"));
+        const QString chosen = path(u"Chosen.pdf"_s);
         m_dialogs->saveAnswers = {chosen};
         click(part<QPushButton>(*m_screen, "protectButton"));
         QVERIFY(finish(*m_screen, 60000));
         QCOMPARE(labelText(*m_screen, "jobTitle"),
-                 PDFError::unreadable(QStringLiteral("Report.pdf")).description());
+                 PDFError::unreadable(u"Report.pdf"_s).description());
         QVERIFY(!shows(*m_screen, "jobShow"));
     }
 };

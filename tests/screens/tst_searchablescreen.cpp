@@ -8,7 +8,6 @@
 #include "screens/Symbols.h"
 #include "screens/ToolPage.h"
 #include "support/Fixtures.h"
-#include "support/ScanFixtures.h"
 #include "support/ScreenParts.h"
 #include "tasks/MakeSearchable.h"
 
@@ -22,6 +21,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 using namespace ScreenParts;
@@ -33,8 +34,8 @@ QByteArray typedPDF(int pages)
 {
     DocSpec layout;
     for (int i = 1; i <= pages; ++i)
-        layout.pages.append(PageSpec{QStringLiteral("Typed words already on page %1").arg(i),
-                                     QSizeF(560, 120), 0, std::nullopt});
+        layout.pages.append(PageSpec{u"Typed words already on page %1"_s.arg(i), QSizeF(560, 120),
+                                     0, std::nullopt});
     return makePDF(layout);
 }
 } // namespace
@@ -74,7 +75,7 @@ private Q_SLOTS:
     void screenForAFile()
     {
         Workspace ws;
-        const auto screen = screenFor(ws, QStringLiteral("shown"), {{"Shown.pdf", m_typed}});
+        const auto screen = screenFor(ws, u"shown"_s, {{"Shown.pdf", m_typed}});
         QVERIFY(QTest::qWaitForWindowExposed(screen.get()));
         auto *explanation = part<QLabel>(*screen, "searchableExplanation");
         QCOMPARE(explanation->text(), MakeSearchable::explanation());
@@ -84,7 +85,7 @@ private Q_SLOTS:
         QVERIFY(screen->model().skip());
         auto *languageLabel = part<QLabel>(*screen, "searchableLanguageLabel");
         auto *language = part<QComboBox>(*screen, "searchableLanguage");
-        QCOMPARE(languageLabel->text(), QStringLiteral("Language"));
+        QCOMPARE(languageLabel->text(), u"Language"_s);
         QCOMPARE(languageLabel->buddy(), language);
         auto *button = part<QPushButton>(*screen, "searchableButton");
         QCOMPARE(button->text(), MakeSearchable::button());
@@ -105,11 +106,11 @@ private Q_SLOTS:
     {
         const QStringList installed = MakeSearchable::installedLanguages();
         Workspace ws;
-        ws.add({writeFile(m_dir.filePath(QStringLiteral("Languages.pdf")), m_typed)});
-        QStringList expected{QStringLiteral("English")};
+        ws.add({writeFile(m_dir.filePath(u"Languages.pdf"_s), m_typed)});
+        QStringList expected{u"English"_s};
         for (const QString &code : installed)
             if (code != QLatin1String("eng"))
-                expected << QStringLiteral("English and ") + MakeSearchable::languageName(code);
+                expected << u"English and "_s + MakeSearchable::languageName(code);
         const auto picker = [&ws] { return std::make_unique<SearchableScreen>(ws); };
         const auto items = [](const SearchableScreen &screen) {
             auto *box = part<QComboBox>(screen, "searchableLanguage");
@@ -120,16 +121,14 @@ private Q_SLOTS:
         };
         QCOMPARE(items(*picker()), expected);
 
-        MakeSearchable::rememberLanguages({QStringLiteral("xx")});
-        QCOMPARE(part<QComboBox>(*picker(), "searchableLanguage")->currentText(),
-                 QStringLiteral("English"));
-        QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{QStringLiteral("xx")});
+        MakeSearchable::rememberLanguages({u"xx"_s});
+        QCOMPARE(part<QComboBox>(*picker(), "searchableLanguage")->currentText(), u"English"_s);
+        QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{u"xx"_s});
         if (installed.size() >= 3) {
             MakeSearchable::rememberLanguages(installed.mid(1, 2));
             QCOMPARE(part<QComboBox>(*picker(), "searchableLanguage")->currentText(),
-                     QStringLiteral("English and %1 and %2")
-                         .arg(MakeSearchable::languageName(installed.at(1)),
-                              MakeSearchable::languageName(installed.at(2))));
+                     u"English and %1 and %2"_s.arg(MakeSearchable::languageName(installed.at(1)),
+                                                    MakeSearchable::languageName(installed.at(2))));
         }
         if (installed.size() < 2)
             QSKIP("only one recognition language is installed");
@@ -137,82 +136,44 @@ private Q_SLOTS:
         QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{installed.at(1)});
         auto *language = part<QComboBox>(*picker(), "searchableLanguage");
         QCOMPARE(language->currentText(),
-                 QStringLiteral("English and ") + MakeSearchable::languageName(installed.at(1)));
+                 u"English and "_s + MakeSearchable::languageName(installed.at(1)));
         language->setCurrentIndex(0);
         QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{});
     }
 
-    // A scan read through the screen to the job bar; the controls rest
-    // while it runs.
-    void readsAScan()
+    // The toggle reaches the work: pages with text are skipped, or read
+    // again, the controls resting while that runs. The toggle, set off,
+    // outlasts the change of file; the outcome doesn't.
+    void pagesWithText()
     {
         Workspace ws;
-        const auto page =
-            scan({QStringLiteral("Invoice 4711 total due")}, QSizeF(360, 144), 200, 18);
         const auto screen =
-            screenFor(ws, QStringLiteral("scan"), {{"Scan.pdf", scanPDF({{page.image, 200}})}});
+            screenFor(ws, u"typed"_s, {{"First.pdf", m_typed}, {"Second.pdf", m_typed}});
+        click(part<QPushButton>(*screen, "searchableButton"));
+        QVERIFY(finish(*screen)); // skipping every page: quick
+        QCOMPARE(labelText(*screen, "jobTitle"), u"Saved “First searchable.pdf”"_s);
+        QCOMPARE(labelText(*screen, "jobDetail"),
+                 u"Read 0 pages, found 0 words. 2 already had text."_s);
+        toggle(part<QCheckBox>(*screen, "searchableSkip"), 8);
+        QVERIFY(!screen->model().skip());
+        ws.select(ws.files().last().id);
+        QVERIFY(std::holds_alternative<Job::Idle>(screen->model().job().state()));
+        QVERIFY(!shows(*screen, "jobBar"));
+        QVERIFY(!part<QCheckBox>(*screen, "searchableSkip")->isChecked());
+
+        // The panel is made anew for the file chosen now.
         auto *button = part<QPushButton>(*screen, "searchableButton");
         auto *language = part<QComboBox>(*screen, "searchableLanguage");
         click(button);
         QVERIFY(!button->isEnabled()); // while it runs
         QVERIFY(!language->isEnabled());
-        QCOMPARE(labelText(*screen, "jobText"), QStringLiteral("Reading…"));
+        QCOMPARE(labelText(*screen, "jobText"), u"Reading…"_s);
         QVERIFY(finish(*screen));
-        QVERIFY(button->isEnabled());
-        QVERIFY(language->isEnabled());
-        QCOMPARE(labelText(*screen, "jobTitle"), QStringLiteral("Saved “Scan searchable.pdf”"));
-        static const QRegularExpression detail(
-            QStringLiteral("^Read 1 page, found [1-9][0-9]* words\\.$"));
-        QVERIFY2(detail.match(labelText(*screen, "jobDetail")).hasMatch(),
+        QVERIFY(button->isEnabled() && language->isEnabled());
+        static const QRegularExpression readAgain(u"^Read 2 pages, found ([0-9]+) words\\.$"_s);
+        const auto match = readAgain.match(labelText(*screen, "jobDetail"));
+        QVERIFY2(match.hasMatch() && match.captured(1).toInt() >= 10,
                  qPrintable(labelText(*screen, "jobDetail")));
-        QVERIFY(part(*screen, "jobShow")->isVisible());
-    }
-
-    // The toggle reaches the work: pages with text are skipped or read again.
-    void pagesWithText_data()
-    {
-        QTest::addColumn<bool>("skip");
-        QTest::newRow("skipped") << true;
-        QTest::newRow("read again") << false;
-    }
-    void pagesWithText()
-    {
-        QFETCH(bool, skip);
-        Workspace ws;
-        const auto screen =
-            screenFor(ws, QString::fromLatin1(QTest::currentDataTag()), {{"Typed.pdf", m_typed}});
-        auto *toggle = part<QCheckBox>(*screen, "searchableSkip");
-        if (!skip)
-            ScreenParts::toggle(toggle, 8);
-        QCOMPARE(screen->model().skip(), skip);
-        click(part<QPushButton>(*screen, "searchableButton"));
-        QVERIFY(finish(*screen));
-        static const QRegularExpression readAgain(
-            QStringLiteral("^Read 2 pages, found ([0-9]+) words\\.$"));
-        const QString shown = labelText(*screen, "jobDetail");
-        if (skip)
-            QCOMPARE(shown, QStringLiteral("Read 0 pages, found 0 words. 2 already had text."));
-        else
-            QVERIFY2(readAgain.match(shown).hasMatch() &&
-                         readAgain.match(shown).captured(1).toInt() >= 10,
-                     qPrintable(shown));
-    }
-
-    // The toggle, set off, outlasts the change of file; the outcome doesn't.
-    void anotherFileResetsTheJob()
-    {
-        Workspace ws;
-        const auto screen = screenFor(ws, QStringLiteral("another"),
-                                      {{"First.pdf", m_typed}, {"Second.pdf", m_typed}});
-        click(part<QPushButton>(*screen, "searchableButton"));
-        QVERIFY(finish(*screen)); // skipping every page: quick
-        QVERIFY(part(*screen, "jobBar")->isVisible());
-        part<QCheckBox>(*screen, "searchableSkip")->setChecked(false);
-        ws.select(ws.files().last().id);
-        QVERIFY(std::holds_alternative<Job::Idle>(screen->model().job().state()));
-        QVERIFY(!part(*screen, "jobBar")->isVisible());
-        QVERIFY(!part<QCheckBox>(*screen, "searchableSkip")->isChecked());
-        QVERIFY(!screen->model().skip());
     }
 };
 

@@ -16,6 +16,8 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 using namespace ScreenParts;
 using Strokes = QList<QList<QPoint>>;
 
@@ -23,7 +25,7 @@ namespace {
 // Each stroke one press-drag-release, in canvas coordinates.
 void draw(QWidget *sheet, const Strokes &strokes)
 {
-    auto *canvas = sheet->findChild<QWidget *>(QStringLiteral("signatureCanvas"));
+    auto *canvas = sheet->findChild<QWidget *>(u"signatureCanvas"_s);
     for (const auto &points : strokes) {
         QTest::mousePress(canvas, Qt::LeftButton, {}, points.first());
         for (const QPoint &p : points.mid(1))
@@ -68,11 +70,11 @@ private Q_SLOTS:
         SignatureSheet::setDialogs(&m_dialogs);
         QImage paper(1600, 1200, QImage::Format_RGB32);
         paper.fill(Qt::white);
-        QVERIFY(paper.save(m_dir.filePath(QStringLiteral("blank.png"))));
+        QVERIFY(paper.save(m_dir.filePath(u"blank.png"_s)));
         paper.fill(QColor(200, 200, 200));
         QPainter(&paper).fillRect(300, 500, 1000, 60, QColor(30, 30, 30));
-        QVERIFY(paper.save(m_dir.filePath(QStringLiteral("signed.png"))));
-        QFile broken(m_dir.filePath(QStringLiteral("broken.png")));
+        QVERIFY(paper.save(m_dir.filePath(u"signed.png"_s)));
+        QFile broken(m_dir.filePath(u"broken.png"_s));
         QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write("not a picture") > 0);
     }
 
@@ -166,7 +168,7 @@ private Q_SLOTS:
         draw(&sheet, {{{40, 40}, {300, 120}}});
         modeButton(&sheet, "signatureMode", mode)->click();
         if (mode == 1)
-            choose(&sheet, QStringLiteral("signed.png"));
+            choose(&sheet, u"signed.png"_s);
         QVERIFY(inInk(sheet.signature(), 0));
         modeButton(&sheet, "inkChoice", 1)->click();
         QTRY_VERIFY(inInk(sheet.signature(), 1));
@@ -199,7 +201,7 @@ private Q_SLOTS:
                 return; // ask() showed nothing: the test hangs until its time limit
             rememberedAtFirst = sheet->remember();
             draw(sheet, {{{100, 80}}});
-            sheet->findChild<QCheckBox *>(QStringLiteral("rememberBox"))->click();
+            sheet->findChild<QCheckBox *>(u"rememberBox"_s)->click();
             QTest::keyClick(sheet, Qt::Key(key));
             // A key that did nothing ends the sheet the other way, so the test fails.
             if (sheet->isVisible())

@@ -27,6 +27,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 using namespace ScreenParts;
 
@@ -43,7 +45,7 @@ QStringList entries(const QMenu *menu)
 {
     QStringList texts;
     for (const QAction *action : menu->actions())
-        texts << (action->isSeparator() ? QStringLiteral("--") : action->text());
+        texts << (action->isSeparator() ? u"--"_s : action->text());
     return texts;
 }
 
@@ -89,8 +91,8 @@ private Q_SLOTS:
         QVERIFY(store().startsWith(m_data.path()));
         Symbols::installTheme();
         QVERIFY(ScreenRegistry::has(Tool::Sign));
-        writeFile(path(QStringLiteral("contract.pdf")), textPDF(3, QStringLiteral("Contract")));
-        writeFile(path(QStringLiteral("one.pdf")), textPDF(1));
+        writeFile(path(u"contract.pdf"_s), textPDF(3, u"Contract"_s));
+        writeFile(path(u"one.pdf"_s), textPDF(1));
     }
     void init()
     {
@@ -116,11 +118,10 @@ private Q_SLOTS:
         QFETCH(QStringList, menu);
         // Oldest first: the widths tell them apart.
         for (int i = 1; i <= saved; ++i)
-            QVERIFY(ink(100 * i, 50)
-                        .save(QDir(store()).filePath(
-                            QStringLiteral("signature-%1.png").arg(1000 + i))));
+            QVERIFY(
+                ink(100 * i, 50).save(QDir(store()).filePath(u"signature-%1.png"_s.arg(1000 + i))));
         Setup s;
-        open(s, QStringLiteral("contract.pdf"));
+        open(s, u"contract.pdf"_s);
         auto *signatures = part<QMenu>(*s.screen, "signSignatureMenu");
         QCOMPARE(entries(signatures), menu);
         if (saved == 0)
@@ -154,7 +155,7 @@ private Q_SLOTS:
             return std::optional(SignatureSheet::Result{ink(300, 90), remember});
         };
         Setup s;
-        open(s, QStringLiteral("contract.pdf"));
+        open(s, u"contract.pdf"_s);
         auto *signatures = part<QMenu>(*s.screen, "signSignatureMenu");
         signatures->actions().constLast()->trigger();
         SignatureSheet::asker() = previous;
@@ -164,83 +165,73 @@ private Q_SLOTS:
         QCOMPARE(entries(signatures).contains("Use saved signature 1"), remember);
     }
 
-    void bottomRow_data()
-    {
-        QTest::addColumn<QList<int>>("pages"); // where stamps go, zero-based
-        QTest::addColumn<QString>("text");
-        QTest::newRow("none") << QList<int>{}
-                              << "Add a signature or some text, then drag it into place. Drag the "
-                                 "corner dot to resize.";
-        QTest::newRow("one") << QList<int>{0} << "1 item placed. Your original file isn't changed.";
-        QTest::newRow("two pages")
-            << QList<int>{0, 1} << "2 items placed. Your original file isn't changed.";
-    }
-    void bottomRow()
-    {
-        QFETCH(QList<int>, pages);
-        QFETCH(QString, text);
-        Setup s;
-        open(s, QStringLiteral("contract.pdf"));
-        for (int page : pages) {
-            while (s.model->pageIndex() < page)
-                click(part<QPushButton>(*s.screen, "signNext"));
-            s.model->add(ink(30, 10), 90);
-        }
-        QCOMPARE(part<QLabel>(*s.screen, "signSummary")->text(), text);
-        QCOMPARE(part<QPushButton>(*s.screen, "signSave")->isEnabled(), !pages.isEmpty());
-    }
-
-    void pageButtons_data()
+    // Page navigation by button and key, and the bottom row as stamps are
+    // placed (on the first page, then on the page reached).
+    void pagesAndBottomRow_data()
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("nexts");
         QTest::addColumn<int>("pageDowns");
+        QTest::addColumn<int>("stamps");
         QTest::addColumn<QString>("label");
         QTest::addColumn<bool>("previous");
         QTest::addColumn<bool>("next");
-        QTest::newRow("one page") << "one.pdf" << 0 << 0 << "Page 1 of 1" << false << false;
-        QTest::newRow("middle") << "contract.pdf" << 1 << 0 << "Page 2 of 3" << true << true;
-        QTest::newRow("Page Down to the end")
-            << "contract.pdf" << 0 << 5 << "Page 3 of 3" << true << false;
+        QTest::addColumn<QString>("summary");
+        const QString placed = u"%1 placed. Your original file isn't changed."_s;
+        QTest::newRow("one page, none placed")
+            << "one.pdf" << 0 << 0 << 0 << "Page 1 of 1" << false << false
+            << "Add a signature or some text, then drag it into place. Drag the corner dot to "
+               "resize.";
+        QTest::newRow("middle, one placed") << "contract.pdf" << 1 << 0 << 1 << "Page 2 of 3"
+                                            << true << true << placed.arg(u"1 item"_s);
+        QTest::newRow("Page Down to the end, two placed")
+            << "contract.pdf" << 0 << 5 << 2 << "Page 3 of 3" << true << false
+            << placed.arg(u"2 items"_s);
     }
-    void pageButtons()
+    void pagesAndBottomRow()
     {
         QFETCH(QString, file);
         QFETCH(int, nexts);
         QFETCH(int, pageDowns);
+        QFETCH(int, stamps);
         QFETCH(QString, label);
         QFETCH(bool, previous);
         QFETCH(bool, next);
         Setup s;
         open(s, file);
+        if (stamps == 2)
+            s.model->add(ink(30, 10), 90);
         for (int i = 0; i < nexts; ++i)
             click(part<QPushButton>(*s.screen, "signNext"));
         for (int i = 0; i < pageDowns; ++i)
             QTest::keyClick(s.area, Qt::Key_PageDown);
+        if (stamps > 0)
+            s.model->add(ink(30, 10), 90);
         QCOMPARE(part<QLabel>(*s.screen, "signPageLabel")->text(), label);
         QCOMPARE(part<QPushButton>(*s.screen, "signPrevious")->isEnabled(), previous);
         QCOMPARE(part<QPushButton>(*s.screen, "signNext")->isEnabled(), next);
+        QTEST(part<QLabel>(*s.screen, "signSummary")->text(), "summary");
+        QCOMPARE(part<QPushButton>(*s.screen, "signSave")->isEnabled(), stamps > 0);
     }
 
     void textAndRemove()
     {
         Setup s;
-        open(s, QStringLiteral("contract.pdf"));
+        open(s, u"contract.pdf"_s);
         click(part<QPushButton>(*s.screen, "signText"));
         auto *popover = s.screen->findChild<SignBody *>()->textPopover();
         QTRY_VERIFY(popover->isVisible());
         auto *field = popover->findChild<QLineEdit *>();
-        QCOMPARE(field->placeholderText(), QStringLiteral("Type something (a name, APPROVED…)"));
+        QCOMPARE(field->placeholderText(), u"Type something (a name, APPROVED…)"_s);
         QVERIFY(!popover->findChild<QPushButton *>("signTextAdd")->isEnabled());
         QTest::keyClick(field, Qt::Key_Return);
         QVERIFY(s.model->placements().isEmpty());
 
-        QTest::keyClicks(field, QStringLiteral("APPROVED"));
+        QTest::keyClicks(field, u"APPROVED"_s);
         QVERIFY(popover->findChild<QPushButton *>("signTextAdd")->isEnabled());
         QTest::keyClick(field, Qt::Key_Return);
         QCOMPARE(s.model->placements().size(), 1);
-        const double width =
-            Stamps::text(QStringLiteral("APPROVED"), 18, Qt::black, false)->width() / 3.0;
+        const double width = Stamps::text(u"APPROVED"_s, 18, Qt::black, false)->width() / 3.0;
         const QRectF bounds = s.model->placements()[0].bounds;
         QCOMPARE(bounds.width(), width);
         QCOMPARE(bounds.center(), QPointF(306, 396)); // the middle of a Letter page
@@ -260,10 +251,10 @@ private Q_SLOTS:
 
     void picture()
     {
-        QVERIFY(ink(2000, 1000).save(path(QStringLiteral("photo.png"))));
+        QVERIFY(ink(2000, 1000).save(path(u"photo.png"_s)));
         Setup s;
-        open(s, QStringLiteral("contract.pdf"));
-        s.dialogs.imageAnswers = {std::nullopt, path(QStringLiteral("photo.png"))};
+        open(s, u"contract.pdf"_s);
+        s.dialogs.imageAnswers = {std::nullopt, path(u"photo.png"_s)};
         click(part<QPushButton>(*s.screen, "signPicture")); // cancelled
         QVERIFY(s.model->placements().isEmpty());
         click(part<QPushButton>(*s.screen, "signPicture"));
@@ -287,7 +278,7 @@ private Q_SLOTS:
         QFETCH(QPointF, by);
         QFETCH(bool, farOut);
         Setup s;
-        open(s, QStringLiteral("contract.pdf"));
+        open(s, u"contract.pdf"_s);
         s.model->add(ink(300, 100), 150);
         const QRectF start = s.model->placements()[0].bounds;
         s.model->select(std::nullopt);
@@ -320,7 +311,7 @@ private Q_SLOTS:
     void saves()
     {
         Setup s;
-        open(s, QStringLiteral("contract.pdf"));
+        open(s, u"contract.pdf"_s);
         s.model->add(ink(300, 100), 150);
         QTest::keyClick(s.area, Qt::Key_Left, Qt::ShiftModifier); // ten points to the left
         const QRectF shown = s.area->onScreen(s.model->placements()[0].bounds);
@@ -333,17 +324,15 @@ private Q_SLOTS:
         QVERIFY(qGray(screen.pixel(((shown.topLeft() - QPointF(6, 6)) * ratio).toPoint())) > 200);
 
         auto *save = part<QPushButton>(*s.screen, "signSave");
-        for (const QString &name :
-             {QStringLiteral("contract signed.pdf"), QStringLiteral("contract signed 2.pdf")}) {
+        for (const QString &name : {u"contract signed.pdf"_s, u"contract signed 2.pdf"_s}) {
             click(save);
             QVERIFY(!save->isEnabled());
             QTRY_VERIFY_WITH_TIMEOUT(save->isEnabled(), 60000);
-            QCOMPARE(part<QLabel>(*s.screen, "jobTitle")->text(),
-                     QStringLiteral("Saved “%1”").arg(name));
+            QCOMPARE(part<QLabel>(*s.screen, "jobTitle")->text(), u"Saved “%1”"_s.arg(name));
             QVERIFY(part<QPushButton>(*s.screen, "jobShow")->isVisible());
         }
         // Ink on page 1 of the copy where the stamp was shown (72 dpi: pixels are points).
-        const QByteArray written = readFile(path(QStringLiteral("contract signed.pdf")));
+        const QByteArray written = readFile(path(u"contract signed.pdf"_s));
         const QImage page = popplerRender(written, 1, 72);
         const auto atPoint = [&](QPointF onScreen) {
             return qGray(page.pixel(((onScreen - pageOrigin) / scale).toPoint()));

@@ -22,6 +22,8 @@
 #include <functional>
 #include <set>
 
+using namespace Qt::StringLiterals;
+
 namespace Fixtures {
 
 namespace {
@@ -52,8 +54,7 @@ DocSpec numberedPages(int count, const QString &prefix)
 {
     DocSpec layout;
     for (int i = 1; i <= count; ++i)
-        layout.pages.append(
-            {QStringLiteral("%1 %2").arg(prefix).arg(i), {612, 792}, 0, std::nullopt});
+        layout.pages.append({u"%1 %2"_s.arg(prefix).arg(i), {612, 792}, 0, std::nullopt});
     return layout;
 }
 
@@ -158,6 +159,16 @@ QByteArray makePDF(const DocSpec &layout, const WriteOptions &options)
 QByteArray textPDF(int pages, const QString &prefix)
 {
     return makePDF(numberedPages(pages, prefix));
+}
+
+WriteOptions lock(const QString &user, const QString &owner, bool restricted)
+{
+    WriteOptions options;
+    options.encrypt = true;
+    options.userPassword = user;
+    options.ownerPassword = owner;
+    options.allowCopying = !restricted;
+    return options;
 }
 
 QByteArray sharedResourcesPDF()
@@ -365,7 +376,7 @@ QString corpusDir()
 QMap<QString, QMap<QString, QString>> corpusPasswords()
 {
     QMap<QString, QMap<QString, QString>> result;
-    QFile file(corpusDir() + QStringLiteral("/passwords.json"));
+    QFile file(corpusDir() + u"/passwords.json"_s);
     if (!file.open(QIODevice::ReadOnly))
         return result;
     const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
@@ -406,7 +417,7 @@ ProcessResult runProgram(const QString &program, const QStringList &arguments,
     ProcessResult result;
     QProcess process;
     auto environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("QUIREBOOK_PASSWORD"));
+    environment.remove(u"QUIREBOOK_PASSWORD"_s);
     for (auto it = env.begin(); it != env.end(); ++it)
         environment.insert(it.key(), it.value());
     process.setProcessEnvironment(environment);

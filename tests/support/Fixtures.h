@@ -47,6 +47,9 @@ struct DocSpec {
 DocSpec numberedPages(int count, const QString &prefix = QStringLiteral("Page"));
 QByteArray makePDF(const DocSpec &layout, const WriteOptions &options = {});
 QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
+// Encryption opening with `user` (none when empty) and owner password
+// `owner`; a restricted file forbids copying.
+WriteOptions lock(const QString &user, const QString &owner, bool restricted = false);
 // Two pages sharing one resource dictionary that names Helvetica and
 // Courier; the first page draws with Helvetica only, the second with Courier.
 QByteArray sharedResourcesPDF();

@@ -79,9 +79,4 @@ QString FolderWatch::awaitEntry(const QString &folder, const QString &prefix)
     }
 }
 
-bool FolderWatch::kill()
-{
-    return m_process >= 0 && ::syscall(SYS_pidfd_send_signal, m_process, SIGKILL, nullptr, 0) == 0;
-}
-
 } // namespace Fixtures

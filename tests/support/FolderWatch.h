@@ -26,9 +26,6 @@ public:
     // process ends first (or after 10 minutes, as a last resort).
     QString awaitEntry(const QString &folder, const QString &prefix);
 
-    // SIGKILL through the pidfd, which can't hit a recycled process id.
-    bool kill();
-
 private:
     int m_inotify = -1;
     int m_process = -1;

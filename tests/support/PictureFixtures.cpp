@@ -12,11 +12,14 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QPainter>
+#include <QPainterPath>
 #include <QStandardPaths>
 
 #include <cmath>
 #include <functional>
 #include <set>
+
+using namespace Qt::StringLiterals;
 
 namespace Fixtures {
 
@@ -232,6 +235,19 @@ QImage chart(QSize size)
                          colours[i % 4]);
     }
     return image;
+}
+
+QImage signaturePhoto()
+{
+    QImage photo(600, 300, QImage::Format_RGB32);
+    photo.fill(QColor(188, 186, 180));
+    QPainter painter(&photo);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(30, 30, 40), 9));
+    QPainterPath curve({40, 250});
+    curve.cubicTo(200, 0, 380, 300, 560, 50);
+    painter.drawPath(curve);
+    return photo;
 }
 
 QByteArray picturePDF(const PictureDoc &layout)
@@ -456,11 +472,9 @@ QStringList popplerOutline(const QByteArray &pdf)
                                                                                int depth) {
         for (const auto &item : items) {
             const auto dest = item.destination();
-            lines << QString(depth * 2, u' ') + QStringLiteral("%1|%2|%3")
-                                                    .arg(item.name())
+            lines << QString(depth * 2, u' ') + u"%1|%2|%3"_s.arg(item.name())
                                                     .arg(dest ? dest->pageNumber() : 0)
-                                                    .arg(item.isOpen() ? QStringLiteral("open")
-                                                                       : QStringLiteral("closed"));
+                                                    .arg(item.isOpen() ? u"open"_s : u"closed"_s);
             walk(item.children(), depth + 1);
         }
     };
@@ -497,15 +511,17 @@ double meanDifference(const QImage &a, const QImage &b)
 
 QStringList temporaryFiles(const QString &folder)
 {
-    return QDir(folder).entryList({QStringLiteral(".quirebook-*")},
-                                  QDir::Files | QDir::Hidden | QDir::System);
+    return QDir(folder).entryList({u".quirebook-*"_s}, QDir::Files | QDir::Hidden | QDir::System);
 }
 
-bool qpdfCheck(const QString &path, QString *output)
+bool qpdfCheck(const QString &path, QString *output, const QString &password)
 {
-    if (QStandardPaths::findExecutable(QStringLiteral("qpdf")).isEmpty())
+    if (QStandardPaths::findExecutable(u"qpdf"_s).isEmpty())
         return true;
-    const auto result = runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), path});
+    QStringList arguments{u"--check"_s, path};
+    if (!password.isEmpty())
+        arguments << u"--password="_s + password;
+    const auto result = runProgram(u"qpdf"_s, arguments);
     if (output)
         *output = result.out + result.err;
     return result.exitCode == 0 && !result.crashed;

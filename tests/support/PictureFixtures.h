@@ -21,6 +21,8 @@ QImage naturalPhoto(QSize size, quint32 seed);
 QImage chart(QSize size);
 // The rows of an 8-bit picture one after the other, `channels` bytes a pixel.
 QByteArray packed(const QImage &image, int channels);
+// A photo of a signature: grey paper with a dark curve.
+QImage signaturePhoto();
 
 struct Picture {
     enum class Kind {
@@ -115,7 +117,8 @@ double meanDifference(const QImage &a, const QImage &b);
 // Files in a folder whose name starts with ".quirebook-".
 QStringList temporaryFiles(const QString &folder);
 
-// Runs `qpdf --check`; true when qpdf says the file is fine (or qpdf isn't installed).
-bool qpdfCheck(const QString &path, QString *output = nullptr);
+// Runs `qpdf --check` (with the password, when given); true when qpdf says
+// the file is fine (or qpdf isn't installed).
+bool qpdfCheck(const QString &path, QString *output = nullptr, const QString &password = {});
 
 } // namespace Fixtures

@@ -2,29 +2,9 @@
 
 #include <poppler-qt6.h>
 
-#include <functional>
+using namespace Qt::StringLiterals;
 
 namespace PopplerCheck {
-
-QStringList bookmarks(const QString &path)
-{
-    QStringList lines;
-    auto doc = Poppler::Document::load(path);
-    if (!doc || doc->isLocked())
-        return lines;
-    std::function<void(const QVector<Poppler::OutlineItem> &, int)> walk =
-        [&](const QVector<Poppler::OutlineItem> &items, int depth) {
-            for (const auto &item : items) {
-                const auto dest = item.destination();
-                const int page = dest ? dest->pageNumber() : 0;
-                lines << QString(depth * 2, u' ') + item.name() + QStringLiteral("→") +
-                             QString::number(page);
-                walk(item.children(), depth + 1);
-            }
-        };
-    walk(doc->outline(), 0);
-    return lines;
-}
 
 QList<QList<int>> linkTargets(const QString &path)
 {
@@ -49,7 +29,7 @@ QList<QList<int>> linkTargets(const QString &path)
 QString title(const QString &path)
 {
     auto doc = Poppler::Document::load(path);
-    return doc ? doc->info(QStringLiteral("Title")) : QString();
+    return doc ? doc->info(u"Title"_s) : QString();
 }
 
 QList<Word> words(const QString &path, int index)

@@ -1,7 +1,7 @@
 #pragma once
 
-// What an independent reader (poppler) sees in a written PDF: bookmarks
-// with the pages they open, and the pages internal links lead to.
+// What an independent reader (poppler) sees in a written PDF: the pages
+// internal links lead to, the title and the words on a page.
 
 #include <QList>
 #include <QPair>
@@ -11,8 +11,6 @@
 
 namespace PopplerCheck {
 
-// "title→page" (one-based), depth first, children indented by two spaces.
-QStringList bookmarks(const QString &path);
 // For each page (zero-based), the one-based pages its links lead to.
 QList<QList<int>> linkTargets(const QString &path);
 QString title(const QString &path);

@@ -16,6 +16,8 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace ProtectChecks {
 
 QByteArray attachmentBytes()
@@ -65,16 +67,6 @@ QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &opti
     return Fixtures::bytesOf(q, options);
 }
 
-WriteOptions tenantLock(bool allowCopying)
-{
-    WriteOptions options;
-    options.encrypt = true;
-    options.userPassword = QStringLiteral("tenant");
-    options.ownerPassword = QStringLiteral("landlord");
-    options.allowCopying = allowCopying;
-    return options;
-}
-
 namespace {
 // Bookmark titles, depth first. Read with qpdf: asking poppler for them
 // would have poppler's OutlineItem share a symbol with the engine's.
@@ -92,7 +84,7 @@ QStringList outlineTitles(const QString &path, const QString &password)
         q.processFile(QFile::encodeName(path).constData(), password.toUtf8().constData());
         walk(QPDFOutlineDocumentHelper(q).getTopLevelOutlines());
     } catch (const std::exception &) {
-        titles.append(QStringLiteral("<unreadable>"));
+        titles.append(u"<unreadable>"_s);
     }
     return titles;
 }
@@ -102,8 +94,8 @@ Fixtures::ProcessResult qpdf(const QString &option, const QString &path,
 {
     QStringList arguments{option};
     if (!password.isEmpty())
-        arguments << QStringLiteral("--password=") + password;
-    return Fixtures::runProgram(QStringLiteral("qpdf"), arguments << path);
+        arguments << u"--password="_s + password;
+    return Fixtures::runProgram(u"qpdf"_s, arguments << path);
 }
 } // namespace
 
@@ -122,8 +114,8 @@ PopplerView poppler(const QString &path, const QString &password)
     view.pages = doc->numPages();
     view.print = doc->okToPrint();
     view.copy = doc->okToCopy();
-    view.title = doc->info(QStringLiteral("Title"));
-    view.author = doc->info(QStringLiteral("Author"));
+    view.title = doc->info(u"Title"_s);
+    view.author = doc->info(u"Author"_s);
     for (Poppler::EmbeddedFile *file : doc->embeddedFiles())
         view.attachments.insert(file->name(), file->data());
     view.outline = outlineTitles(path, password);
@@ -151,11 +143,10 @@ PopplerView poppler(const QString &path, const QString &password)
 QMap<QString, QString> qpdfEncryption(const QString &path, const QString &password)
 {
     QMap<QString, QString> result;
-    const auto run = qpdf(QStringLiteral("--show-encryption"), path, password);
-    result.insert(QStringLiteral("status"), QString::number(run.exitCode));
+    const auto run = qpdf(u"--show-encryption"_s, path, password);
+    result.insert(u"status"_s, QString::number(run.exitCode));
     for (const QString &line : run.out.split(u'\n')) {
-        const QString separator =
-            line.contains(QLatin1String(" = ")) ? QStringLiteral(" = ") : QStringLiteral(": ");
+        const QString separator = line.contains(QLatin1String(" = ")) ? u" = "_s : u": "_s;
         const auto at = line.indexOf(separator);
         if (at > 0)
             result.insert(line.left(at).trimmed(), line.mid(at + separator.size()).trimmed());
@@ -167,18 +158,7 @@ QMap<QString, QString> qpdfEncryption(const QString &path, const QString &passwo
 
 int qpdfRequiresPassword(const QString &path)
 {
-    return qpdf(QStringLiteral("--requires-password"), path).exitCode;
-}
-
-int qpdfCheck(const QString &path, const QString &password)
-{
-    return qpdf(QStringLiteral("--check"), path, password).exitCode;
-}
-
-QStringList leftoverTemporaries(const QString &folder)
-{
-    return QDir(folder).entryList({QStringLiteral(".quirebook-*")},
-                                  QDir::Files | QDir::Hidden | QDir::System);
+    return qpdf(u"--requires-password"_s, path).exitCode;
 }
 
 } // namespace ProtectChecks

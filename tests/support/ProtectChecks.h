@@ -19,9 +19,6 @@ namespace ProtectChecks {
 QByteArray withFormAndAttachment(const QByteArray &pdf, const WriteOptions &options = {});
 QByteArray attachmentBytes();
 
-// Encryption that opens with "tenant", owner password "landlord".
-WriteOptions tenantLock(bool allowCopying = true);
-
 // What poppler makes of a file opened with a password (or none).
 struct PopplerView {
     bool opened = false; // read and unlocked
@@ -46,10 +43,5 @@ QMap<QString, QString> qpdfEncryption(const QString &path, const QString &passwo
 // `qpdf --requires-password`: 0 when a password is needed, 2 when the file
 // isn't encrypted, 3 when it is but opens without one.
 int qpdfRequiresPassword(const QString &path);
-// `qpdf --check`: the exit code (0 fine, 2 errors or a wrong password, 3 warnings).
-int qpdfCheck(const QString &path, const QString &password = {});
-
-// The names of the hidden temporary files left in a folder.
-QStringList leftoverTemporaries(const QString &folder);
 
 } // namespace ProtectChecks

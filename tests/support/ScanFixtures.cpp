@@ -11,6 +11,8 @@
 #include <QPainter>
 #include <QTransform>
 
+using namespace Qt::StringLiterals;
+
 namespace Fixtures {
 
 Scan scan(const QStringList &lines, QSizeF size, double dpi, int pointSize)
@@ -25,7 +27,7 @@ Scan scan(const QStringList &lines, QSizeF size, double dpi, int pointSize)
 
     QPainter painter(&result.image);
     painter.setRenderHint(QPainter::TextAntialiasing);
-    QFont font(QStringLiteral("DejaVu Sans"));
+    QFont font(u"DejaVu Sans"_s);
     font.setPixelSize(qRound(pointSize * dpi / 72));
     painter.setFont(font);
     painter.setPen(Qt::black);

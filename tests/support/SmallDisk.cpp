@@ -12,24 +12,25 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Fixtures {
 
 SmallDisk::SmallDisk(qint64 bytes)
 {
     if (::geteuid() != 0) {
-        m_unavailable =
-            QStringLiteral("mounting a small tmpfs needs root (CI runs these tests as root)");
+        m_unavailable = u"mounting a small tmpfs needs root (CI runs these tests as root)"_s;
         return;
     }
     if (!m_dir.isValid()) {
-        m_unavailable = QStringLiteral("no temporary folder to mount on");
+        m_unavailable = u"no temporary folder to mount on"_s;
         return;
     }
     const QByteArray options = "size=" + QByteArray::number(bytes) + ",mode=0755";
     if (::mount("tmpfs", QFile::encodeName(m_dir.path()).constData(), "tmpfs", MS_NOSUID | MS_NODEV,
                 options.constData()) != 0) {
-        m_unavailable = QStringLiteral("mounting a tmpfs failed: ") +
-                        QString::fromLocal8Bit(std::strerror(errno));
+        m_unavailable =
+            u"mounting a tmpfs failed: "_s + QString::fromLocal8Bit(std::strerror(errno));
         return;
     }
     m_mounted = true;
@@ -60,7 +61,7 @@ bool SmallDisk::fill(qint64 leave)
     qint64 missing = (freeBytes() - leave) / page * page;
     if (!m_mounted || missing < 0)
         return false;
-    const int fd = ::open(QFile::encodeName(filePath(QStringLiteral("filler"))).constData(),
+    const int fd = ::open(QFile::encodeName(filePath(u"filler"_s)).constData(),
                           O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     if (fd < 0)
         return false;

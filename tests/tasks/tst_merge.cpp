@@ -5,12 +5,15 @@
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
 #include "support/PopplerCheck.h"
+#include "support/TaskFixtures.h"
 #include "tasks/Merge.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 using namespace Fixtures;
 using Attempt::errorOf;
@@ -33,13 +36,13 @@ class TestMerge : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        DocSpec a = numberedPages(3, QStringLiteral("Alpha"));
-        a.info.title = QStringLiteral("Annual report");
-        DocSpec b = numberedPages(2, QStringLiteral("Beta"));
-        b.info.title = QStringLiteral("Appendix");
-        m_a = writeFile(m_dir.filePath(QStringLiteral("Report.pdf")), makePDF(a));
-        m_b = writeFile(m_dir.filePath(QStringLiteral("b.pdf")), makePDF(b));
-        writeFile(m_dir.filePath(QStringLiteral("photo.jpg")), encode(marker(400, 300), "JPEG"));
+        DocSpec a = numberedPages(3, u"Alpha"_s);
+        a.info.title = u"Annual report"_s;
+        DocSpec b = numberedPages(2, u"Beta"_s);
+        b.info.title = u"Appendix"_s;
+        m_a = writeFile(m_dir.filePath(u"Report.pdf"_s), makePDF(a));
+        m_b = writeFile(m_dir.filePath(u"b.pdf"_s), makePDF(b));
+        writeFile(m_dir.filePath(u"photo.jpg"_s), encode(marker(400, 300), "JPEG"));
     }
 
     void suggestedNames_data()
@@ -63,19 +66,18 @@ private Q_SLOTS:
     void mergesInListOrder()
     {
         QTemporaryDir out;
-        const QString destination = writeFile(out.filePath(QStringLiteral("All.pdf")), "old");
+        const QString destination = writeFile(out.filePath(u"All.pdf"_s), "old");
         QList<QPair<int, int>> reports;
         const Outcome outcome = Merge::run(
             files({"Report.pdf", "photo.jpg", "b.pdf"}), destination,
             [&](int d, int t) { reports << qMakePair(d, t); }, never);
-        QCOMPARE(outcome.title, QStringLiteral("Merged 6 pages"));
-        QCOMPARE(outcome.detail,
-                 QStringLiteral("All.pdf · ") + Format::bytes(QFileInfo(destination).size()));
-        QCOMPARE(outcome.urls, QStringList{destination});
+        QCOMPARE(outcome, (Outcome{u"Merged 6 pages"_s,
+                                   u"All.pdf · "_s + Format::bytes(QFileInfo(destination).size()),
+                                   {destination}}));
         QCOMPARE(reports.last(), qMakePair(6, 6));
         QCOMPARE(popplerPageTexts(readFile(destination)),
                  (QStringList{"Alpha 1", "Alpha 2", "Alpha 3", "", "Beta 1", "Beta 2"}));
-        QCOMPARE(PopplerCheck::title(destination), QStringLiteral("Annual report"));
+        QCOMPARE(PopplerCheck::title(destination), u"Annual report"_s);
         QVERIFY(temporaryFiles(out.path()).isEmpty());
     }
 
@@ -83,35 +85,26 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("situation");
         QTest::addColumn<QString>("message");
-        QTest::newRow("source deleted")
-            << "deleted" << QStringLiteral("“gone.pdf” couldn't be read as a PDF.");
-        QTest::newRow("locked") << "locked"
-                                << QStringLiteral("This PDF is locked. Enter its password first.");
+        QTest::newRow("source deleted") << "deleted" << u"“gone.pdf” couldn't be read as a PDF."_s;
         QTest::newRow("restricted") << "restricted" << PDFError::restricted().description();
-        QTest::newRow("no such folder")
-            << "folder" << QStringLiteral("Couldn't write the merged file.");
-        QTest::newRow("cancelled") << "cancel" << QStringLiteral("cancelled");
+        QTest::newRow("no such folder") << "folder" << u"Couldn't write the merged file."_s;
+        QTest::newRow("cancelled") << "cancel" << u"cancelled"_s;
     }
     void failures()
     {
         QFETCH(QString, situation);
         QTemporaryDir dir;
         PDFFile odd = files({"b.pdf"}).first();
-        WriteOptions options;
-        options.encrypt = true;
-        options.ownerPassword = QStringLiteral("boss");
-        options.userPassword = situation == "locked" ? QStringLiteral("secret") : QString();
-        options.allowCopying = false;
         if (situation == "deleted") {
-            odd.path = writeFile(dir.filePath(QStringLiteral("gone.pdf")), textPDF(1));
+            odd.path = writeFile(dir.filePath(u"gone.pdf"_s), textPDF(1));
             QFile::remove(odd.path);
-        } else if (situation == "locked" || situation == "restricted") {
-            odd.path = writeFile(dir.filePath(QStringLiteral("odd.pdf")),
-                                 makePDF(numberedPages(1), options));
+        } else if (situation == "restricted") {
+            odd.path = writeFile(dir.filePath(u"odd.pdf"_s),
+                                 makePDF(numberedPages(1), lock({}, u"boss"_s, true)));
         }
-        const QString destination =
-            situation == "folder" ? dir.filePath(QStringLiteral("missing/out.pdf"))
-                                  : writeFile(dir.filePath(QStringLiteral("out.pdf")), "keep me");
+        const QString destination = situation == "folder"
+                                        ? dir.filePath(u"missing/out.pdf"_s)
+                                        : writeFile(dir.filePath(u"out.pdf"_s), "keep me");
         QTEST(errorOf([&] {
                   Merge::run({files({"b.pdf"}).first(), odd}, destination, noProgress,
                              [&] { return situation == "cancel"; });

@@ -1,7 +1,9 @@
-#include "core/Workspace.h"
 #include "engine/PDFError.h"
+#include "support/Attempt.h"
 #include "support/Fixtures.h"
+#include "support/PictureFixtures.h"
 #include "support/ScanFixtures.h"
+#include "support/TaskFixtures.h"
 #include "tasks/MakeSearchable.h"
 
 #include <QCoreApplication>
@@ -12,29 +14,16 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
+using namespace Attempt;
 
 Q_DECLARE_METATYPE(Searchable::Stats)
-
-namespace {
-
-const Progress kNoProgress = [](int, int) {};
-const IsCancelled kNotCancelled = [] { return false; };
-
-} // namespace
 
 class TestSearchableTask : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
-
-    std::optional<PDFFile> intake(const QString &path, QList<std::optional<QString>> answers = {})
-    {
-        ScriptedDialogs dialogs(std::move(answers));
-        Workspace workspace;
-        workspace.setDialogs(&dialogs);
-        workspace.add({path});
-        return workspace.current();
-    }
 
     QString folder(const QString &name)
     {
@@ -47,8 +36,8 @@ private Q_SLOTS:
     {
         // Settings of this test only.
         QStandardPaths::setTestModeEnabled(true);
-        QCoreApplication::setOrganizationName(QStringLiteral("QuirebookTests"));
-        QCoreApplication::setApplicationName(QStringLiteral("tst_searchabletask"));
+        QCoreApplication::setOrganizationName(u"QuirebookTests"_s);
+        QCoreApplication::setApplicationName(u"tst_searchabletask"_s);
         QSettings().clear();
     }
 
@@ -89,17 +78,14 @@ private Q_SLOTS:
         QTest::addColumn<int>("dpi");
         QTest::addColumn<QString>("language");
         QTest::addColumn<QString>("refusal");
-        const QString coarse =
-            QStringLiteral("“71” isn't a resolution Quirebook reads at. Use a whole "
-                           "number of dots per inch from 72 to 600.");
+        const QString coarse = u"“71” isn't a resolution Quirebook reads at. Use a whole "
+                               "number of dots per inch from 72 to 600."_s;
         QTest::newRow("lowest") << 72 << QString() << QString();
-        QTest::newRow("highest") << 600 << QStringLiteral("eng") << QString();
+        QTest::newRow("highest") << 600 << u"eng"_s << QString();
         QTest::newRow("too coarse") << 71 << QString() << coarse;
-        QTest::newRow("too fine") << 601 << QString()
-                                  << QString(coarse).replace(QStringLiteral("71"),
-                                                             QStringLiteral("601"));
+        QTest::newRow("too fine") << 601 << QString() << QString(coarse).replace(u"71"_s, u"601"_s);
         QTest::newRow("not installed")
-            << 200 << QStringLiteral("xyz") << QStringLiteral("The language “xyz” isn't installed");
+            << 200 << u"xyz"_s << u"The language “xyz” isn't installed"_s;
     }
     void requests()
     {
@@ -116,76 +102,50 @@ private Q_SLOTS:
             QVERIFY2(problem->startsWith(refusal), qPrintable(*problem));
     }
 
-    void languageNames_data()
-    {
-        QTest::addColumn<QString>("code");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("english") << QStringLiteral("eng") << QStringLiteral("English");
-        QTest::newRow("simplified chinese")
-            << QStringLiteral("chi_sim") << QStringLiteral("Chinese (Simplified)");
-        QTest::newRow("unknown code") << QStringLiteral("xyz") << QStringLiteral("xyz");
-    }
-    void languageNames()
-    {
-        QFETCH(QString, code);
-        QTEST(MakeSearchable::languageName(code), "name");
-    }
-
     void languagesChosenAndRemembered()
     {
         const QStringList installed = Searchable::installedLanguages();
-        QVERIFY2(installed.contains(QStringLiteral("eng")), "English recognition data is missing");
-        QCOMPARE(MakeSearchable::installedLanguages().value(0), QStringLiteral("eng"));
+        QVERIFY2(installed.contains(u"eng"_s), "English recognition data is missing");
+        QCOMPARE(MakeSearchable::installedLanguages().value(0), u"eng"_s);
 
         QSettings().clear();
-        QCOMPARE(MakeSearchable::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
+        QCOMPARE(MakeSearchable::languagesFor(std::nullopt), QStringList{u"eng"_s});
         // A remembered language that is no longer installed is passed over.
-        MakeSearchable::rememberLanguages({QStringLiteral("eng"), QStringLiteral("xyz")});
-        QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{QStringLiteral("xyz")});
-        QCOMPARE(MakeSearchable::languagesFor(std::nullopt), QStringList{QStringLiteral("eng")});
+        MakeSearchable::rememberLanguages({u"eng"_s, u"xyz"_s});
+        QCOMPARE(MakeSearchable::rememberedLanguages(), QStringList{u"xyz"_s});
+        QCOMPARE(MakeSearchable::languagesFor(std::nullopt), QStringList{u"eng"_s});
         if (installed.size() > 1) {
-            const QString other =
-                installed.value(installed.indexOf(QStringLiteral("eng")) == 0 ? 1 : 0);
+            const QString other = installed.value(installed.indexOf(u"eng"_s) == 0 ? 1 : 0);
             MakeSearchable::rememberLanguages({other});
-            QCOMPARE(MakeSearchable::languagesFor(std::nullopt),
-                     (QStringList{QStringLiteral("eng"), other}));
+            QCOMPARE(MakeSearchable::languagesFor(std::nullopt), (QStringList{u"eng"_s, other}));
         }
         // Given ones stand as given, in order, split at '+'.
-        QCOMPARE(
-            MakeSearchable::languagesFor(
-                QStringList{QStringLiteral("deu+eng"), QStringLiteral("fra")}),
-            (QStringList{QStringLiteral("deu"), QStringLiteral("eng"), QStringLiteral("fra")}));
-        QCOMPARE(MakeSearchable::missingLanguage({QStringLiteral("eng")}), std::nullopt);
-        const auto missing =
-            MakeSearchable::missingLanguage({QStringLiteral("eng"), QStringLiteral("xyz")});
+        QCOMPARE(MakeSearchable::languagesFor(QStringList{u"deu+eng"_s, u"fra"_s}),
+                 (QStringList{u"deu"_s, u"eng"_s, u"fra"_s}));
+        QCOMPARE(MakeSearchable::missingLanguage({u"eng"_s}), std::nullopt);
+        const auto missing = MakeSearchable::missingLanguage({u"eng"_s, u"xyz"_s});
         QVERIFY(missing);
-        QVERIFY2(missing->startsWith(
-                     QStringLiteral("The language “xyz” isn't installed for text recognition. "
-                                    "Installed: ")),
+        QVERIFY2(missing->startsWith(u"The language “xyz” isn't installed for text recognition. "
+                                     "Installed: "_s),
                  qPrintable(*missing));
-        QVERIFY(missing->contains(QStringLiteral("eng")));
+        QVERIFY(missing->contains(u"eng"_s));
         QSettings().clear();
     }
 
     void scanMadeSearchable()
     {
-        const QString dir = folder(QStringLiteral("scan"));
-        const auto page = scan({QStringLiteral("Invoice 4711 total due")});
-        const QString source =
-            writeFile(dir + QStringLiteral("/Scan.pdf"), scanPDF({{page.image}}));
-        const auto file = intake(source);
-        QVERIFY(file);
-        const QString destination = dir + QStringLiteral("/Scan searchable.pdf");
+        const QString dir = folder(u"scan"_s);
+        const auto page = scan({u"Invoice 4711 total due"_s});
+        const QString source = writeFile(dir + u"/Scan.pdf"_s, scanPDF({{page.image}}));
+        const QString destination = dir + u"/Scan searchable.pdf"_s;
         auto stats = std::make_shared<Searchable::Stats>();
-        const Outcome outcome =
-            MakeSearchable::run(*file, {}, destination, kNoProgress, kNotCancelled, stats);
-        QCOMPARE(outcome.title, QStringLiteral("Saved “Scan searchable.pdf”"));
-        QCOMPARE(outcome.detail, QStringLiteral("Read 1 page, found 4 words."));
-        QCOMPARE(outcome.urls, QStringList{destination});
+        QCOMPARE(MakeSearchable::run(opened(source), {}, destination, noProgress, never, stats),
+                 (Outcome{u"Saved “Scan searchable.pdf”"_s,
+                          u"Read 1 page, found 4 words."_s,
+                          {destination}}));
         QCOMPARE(*stats, (Searchable::Stats{1, 0, 4}));
-        QVERIFY(popplerPageTexts(readFile(destination))
-                    .value(0)
-                    .contains(QStringLiteral("Invoice 4711 total due")));
+        QVERIFY(
+            popplerPageTexts(readFile(destination)).value(0).contains(u"Invoice 4711 total due"_s));
     }
 
     void failures_data()
@@ -204,36 +164,25 @@ private Q_SLOTS:
         QFETCH(QString, what);
         QFETCH(QString, message);
         const QString dir = folder(what);
-        std::optional<PDFFile> file;
+        PDFFile file;
         MakeSearchable::Request options;
         if (what == QLatin1String("deleted")) {
-            const QString source = writeFile(dir + QStringLiteral("/Gone.pdf"), textPDF(1));
-            file = intake(source);
-            QFile::remove(source);
+            file = opened(writeFile(dir + u"/Gone.pdf"_s, textPDF(1)));
+            QFile::remove(file.path);
         } else if (what == QLatin1String("restricted")) {
-            WriteOptions protection;
-            protection.encrypt = true;
-            protection.userPassword = QStringLiteral("u");
-            protection.ownerPassword = QStringLiteral("o");
-            protection.allowChanges = false;
-            file = intake(writeFile(dir + QStringLiteral("/Owned.pdf"),
-                                    makePDF(numberedPages(1), protection)),
-                          {QStringLiteral("u")});
+            file = opened(writeFile(dir + u"/Owned.pdf"_s,
+                                    makePDF(numberedPages(1), lock(u"u"_s, u"o"_s, true))),
+                          {u"u"_s});
         } else {
-            file = intake(writeFile(dir + QStringLiteral("/Plain.pdf"), textPDF(1)));
-            options.languages = QStringList{QStringLiteral("xyz")};
+            file = opened(writeFile(dir + u"/Plain.pdf"_s, textPDF(1)));
+            options.languages = QStringList{u"xyz"_s};
         }
-        QVERIFY(file);
-        const QString destination = dir + QStringLiteral("/out.pdf");
-        try {
-            MakeSearchable::run(*file, options, destination, kNoProgress, kNotCancelled);
-            QFAIL("no error");
-        } catch (const PDFError &error) {
-            QVERIFY2(error.description().startsWith(message), qPrintable(error.description()));
-        }
+        const QString destination = dir + u"/out.pdf"_s;
+        const QString error =
+            errorOf([&] { MakeSearchable::run(file, options, destination, noProgress, never); });
+        QVERIFY2(error.startsWith(message), qPrintable(error));
         QVERIFY(!QFile::exists(destination));
-        QCOMPARE(QDir(dir).entryList({QStringLiteral(".quirebook-*")}, QDir::Hidden | QDir::Files),
-                 QStringList());
+        QCOMPARE(temporaryFiles(dir), QStringList());
     }
 };
 
