@@ -69,7 +69,8 @@ std::optional<DrawingDocument::Source> DrawingDocument::sourceFor(const PDFDocum
     if (!doc.path().isEmpty()) {
         Source source{doc.path(), doc.password().value_or(QString()).toUtf8(), {}};
         const auto drawing = open(source);
-        if (drawing && drawing->pageCount() > 0 && drawing->pageCount() == doc.pageCount())
+        if (drawing && drawing->pageCount() > 0 && drawing->pageCount() == doc.pageCount() &&
+            drawing->reachesEveryPage())
             return source;
     }
     try {
@@ -87,6 +88,15 @@ std::optional<DrawingDocument::Source> DrawingDocument::sourceFor(const PDFDocum
 int DrawingDocument::pageCount() const
 {
     return m_doc->numPages();
+}
+
+bool DrawingDocument::reachesEveryPage() const
+{
+    // poppler counts pages by the tree's /Count but walks /Kids in order
+    // and stops at the first kid it can't follow (a page written inline,
+    // say), so every page is reachable exactly when the last one is.
+    const int count = pageCount();
+    return count > 0 && m_doc->page(count - 1) != nullptr;
 }
 
 std::optional<QSizeF> DrawingDocument::uprightSize(int index) const

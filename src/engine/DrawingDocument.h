@@ -30,10 +30,10 @@ public:
     };
 
     // The source for a document opened by the engine. A file that poppler
-    // can't open as it stands (a password it encodes differently, a page
-    // tree the engine had to mend) is drawn from the engine's own copy in
-    // memory instead. Nothing when neither works. Call it on the thread
-    // that owns `doc`.
+    // can't open or walk as it stands (a password it encodes differently, a
+    // page tree the engine had to mend, a page written inside the tree) is
+    // drawn from the engine's own copy in memory instead. Nothing when
+    // neither works. Call it on the thread that owns `doc`.
     static std::optional<Source> sourceFor(const PDFDocument &doc);
 
     static std::unique_ptr<DrawingDocument> open(const Source &source);
@@ -55,6 +55,7 @@ public:
     QString text(int index) const;
 
 private:
+    bool reachesEveryPage() const;
     explicit DrawingDocument(std::unique_ptr<Poppler::Document> doc);
     std::unique_ptr<Poppler::Document> m_doc;
 };

@@ -176,6 +176,44 @@ private Q_SLOTS:
         QCOMPARE(drawing->text(1), u"Page 2"_s);
     }
 
+    // A page tree that holds a page as a direct object: poppler counts it but
+    // can't reach it, so the page is drawn from the engine's mended copy.
+    void drawsPagesWrittenInsideTheTree()
+    {
+        const QByteArray page = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] "
+                                "/Contents 4 0 R >>";
+        QByteArray pdf = "%PDF-1.4\n";
+        QList<qsizetype> offsets;
+        const QList<QByteArray> objects{
+            "<< /Type /Catalog /Pages 2 0 R >>",
+            "<< /Type /Pages /Count 2 /Kids [3 0 R " + page + "] >>",
+            "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Contents 4 0 R >>",
+            "<< /Length 24 >>\nstream\n0 0 0 rg 0 0 200 200 re f\nendstream"};
+        for (qsizetype i = 0; i < objects.size(); ++i) {
+            offsets << pdf.size();
+            pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+        }
+        const qsizetype xref = pdf.size();
+        pdf += "xref\n0 5\n0000000000 65535 f \n";
+        for (const qsizetype offset : offsets)
+            pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+        pdf += "trailer << /Size 5 /Root 1 0 R >>\nstartxref\n" + QByteArray::number(xref) +
+               "\n%%EOF\n";
+
+        const auto doc = PDFDocument::open(writeFile(m_dir.filePath(u"inline.pdf"_s), pdf));
+        QVERIFY(doc);
+        QCOMPARE(doc->pageCount(), 2);
+        const auto source = DrawingDocument::sourceFor(*doc);
+        QVERIFY(source);
+        const auto drawing = DrawingDocument::open(*source);
+        QVERIFY(drawing);
+        for (int index : {0, 1}) {
+            const auto image = PDFOps::render(*drawing, index, 36);
+            QVERIFY2(image, qPrintable(QString::number(index)));
+            QCOMPARE(ink(*image), 1.0);
+        }
+    }
+
     void writesFormatResolutionAndQuality()
     {
         const auto drawing = drawingOf(onePage({200, 100}));
