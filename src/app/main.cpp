@@ -42,6 +42,7 @@ int main(int argc, char *argv[])
 {
     Searchable::limitRecognitionThreads(argv);
     Process::raiseOpenFileLimit();
+    Process::keepLibrariesQuiet();
     bool selfTest = false, help = false, version = false;
     for (int i = 1; i < argc; ++i) {
         if (qstrcmp(argv[i], "--") == 0)

@@ -5,7 +5,6 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
-#include <QLoggingCategory>
 
 #include <memory>
 
@@ -15,11 +14,9 @@ int main(int argc, char *argv[])
     Process::raiseOpenFileLimit();
     Process::endCleanlyOnSignals();
     Process::setLastWords(Terminal::putBack);
+    Process::keepLibrariesQuiet();
     // sign draws text, which needs a GUI application's font database; the
     // offscreen platform serves without a display. Other verbs stay plain.
-    // Qt's own notes (no XDG_RUNTIME_DIR, a damaged JPEG inside a PDF being
-    // compressed) aren't ours to show: stderr carries the program's sentences.
-    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
     std::unique_ptr<QCoreApplication> app;
     if (argc > 1 && qstrcmp(argv[1], "sign") == 0) {
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

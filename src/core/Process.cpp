@@ -2,6 +2,8 @@
 
 #include "engine/SafeWrite.h"
 
+#include <QLoggingCategory>
+
 #include <atomic>
 #include <csignal>
 
@@ -67,6 +69,11 @@ void raiseOpenFileLimit()
         return;
     limit.rlim_cur = limit.rlim_max;
     ::setrlimit(RLIMIT_NOFILE, &limit); // a refusal leaves the old limit, which still works
+}
+
+void keepLibrariesQuiet()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
 }
 
 } // namespace Process

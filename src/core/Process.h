@@ -19,4 +19,9 @@ void setLastWords(void (*lastWords)());
 // PDFs keeps each one open.
 void raiseOpenFileLimit();
 
+// Qt's notes on stderr (a damaged ICC profile or JPEG inside a PDF, no
+// XDG_RUNTIME_DIR) aren't ours to show: stderr carries the program's own
+// sentences only. Call before the application object is made.
+void keepLibrariesQuiet();
+
 } // namespace Process

@@ -1,6 +1,7 @@
 #include "engine/PDFError.h"
 #include "ocr/Searchable.h"
 
+#include <leptonica/allheaders.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
@@ -329,8 +330,10 @@ Engine::Engine(const QStringList &languages)
     : d(new Private)
 {
     d->folder = languageDataFolder();
-    // tesseract's own complaints would only muddle the message below.
+    // tesseract's own complaints, and those of leptonica under it (a blank
+    // page has "no fg pixels"), would only muddle the program's messages.
     d->reader.SetVariable("debug_file", "/dev/null");
+    setMsgSeverity(L_SEVERITY_NONE);
     const QString wanted =
         languages.isEmpty() ? QStringLiteral("eng") : languages.join(QLatin1Char('+'));
     if (d->folder.isEmpty() ||
