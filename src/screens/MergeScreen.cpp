@@ -55,13 +55,7 @@ MergeScreen::MergeScreen(Workspace &workspace, QWidget *parent)
     scroll->setWidget(m_list);
     filled->addWidget(scroll, 1);
 
-    filled->addWidget(Theme::divider(m_filled));
-
-    auto *bottom = new QVBoxLayout;
-    bottom->setContentsMargins(20, 10, 20, 14);
-    bottom->setSpacing(10);
-    auto *footer = new QHBoxLayout;
-    footer->setSpacing(8);
+    const auto [bottom, footer] = Theme::bottomBand(filled, m_filled, 10, 8);
     m_summary = Theme::label({}, Theme::Type::Body, m_filled);
     m_summary->setObjectName(QStringLiteral("mergeSummary"));
     Theme::setTextColor(m_summary, Theme::secondary());
@@ -75,7 +69,6 @@ MergeScreen::MergeScreen(Workspace &workspace, QWidget *parent)
     m_merge->setObjectName(QStringLiteral("mergeButton"));
     Theme::makeProminent(m_merge);
     footer->addWidget(m_merge);
-    bottom->addLayout(footer);
 
     m_banner = new Banner(QStringLiteral("exclamationmark.triangle.fill"), Theme::orange(),
                           tr("Some files have restrictions set by their owner. Enter the owner "
@@ -84,7 +77,6 @@ MergeScreen::MergeScreen(Workspace &workspace, QWidget *parent)
     bottom->addWidget(m_banner);
     m_jobBar = new JobBar(&m_model->job(), m_filled);
     bottom->addWidget(m_jobBar);
-    filled->addLayout(bottom);
     m_stack->addWidget(m_filled);
 
     connect(add, &QPushButton::clicked, m_model, &MergeModel::addFiles);

@@ -92,13 +92,7 @@ PagesBody::PagesBody(Workspace &workspace, PagesModel &model, Job &job, const PD
     m_grid = new PagesGrid(m_model, this);
     layout->addWidget(m_grid, 1);
 
-    layout->addWidget(Theme::divider(this));
-
-    auto *bottom = new QVBoxLayout;
-    bottom->setContentsMargins(20, 10, 20, 14);
-    bottom->setSpacing(8);
-    auto *footer = new QHBoxLayout;
-    footer->setSpacing(12);
+    const auto [bottom, footer] = Theme::bottomBand(layout, this);
     m_summary = Theme::label({}, Theme::Type::Body, this);
     m_summary->setObjectName(QStringLiteral("pagesSummary"));
     footer->addWidget(m_summary);
@@ -114,14 +108,12 @@ PagesBody::PagesBody(Workspace &workspace, PagesModel &model, Job &job, const PD
     m_saveCopy->setDefault(true);
     Theme::makeProminent(m_saveCopy);
     footer->addWidget(m_saveCopy);
-    bottom->addLayout(footer);
     m_caption = Theme::label(Pages::bookmarksCaption(), Theme::Type::Callout, this);
     m_caption->setObjectName(QStringLiteral("pagesBookmarksCaption"));
     m_caption->setWordWrap(true);
     Theme::setTextColor(m_caption, Theme::secondary());
     bottom->addWidget(m_caption);
     bottom->addWidget(new JobBar(&m_job, this));
-    layout->addLayout(bottom);
 
     PagesModel *m = &m_model;
     connect(rotateLeft, &QPushButton::clicked, this, [m] { m->rotate(m->target(), -90); });

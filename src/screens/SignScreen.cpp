@@ -123,13 +123,7 @@ SignBody::SignBody(Workspace &workspace, SignModel &model, SignSaveModel &saver,
 
     m_area = new SignPageArea(m_model, this);
     layout->addWidget(m_area, 1);
-    layout->addWidget(Theme::divider(this));
-
-    auto *bottom = new QVBoxLayout;
-    bottom->setContentsMargins(20, 10, 20, 14);
-    bottom->setSpacing(8);
-    auto *row = new QHBoxLayout;
-    row->setSpacing(12);
+    const auto [bottom, row] = Theme::bottomBand(layout, this);
     m_summary = Theme::label({}, Theme::Type::Callout, this);
     m_summary->setObjectName(QStringLiteral("signSummary"));
     Theme::setTextColor(m_summary, Theme::secondary());
@@ -140,9 +134,7 @@ SignBody::SignBody(Workspace &workspace, SignModel &model, SignSaveModel &saver,
     m_save->setFocusPolicy(Qt::TabFocus);
     Theme::makeProminent(m_save);
     row->addWidget(m_save);
-    bottom->addLayout(row);
     bottom->addWidget(new JobBar(&m_saver.job(), this));
-    layout->addLayout(bottom);
 
     // The text popover: a popup anchored below "Text", closed by a click outside.
     m_popover = new QFrame(this, Qt::Popup);

@@ -146,6 +146,19 @@ QFrame *divider(QWidget *parent)
     return line;
 }
 
+BottomBand bottomBand(QBoxLayout *layout, QWidget *parent, int spacing, int rowSpacing)
+{
+    layout->addWidget(divider(parent));
+    auto *column = new QVBoxLayout;
+    column->setContentsMargins(20, 10, 20, 14);
+    column->setSpacing(spacing);
+    auto *row = new QHBoxLayout;
+    row->setSpacing(rowSpacing);
+    column->addLayout(row);
+    layout->addLayout(column);
+    return {column, row};
+}
+
 QPushButton *toolButton(const QString &text, const QString &symbol, const QString &objectName,
                         QWidget *parent, const QColor &tint)
 {

@@ -4,6 +4,8 @@
 #include <QPair>
 
 class QBoxLayout;
+class QHBoxLayout;
+class QVBoxLayout;
 class QButtonGroup;
 
 #include <QColor>
@@ -39,6 +41,16 @@ void setTextColor(QWidget *widget, const QColor &color);
 
 // The thin horizontal line between a screen's bands (file bar, toolbar, footer).
 QFrame *divider(QWidget *parent);
+
+// The band under a document's view: a divider, then a padded column added
+// to `layout`, whose first row (returned too) holds the summary and the
+// buttons; what goes under that row (a caption, the job bar) is added to
+// the column.
+struct BottomBand {
+    QVBoxLayout *column;
+    QHBoxLayout *row;
+};
+BottomBand bottomBand(QBoxLayout *layout, QWidget *parent, int spacing = 8, int rowSpacing = 12);
 
 // A toolbar button with a symbol (none for an empty name) that leaves the
 // keyboard focus where it was when clicked (Tab still reaches it), so the
