@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 using namespace Qt::StringLiterals;
 
@@ -29,7 +30,17 @@ private Q_SLOTS:
     {
         writeFile(m_dir.filePath(u"a.pdf"_s), textPDF(3));
         writeFile(m_dir.filePath(u"b.pdf"_s), textPDF(2));
-        writeFile(m_dir.filePath(u"photo.png"_s), encode(marker(640, 480), "PNG"));
+        // A photo whose colour profile is damaged, which Qt would complain
+        // about on stderr: only the program's own words may reach it.
+        QByteArray photo = encode(marker(640, 480), "JPG");
+        QByteArray profile(196, '\0');
+        qToBigEndian<quint32>(200, profile.data());
+        profile.replace(36, 4, "acsp");
+        qToBigEndian<quint32>(1000, profile.data() + 128); // tags far beyond its end
+        const QByteArray segment = QByteArray("ICC_PROFILE\0\1\1", 14) + profile;
+        photo.insert(2, QByteArray("\xFF\xE2") + char((segment.size() + 2) >> 8) +
+                            char((segment.size() + 2) & 0xFF) + segment);
+        writeFile(m_dir.filePath(u"photo.jpg"_s), photo);
     }
 
     // Without -o, beside the first file under the window's name; -o a file
@@ -41,9 +52,9 @@ private Q_SLOTS:
         QTest::addColumn<int>("pages");
         QTest::newRow("two files")
             << QStringList{"a.pdf", "b.pdf"} << QStringList{"Merged.pdf", "Merged 2.pdf"} << 5;
-        QTest::newRow("three, PDF first") << QStringList{"a.pdf", "b.pdf", "photo.png"}
+        QTest::newRow("three, PDF first") << QStringList{"a.pdf", "b.pdf", "photo.jpg"}
                                           << QStringList{"a merged.pdf", "a merged 2.pdf"} << 6;
-        QTest::newRow("-o a file") << QStringList{"-o", "out.pdf", "photo.png", "b.pdf"}
+        QTest::newRow("-o a file") << QStringList{"-o", "out.pdf", "photo.jpg", "b.pdf"}
                                    << QStringList{"out.pdf", "out 2.pdf"} << 3;
     }
     void places()
