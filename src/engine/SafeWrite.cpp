@@ -115,6 +115,7 @@ struct Target::Private {
     int slot = -1;
     int error = 0; // the first errno seen
     qint64 written = 0;
+    bool synced = false;
     QByteArray buffer;
     std::unique_ptr<TargetDevice> device;
 
@@ -147,12 +148,21 @@ struct Target::Private {
         buffer.clear();
     }
 
-    // Everything on the disk and the file closed; throws otherwise.
-    void finish()
+    // Everything on the disk; throws otherwise. The file stays open and
+    // locked until it is put in place.
+    void sync()
     {
         flush();
         if (::fsync(fd) != 0)
             fail(errno);
+        synced = true;
+    }
+
+    // Everything on the disk and the file closed; throws otherwise.
+    void finish()
+    {
+        if (!synced)
+            sync();
         const int fdToClose = fd;
         fd = -1;
         if (::close(fdToClose) != 0 && errno != EINTR)
@@ -272,7 +282,9 @@ Pending::Pending(const QString &destination, const std::function<void(Target &)>
     }
     if (d.device && d.device->isOpen())
         d.device->close();
-    d.flush();
+    // Synced here, so parts made on several threads reach the disk side by
+    // side; putting them in place is then only a rename.
+    d.sync();
 }
 
 Pending::Pending(Pending &&) noexcept = default;

@@ -54,17 +54,17 @@ private:
 // One that is never put in place is removed.
 class Pending {
 public:
-    // Makes the temporary file beside `destination` and calls
-    // write(target). Throws as SafeWrite::write does.
+    // Makes the temporary file beside `destination`, calls write(target)
+    // and syncs the file to the disk. Throws as SafeWrite::write does.
     Pending(const QString &destination, const std::function<void(Target &)> &write,
             const QString &failureMessage, const QString &creationMessage = {});
     Pending(Pending &&) noexcept;
     Pending &operator=(Pending &&) noexcept;
     ~Pending();
 
-    // Syncs the file, renames it to `destination` (in the same folder as
-    // the one given above, perhaps under another name) and syncs the
-    // folder. Throws as SafeWrite::write does.
+    // Renames the file to `destination` (in the same folder as the one
+    // given above, perhaps under another name) and syncs the folder.
+    // Throws as SafeWrite::write does.
     void commit(const QString &destination);
 
 private:
