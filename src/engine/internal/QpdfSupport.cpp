@@ -53,7 +53,8 @@ int normalisedRotation(QPDFPageObjectHelper page)
         const double value = rotate.getNumericValue();
         if (!std::isfinite(value) || std::fmod(value, 90.0) != 0.0)
             return 0;
-        long long degrees = static_cast<long long>(value) % 360;
+        // fmod is exact, and keeps a huge angle from overflowing an integer.
+        double degrees = std::fmod(value, 360.0);
         if (degrees < 0)
             degrees += 360;
         return int(degrees);
