@@ -15,7 +15,8 @@ std::string number(double v)
     if (!std::isfinite(v))
         return "0";
     const double rounded = std::round(v);
-    if (std::abs(v - rounded) < 1e-6)
+    // Only where a long long holds it: a box far out is written out in full.
+    if (std::abs(v - rounded) < 1e-6 && std::abs(rounded) < 1e15)
         return std::to_string(static_cast<long long>(rounded));
     std::string s = QString::number(v, 'f', 5).toStdString();
     while (!s.empty() && s.back() == '0')
