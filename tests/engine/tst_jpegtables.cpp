@@ -5,6 +5,8 @@
 #include <QImage>
 #include <QTest>
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
 
@@ -50,6 +52,23 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, data);
         QCOMPARE(tighterJpeg(data), std::nullopt);
+    }
+
+    // A few bytes of frame header can claim 20000 × 20000 pixels, whose
+    // coefficients alone would take 2.4 GB.
+    void aHugeClaimCostsNoMemory()
+    {
+        QByteArray jpeg = encode(naturalPhoto(QSize(64, 48), 1), "JPEG", 80);
+        const qsizetype frame = jpeg.indexOf("\xFF\xC0");
+        QVERIFY(frame > 0);
+        for (const qsizetype at : {frame + 5, frame + 7}) // height, width
+            jpeg.replace(at, 2, QByteArray("\x4E\x20", 2));
+        rusage before{}, after{};
+        ::getrusage(RUSAGE_SELF, &before);
+        QCOMPARE(tighterJpeg(jpeg), std::nullopt);
+        ::getrusage(RUSAGE_SELF, &after);
+        QVERIFY2(after.ru_maxrss - before.ru_maxrss < 64 * 1024,
+                 qPrintable(u"%1 KB more"_s.arg(after.ru_maxrss - before.ru_maxrss)));
     }
 };
 
