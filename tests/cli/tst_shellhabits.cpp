@@ -332,6 +332,12 @@ private Q_SLOTS:
     {
         QFETCH(qulonglong, hard);
         QFETCH(bool, merged);
+#ifdef QUIREBOOK_SANITIZE
+        // UBSan reads a vtable through a pipe the first time it meets a
+        // class, and can't with every handle taken: a false report.
+        if (!merged)
+            QSKIP("the sanitizers need file handles of their own");
+#endif
         QTemporaryDir dir;
         const QByteArray pdf = textPDF(1);
         QStringList arguments{QStringLiteral("merge"), QStringLiteral("-o"),

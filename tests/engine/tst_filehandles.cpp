@@ -50,6 +50,11 @@ class TestFileHandles : public QObject {
 private Q_SLOTS:
     void saidInTheProgramsWords()
     {
+#ifdef QUIREBOOK_SANITIZE
+        // The first time UBSan meets a class it reads the vtable through a
+        // pipe, which it can't make with every handle taken: a false report.
+        QSKIP("the sanitizers need file handles of their own");
+#endif
         QTemporaryDir dir;
         const QString source = writeFile(dir.filePath(QStringLiteral("a.pdf")), textPDF(1));
         const QString destination = dir.filePath(QStringLiteral("b.pdf"));

@@ -5,6 +5,8 @@
 
 #include <QTest>
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 using namespace Fixtures;
 using ImageRecompressor::Input;
@@ -34,6 +36,24 @@ Input jpegInput(const QImage &photo, QSize target, int quality = 60, int storedQ
 class TestImageRecompressor : public QObject {
     Q_OBJECT
 private Q_SLOTS:
+    // First, while the process's peak is still low: a few bytes of frame
+    // header can claim 20000 × 20000 pixels, whose coefficients alone would
+    // take 2.4 GB.
+    void aHugeJpegClaimCostsNoMemory()
+    {
+        QByteArray jpeg = encode(naturalPhoto(QSize(64, 48), 1), "JPEG", 80);
+        const qsizetype frame = jpeg.indexOf("\xFF\xC0");
+        QVERIFY(frame > 0);
+        for (const qsizetype at : {frame + 5, frame + 7}) // height, width
+            jpeg.replace(at, 2, QByteArray("\x4E\x20", 2));
+        rusage before{}, after{};
+        ::getrusage(RUSAGE_SELF, &before);
+        QCOMPARE(tighterJpeg(jpeg), std::nullopt);
+        ::getrusage(RUSAGE_SELF, &after);
+        QVERIFY2(after.ru_maxrss - before.ru_maxrss < 64 * 1024,
+                 qPrintable(u"%1 KB more"_s.arg(after.ru_maxrss - before.ru_maxrss)));
+    }
+
     void targetSize_data()
     {
         QTest::addColumn<QSize>("size");

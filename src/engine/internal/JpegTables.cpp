@@ -7,6 +7,11 @@
 
 namespace {
 
+// The coefficients are held whole, two bytes each: beyond this many samples
+// (half a gigabyte of them) a picture is left as it is. A frame header of a
+// few bytes can claim 65535 × 65535 pixels.
+constexpr qint64 kMostSamples = 256LL * 1024 * 1024;
+
 bool startsWith(const jpeg_saved_marker_ptr marker, const char *tag, unsigned length)
 {
     return marker->data_length >= length && std::memcmp(marker->data, tag, length) == 0;
@@ -35,6 +40,10 @@ bool transcode(const unsigned char *data, unsigned long size, unsigned char **ou
     for (int i = 0; i < 16; ++i)
         jpeg_save_markers(&source, JPEG_APP0 + i, 0xFFFF);
     jpeg_read_header(&source, TRUE);
+    if (qint64(source.image_width) * source.image_height * source.num_components > kMostSamples) {
+        jpeg_destroy_decompress(&source);
+        return false;
+    }
     jvirt_barray_ptr *coefficients = jpeg_read_coefficients(&source);
     // A damaged picture (cut short, say) that libjpeg patched up is left
     // exactly as it was: other readers may patch it differently.

@@ -15,7 +15,8 @@ std::string number(double v)
     if (!std::isfinite(v))
         return "0";
     const double rounded = std::round(v);
-    if (std::abs(v - rounded) < 1e-6)
+    // Only where a long long holds it: a box far out is written out in full.
+    if (std::abs(v - rounded) < 1e-6 && std::abs(rounded) < 1e15)
         return std::to_string(static_cast<long long>(rounded));
     std::string s = QString::number(v, 'f', 5).toStdString();
     while (!s.empty() && s.back() == '0')
@@ -53,7 +54,8 @@ int normalisedRotation(QPDFPageObjectHelper page)
         const double value = rotate.getNumericValue();
         if (!std::isfinite(value) || std::fmod(value, 90.0) != 0.0)
             return 0;
-        long long degrees = static_cast<long long>(value) % 360;
+        // fmod is exact, and keeps a huge angle from overflowing an integer.
+        double degrees = std::fmod(value, 360.0);
         if (degrees < 0)
             degrees += 360;
         return int(degrees);

@@ -6,6 +6,8 @@
 
 #include <QThread>
 
+#include <limits>
+
 namespace {
 
 QPDFObjectHandle name(const char *n)
@@ -115,6 +117,16 @@ bool generalFilters(const std::vector<std::string> &filters)
     return true;
 }
 
+// A picture's width or height: a positive integer an int holds, or none, so
+// that sizes multiply without overflowing.
+std::optional<int> sideOf(QPDFObjectHandle value)
+{
+    if (!value.isInteger() || value.getIntValue() < 1 ||
+        value.getIntValue() > std::numeric_limits<int>::max())
+        return std::nullopt;
+    return int(value.getIntValue());
+}
+
 qint64 storedLength(QPDFObjectHandle stream)
 {
     auto length = stream.getDict().getKey("/Length");
@@ -213,9 +225,8 @@ std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle imag
         auto dict = image.getDict();
         if (dict.getKey("/ImageMask").isBool() && dict.getKey("/ImageMask").getBoolValue())
             return std::nullopt;
-        auto width = dict.getKey("/Width"), height = dict.getKey("/Height");
-        if (!width.isInteger() || !height.isInteger() || width.getIntValue() < 1 ||
-            height.getIntValue() < 1 || pointsPerPixel <= 0)
+        const auto width = sideOf(dict.getKey("/Width")), height = sideOf(dict.getKey("/Height"));
+        if (!width || !height || pointsPerPixel <= 0)
             return std::nullopt;
         // A colour-key mask picks pixels by their exact values: leave those.
         if (dict.getKey("/Mask").isArray())
@@ -269,7 +280,7 @@ std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle imag
         if (in.components == 4 && !colours.plainRange)
             return std::nullopt;
 
-        in.size = QSize(int(width.getIntValue()), int(height.getIntValue()));
+        in.size = QSize(*width, *height);
         if (qint64(in.size.width()) * in.size.height() *
                 std::max({in.components, in.paletteComponents, 4}) >
             kMaxDecoded)
@@ -302,12 +313,12 @@ std::optional<ImageRecompressor::Input> ImageJobs::prepare(QPDFObjectHandle imag
             auto m = mask.getDict();
             if (m.hasKey("/Matte"))
                 return std::nullopt; // its samples are tied to the picture's size
-            auto mw = m.getKey("/Width"), mh = m.getKey("/Height"),
-                 mb = m.getKey("/BitsPerComponent");
-            if (!maskShared && mw.isInteger() && mh.isInteger() && mb.isInteger() &&
-                mb.getIntValue() == 8 && !m.hasKey("/Decode") && generalFilters(filtersOf(m)) &&
-                qint64(mw.getIntValue()) * mh.getIntValue() <= kMaxDecoded) {
-                in.maskSize = QSize(int(mw.getIntValue()), int(mh.getIntValue()));
+            const auto mw = sideOf(m.getKey("/Width")), mh = sideOf(m.getKey("/Height"));
+            auto mb = m.getKey("/BitsPerComponent");
+            if (!maskShared && mw && mh && mb.isInteger() && mb.getIntValue() == 8 &&
+                !m.hasKey("/Decode") && generalFilters(filtersOf(m)) &&
+                qint64(*mw) * *mh <= kMaxDecoded) {
+                in.maskSize = QSize(*mw, *mh);
                 in.mask = bytesOf(mask.getStreamData(qpdf_dl_generalized));
                 if (in.mask.size() < qint64(in.maskSize.width()) * in.maskSize.height())
                     in.mask.clear();
