@@ -3,6 +3,7 @@
 #
 #   fuzz.sh run BUILD_DIR SECONDS [TARGET]   fuzz each target (or one) for SECONDS
 #   fuzz.sh replay BINARY TARGET             run the seeds and regression inputs once
+#   fuzz.sh replay-plain BINARY TARGET       the same, through a target built without libFuzzer
 #
 # Seeds come from the corpus ($QUIREBOOK_CORPUS, else ../shared/corpus) at run time; nothing of it is
 # copied into the repository. What a run finds and keeps lives under
@@ -84,8 +85,17 @@ replay)
     "$bin" "${common[@]}" -runs=0 -max_len=67108864 -timeout=300 \
         -artifact_prefix="$PWD/replay-$t-" "$seeddir"
     ;;
+replay-plain)
+    # The same inputs through a target built without libFuzzer.
+    bin="$2" t="$3"
+    seeddir="$(mktemp -d)"
+    trap 'rm -rf "$seeddir"' EXIT
+    seeds "$t" "$seeddir"
+    [ -d "$here/regressions/$t" ] && cp -r "$here/regressions/$t/." "$seeddir/"
+    "$bin" "$seeddir"
+    ;;
 *)
-    sed -n '2,12p' "$0" >&2
+    sed -n '2,13p' "$0" >&2
     exit 2
     ;;
 esac
