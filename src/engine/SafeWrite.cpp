@@ -18,6 +18,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -158,11 +159,9 @@ struct Target::Private {
         synced = true;
     }
 
-    // Everything on the disk and the file closed; throws otherwise.
-    void finish()
+    // The file closed (and so unlocked); throws otherwise.
+    void close()
     {
-        if (!synced)
-            sync();
         const int fdToClose = fd;
         fd = -1;
         if (::close(fdToClose) != 0 && errno != EINTR)
@@ -248,20 +247,30 @@ Pending::Pending(const QString &destination, const std::function<void(Target &)>
     sweepOnce(folder);
 
     auto p = std::make_unique<Target::Private>();
-    p->name = QFile::encodeName(temporaryPath(folder));
     p->failure = failureMessage;
     p->destinationName = info.fileName();
-    p->slot = claimSlot(p->name);
-    p->fd = ::open(p->name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (p->fd < 0) {
-        p->error = errno;
-        if (diskFull(p->error))
-            throw PDFError::failed(p->message());
-        if (PDFError::outOfFileHandles(p->error))
-            throw PDFError::failed(PDFError::tooManyFilesText());
-        throw PDFError::failed(creationMessage.isEmpty() ? failureMessage : creationMessage);
+    // Another process sweeping this folder may take the new file for a
+    // stale one in the moment before it is locked and remove it: locked, it
+    // must still be there, or it is made again under another name.
+    for (;;) {
+        p->name = QFile::encodeName(temporaryPath(folder));
+        p->slot = claimSlot(p->name);
+        p->fd = ::open(p->name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+        if (p->fd < 0) {
+            p->error = errno;
+            if (diskFull(p->error))
+                throw PDFError::failed(p->message());
+            if (PDFError::outOfFileHandles(p->error))
+                throw PDFError::failed(PDFError::tooManyFilesText());
+            throw PDFError::failed(creationMessage.isEmpty() ? failureMessage : creationMessage);
+        }
+        struct stat status {};
+        if (::flock(p->fd, LOCK_EX) != 0 || ::fstat(p->fd, &status) != 0 || status.st_nlink > 0)
+            break;
+        ::close(p->fd);
+        p->fd = -1;
+        releaseSlot(p->slot);
     }
-    ::flock(p->fd, LOCK_EX | LOCK_NB);
     m_target.reset(new Target(std::move(p)));
     Target::Private &d = *m_target->d;
 
@@ -296,14 +305,22 @@ void Pending::commit(const QString &destination)
     if (!m_target)
         return;
     Target::Private &d = *m_target->d;
-    d.finish();
+    if (!d.synced)
+        d.sync();
 
-    // rename() replaces an existing destination atomically.
+    // rename() replaces an existing destination atomically. The file is
+    // still locked, so no sweep takes it for a stale one meanwhile.
     const QFileInfo info(destination);
     const QByteArray destinationName = QFile::encodeName(info.absoluteFilePath());
     if (std::rename(d.name.constData(), destinationName.constData()) != 0) {
         d.error = errno;
         throw PDFError::failed(d.message());
+    }
+    try {
+        d.close();
+    } catch (const PDFError &) {
+        ::unlink(destinationName.constData());
+        throw;
     }
     // The new name is only durable once the folder is. A folder we may not
     // open for reading, or one whose file system can't sync folders, is
