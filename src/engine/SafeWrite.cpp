@@ -69,6 +69,21 @@ QString temporaryPath(const QString &folder)
            QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".pdf");
 }
 
+// The new names in a folder are only durable once the folder is. A folder
+// we may not open for reading, or one whose file system can't sync
+// folders, is taken as it is. The error, or 0.
+int folderSyncError(const QString &folder)
+{
+    const int dirFd =
+        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd < 0)
+        return 0;
+    const bool synced = ::fsync(dirFd) == 0 || errno == EINVAL;
+    const int error = synced ? 0 : errno;
+    ::close(dirFd);
+    return error;
+}
+
 // Once per folder and run: a split writes thousands of parts into one.
 void sweepOnce(const QString &folder)
 {
@@ -300,7 +315,7 @@ Pending::Pending(Pending &&) noexcept = default;
 Pending &Pending::operator=(Pending &&) noexcept = default;
 Pending::~Pending() = default;
 
-void Pending::commit(const QString &destination)
+void Pending::commit(const QString &destination, Folder folder)
 {
     if (!m_target)
         return;
@@ -322,21 +337,20 @@ void Pending::commit(const QString &destination)
         ::unlink(destinationName.constData());
         throw;
     }
-    // The new name is only durable once the folder is. A folder we may not
-    // open for reading, or one whose file system can't sync folders, is
-    // taken as it is.
-    const int dirFd = ::open(QFile::encodeName(info.absolutePath()).constData(),
-                             O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dirFd < 0)
+    if (folder == Folder::SyncLater)
         return;
-    const bool synced = ::fsync(dirFd) == 0 || errno == EINVAL;
-    const int syncError = errno;
-    ::close(dirFd);
-    if (!synced) {
+    if (const int error = folderSyncError(info.absolutePath())) {
         ::unlink(destinationName.constData());
-        d.error = syncError;
+        d.error = error;
         throw PDFError::failed(d.message());
     }
+}
+
+void syncFolder(const QString &folder, const QString &failureMessage)
+{
+    if (const int error = folderSyncError(folder))
+        throw PDFError::failed(diskFull(error) ? diskFullText(QFileInfo(folder).fileName())
+                                               : failureMessage);
 }
 
 void write(const QString &destination, const std::function<void(Target &)> &writeTo,

@@ -63,9 +63,11 @@ public:
     ~Pending();
 
     // Renames the file to `destination` (in the same folder as the one
-    // given above, perhaps under another name) and syncs the folder.
+    // given above, perhaps under another name) and syncs the folder, or
+    // leaves the folder to one syncFolder() after the last piece of many.
     // Throws as SafeWrite::write does.
-    void commit(const QString &destination);
+    enum class Folder { Sync, SyncLater };
+    void commit(const QString &destination, Folder folder = Folder::Sync);
 
 private:
     std::unique_ptr<Target> m_target;
@@ -82,6 +84,10 @@ void write(const QString &destination, const std::function<void(Target &)> &writ
 
 // "There isn't enough space on the disk to save “<name>”."
 QString diskFullText(const QString &name);
+
+// Makes the names given in `folder` durable (one fsync of the folder).
+// Throws PDFError with `failureMessage` when the folder can't be synced.
+void syncFolder(const QString &folder, const QString &failureMessage);
 
 // Removes ".quirebook-" files in the folder that no live process holds.
 void removeStale(const QString &folder);

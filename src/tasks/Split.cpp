@@ -1,6 +1,7 @@
 #include "tasks/Split.h"
 
 #include "core/Output.h"
+#include "engine/BestEffort.h"
 #include "engine/PDFError.h"
 #include "engine/PDFOps.h"
 #include "tasks/ResultFolder.h"
@@ -112,6 +113,35 @@ Outcome run(const PDFFile &file, const PageRanges::Groups &groups, const QString
     return run(doc, file.name(), groups, folder, progress, isCancelled);
 }
 
+namespace {
+
+// Every part, made on every core and put in place in order.
+void splitInto(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
+               const PageRanges::Groups &groups, const QDir &dir, std::atomic<int> &saved,
+               const Progress &progress, const IsCancelled &isCancelled)
+{
+    const int total = int(groups.size());
+    PDFOps::split(
+        doc, groups,
+        [&](int i, const PDFDocument &part) {
+            // Made on a worker: named for now as it is meant to be; the
+            // name is settled when the part is put in place.
+            const QString name = partName(baseName, groups[i]) + QStringLiteral(".pdf");
+            return part.writePending(dir.filePath(name), {}, tr("Couldn't write %1.").arg(name));
+        },
+        [&](int i, SafeWrite::Pending &&file) {
+            const QString path =
+                PDFOps::uniqueURL(dir.path(), partName(baseName, groups[i]), QStringLiteral("pdf"));
+            file.commit(path, SafeWrite::Pending::Folder::SyncLater);
+            ++saved;
+            if (progress)
+                progress(i + 1, total);
+        },
+        isCancelled);
+}
+
+} // namespace
+
 Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
             const PageRanges::Groups &groups, const QString &folder, const Progress &progress,
             const IsCancelled &isCancelled)
@@ -121,24 +151,18 @@ Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseNa
     const int total = int(groups.size());
     ResultFolder::fill(folder, total, ResultFolder::Pieces::Files, [&](std::atomic<int> &saved) {
         const QDir dir(folder);
-        PDFOps::split(
-            doc, groups,
-            [&](int i, const PDFDocument &part) {
-                // Made on a worker: named for now as it is meant to be; the
-                // name is settled when the part is put in place.
-                const QString name = partName(baseName, groups[i]) + QStringLiteral(".pdf");
-                return part.writePending(dir.filePath(name), {},
-                                         tr("Couldn't write %1.").arg(name));
-            },
-            [&](int i, SafeWrite::Pending &&file) {
-                const QString path =
-                    PDFOps::uniqueURL(folder, partName(baseName, groups[i]), QStringLiteral("pdf"));
-                file.commit(path);
-                ++saved;
-                if (progress)
-                    progress(i + 1, total);
-            },
-            isCancelled);
+        // The parts' names reach the disk together, once the last is in
+        // place (or the work stops), before anything is reported.
+        const auto syncFolder = [&] {
+            SafeWrite::syncFolder(folder, tr("Couldn't write %1.").arg(dir.dirName()));
+        };
+        try {
+            splitInto(doc, baseName, groups, dir, saved, progress, isCancelled);
+        } catch (...) {
+            bestEffort(syncFolder);
+            throw;
+        }
+        syncFolder();
     });
 
     return Outcome{tr("Made %1 %2").arg(total).arg(plural(total, tr("file"))),
