@@ -14,6 +14,8 @@
 
 #include <atomic>
 
+using namespace Qt::StringLiterals;
+
 class TestCloseWhileWorking : public QObject {
     Q_OBJECT
 
@@ -44,8 +46,8 @@ private Q_SLOTS:
         Job job;
         std::atomic<bool> writing = false, sawCancel = false;
         if (working) {
-            const QString destination = dir.filePath(QStringLiteral("a compressed.pdf"));
-            job.run(QStringLiteral("Compressing"),
+            const QString destination = dir.filePath(u"a compressed.pdf"_s);
+            job.run(u"Compressing"_s,
                     [&, destination](const Progress &, const IsCancelled &isCancelled) {
                         SafeWrite::write(
                             destination,
@@ -57,7 +59,7 @@ private Q_SLOTS:
                                 sawCancel = true;
                                 throw PDFError::cancelled();
                             },
-                            QStringLiteral("Couldn't write the file."));
+                            u"Couldn't write the file."_s);
                         return Outcome{};
                     });
             QTRY_VERIFY_WITH_TIMEOUT(writing, 60000);
@@ -69,9 +71,9 @@ private Q_SLOTS:
         if (!working)
             return;
         const Question &asked = dialogs.questions.first();
-        QCOMPARE(asked.title, QStringLiteral("Stop the work in progress?"));
-        QCOMPARE(asked.accept, QStringLiteral("Stop and Close"));
-        QCOMPARE(asked.keep, QStringLiteral("Keep Working"));
+        QCOMPARE(asked.title, u"Stop the work in progress?"_s);
+        QCOMPARE(asked.accept, u"Stop and Close"_s);
+        QCOMPARE(asked.keep, u"Keep Working"_s);
         if (stop) {
             QTRY_VERIFY_WITH_TIMEOUT(!window->isVisible(), 60000);
             QVERIFY(sawCancel);

@@ -65,10 +65,7 @@ private Q_SLOTS:
     // forbids those); a wrong password leaves the document locked.
     void passwordsAndRights()
     {
-        WriteOptions options;
-        options.encrypt = true;
-        options.userPassword = u"pässwörd"_s;
-        options.ownerPassword = u"owner"_s;
+        WriteOptions options = lock(u"pässwörd"_s, u"owner"_s);
         options.allowChanges = false;
         options.allowPrinting = false;
         const QString path =
@@ -96,12 +93,9 @@ private Q_SLOTS:
     // An empty open password: no question, restricted until the owner password.
     void ownerPasswordRaisesAFreelyOpeningFile()
     {
-        WriteOptions options;
-        options.encrypt = true;
-        options.ownerPassword = u"boss"_s;
-        options.allowCopying = false;
-        auto doc = PDFDocument::open(
-            writeFile(m_dir.filePath(u"owner-only.pdf"_s), makePDF(numberedPages(1), options)));
+        auto doc =
+            PDFDocument::open(writeFile(m_dir.filePath(u"owner-only.pdf"_s),
+                                        makePDF(numberedPages(1), lock({}, u"boss"_s, true))));
         QVERIFY(!doc->isLocked() && doc->isEncrypted() && PDFOps::isRestricted(*doc));
         QVERIFY(!doc->unlock(u"wrong"_s));
         QVERIFY(PDFOps::isRestricted(*doc));

@@ -14,6 +14,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 namespace {
@@ -51,27 +53,27 @@ private Q_SLOTS:
     void saidInTheProgramsWords()
     {
         QTemporaryDir dir;
-        const QString source = writeFile(dir.filePath(QStringLiteral("a.pdf")), textPDF(1));
-        const QString destination = dir.filePath(QStringLiteral("b.pdf"));
+        const QString source = writeFile(dir.filePath(u"a.pdf"_s), textPDF(1));
+        const QString destination = dir.filePath(u"b.pdf"_s);
         const auto write = [&] {
             SafeWrite::write(
                 destination, [](SafeWrite::Target &out) { out.write(QByteArray("%PDF-1.7\n")); },
-                QStringLiteral("Couldn't write the file."));
+                u"Couldn't write the file."_s);
         };
         const QString tooMany = PDFError::tooManyFilesText();
-        QCOMPARE(tooMany, QStringLiteral("Too many files are open at once. Close some programs and "
-                                         "try again."));
+        QCOMPARE(tooMany, u"Too many files are open at once. Close some programs and "
+                          "try again."_s);
         {
             AllHandlesTaken taken;
             QVERIFY(!PDFDocument::open(source));
-            QCOMPARE(PDFError::notOpened(QStringLiteral("a.pdf")).description(), tooMany);
+            QCOMPARE(PDFError::notOpened(u"a.pdf"_s).description(), tooMany);
             QCOMPARE(Attempt::errorOf(write), tooMany);
         }
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"a.pdf"});
         // With handles to spare, an open failure is the file's again.
-        QCOMPARE(PDFError::notOpened(QStringLiteral("a.pdf")).description(),
-                 QStringLiteral("“a.pdf” couldn't be read as a PDF."));
-        QCOMPARE(Attempt::errorOf(write), QStringLiteral("no error"));
+        QCOMPARE(PDFError::notOpened(u"a.pdf"_s).description(),
+                 u"“a.pdf” couldn't be read as a PDF."_s);
+        QCOMPARE(Attempt::errorOf(write), u"no error"_s);
     }
 };
 

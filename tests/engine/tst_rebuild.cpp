@@ -288,10 +288,7 @@ private Q_SLOTS:
         std::shared_ptr<PDFDocument> doc = PDFDocument::fromBytes(textPDF(3), "three.pdf");
         PDFOps::PageHook hook;
         if (what == QLatin1String("locked") || what == QLatin1String("restricted")) {
-            WriteOptions options;
-            options.encrypt = true;
-            options.userPassword = u"user"_s;
-            options.ownerPassword = u"owner"_s;
+            WriteOptions options = lock(u"user"_s, u"owner"_s);
             options.allowChanges = false;
             doc = PDFDocument::fromBytes(makePDF(numberedPages(2), options), "l.pdf");
             QVERIFY(doc->isLocked());

@@ -76,11 +76,8 @@ private Q_SLOTS:
         m_b = writeFile(path(u"b.pdf"_s), textPDF(1, u"B"_s));
         m_photo = writeFile(path(u"photo.jpg"_s), encode(marker(300, 200), "JPEG"));
         writeFile(path(u"notes.txt"_s), "hello");
-        WriteOptions limited;
-        limited.encrypt = true;
-        limited.ownerPassword = u"boss"_s;
-        limited.allowCopying = false;
-        m_restricted = writeFile(path(u"limited.pdf"_s), makePDF(numberedPages(2), limited));
+        m_restricted =
+            writeFile(path(u"limited.pdf"_s), makePDF(numberedPages(2), lock({}, u"boss"_s, true)));
     }
 
     void everySymbolHasAnIcon_data()
