@@ -91,8 +91,8 @@ private Q_SLOTS:
             const QByteArray out = compressed(source, level, &result);
             QVERIFY2(!out.isEmpty(), qPrintable(at));
             QVERIFY2(!result.keptOriginal && out.size() < source.size(), qPrintable(at));
-            const PictureEntry picture = firstPicture(out);
-            QVERIFY2(picture.size.width() < kPixels.width(), qPrintable(at));
+            const ImageInfo picture = imagesOf(out).value(0);
+            QVERIFY2(picture.width < kPixels.width(), qPrintable(at));
             QVERIFY2(picture.colourSpace.endsWith(colours),
                      qPrintable(at + u' ' + picture.colourSpace));
             // CMYK JPEG data is stored as Adobe's marker says: inverted,
@@ -101,7 +101,7 @@ private Q_SLOTS:
                                   colours == "/DeviceCMYK"_L1 &&
                                   !picture.colourSpace.startsWith(u"/Indexed"_s);
             QCOMPARE(picture.decode, inverted ? u"[ 1 0 1 0 1 0 1 0 ]"_s : QString());
-            QCOMPARE(picture.softMask, alpha);
+            QCOMPARE(picture.maskWidth > 0, alpha);
             QVERIFY(!picture.smaskInData);
             const double difference = meanDifference(before, pictureArea(out));
             QVERIFY2(difference >= 0 && difference < 6,

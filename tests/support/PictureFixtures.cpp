@@ -416,6 +416,19 @@ QList<ImageInfo> imagesOf(const QByteArray &pdf)
                     filter = filter.getArrayItem(0);
                 if (filter.isName())
                     info.filter = QString::fromStdString(filter.getName());
+                auto space = dict.getKey("/ColorSpace");
+                if (space.isName())
+                    info.colourSpace = QString::fromStdString(space.getName());
+                for (int i = 0; space.isArray() && i < std::min(2, space.getArrayNItems()); ++i)
+                    if (space.getArrayItem(i).isName())
+                        info.colourSpace += (info.colourSpace.isEmpty() ? "" : " ") +
+                                            QString::fromStdString(space.getArrayItem(i).getName());
+                if (space.isNull())
+                    info.colourSpace = u"(none)"_s;
+                if (dict.getKey("/Decode").isArray())
+                    info.decode = QString::fromStdString(dict.getKey("/Decode").unparse());
+                info.smaskInData = dict.getKey("/SMaskInData").isInteger() &&
+                                   dict.getKey("/SMaskInData").getIntValue() != 0;
                 // Decoded where qpdf can, so that recompressing Flate doesn't count as a change.
                 QByteArray samples = bytes(image.getRawStreamData());
                 try {

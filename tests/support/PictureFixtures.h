@@ -83,7 +83,10 @@ struct ImageInfo {
     int width = 0;
     int height = 0;
     int bitsPerComponent = 0;
-    QString filter;        // "/DCTDecode", "/FlateDecode", "" ...
+    QString filter;      // "/DCTDecode", "/FlateDecode", "" ...
+    QString colourSpace; // "/DeviceCMYK", "/Indexed /DeviceRGB", "(none)" ...
+    QString decode;      // "[ 1 0 1 0 1 0 1 0 ]", or "" when there is none
+    bool smaskInData = false;
     QByteArray storedHash; // of the samples (decoded where qpdf can, JPEG as stored)
     int maskWidth = 0;     // its /SMask, 0 when none
     int maskHeight = 0;
