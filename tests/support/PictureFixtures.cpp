@@ -464,7 +464,8 @@ QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page)
         for (const auto &link : p.links()) {
             LinkInfo info;
             info.area = link->linkArea().normalized();
-            if (link->linkType() == Poppler::Link::Goto)
+            info.internal = link->linkType() == Poppler::Link::Goto;
+            if (info.internal)
                 info.targetPage =
                     static_cast<const Poppler::LinkGoto *>(link.get())->destination().pageNumber();
             else if (link->linkType() == Poppler::Link::Browse)
@@ -473,6 +474,35 @@ QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page)
         }
         return result;
     });
+}
+
+QList<QList<int>> popplerLinkTargets(const QByteArray &pdf)
+{
+    QList<QList<int>> result;
+    auto doc = Poppler::Document::loadFromData(pdf);
+    for (int page = 1; doc && !doc->isLocked() && page <= doc->numPages(); ++page) {
+        result.append(QList<int>());
+        for (const LinkInfo &link : popplerLinks(pdf, page))
+            if (link.internal)
+                result.last().append(link.targetPage);
+    }
+    return result;
+}
+
+QList<PageWord> popplerWords(const QByteArray &pdf, int page)
+{
+    return withPage<QList<PageWord>>(pdf, page, [](Poppler::Document &, Poppler::Page &p) {
+        QList<PageWord> words;
+        for (const auto &box : p.textList())
+            words.append({box->text(), box->boundingBox()});
+        return words;
+    });
+}
+
+QList<QRectF> popplerFind(const QByteArray &pdf, int page, const QString &text)
+{
+    return withPage<QList<QRectF>>(
+        pdf, page, [&text](Poppler::Document &, Poppler::Page &p) { return p.search(text); });
 }
 
 QStringList popplerOutline(const QByteArray &pdf)
