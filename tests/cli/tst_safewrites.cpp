@@ -1,7 +1,6 @@
 #include "support/Fixtures.h"
 #include "support/FolderWatch.h"
 #include "support/PictureFixtures.h"
-#include "support/QpdfBytes.h"
 #include "support/SmallDisk.h"
 
 #include <qpdf/QPDF.hh>

@@ -3,7 +3,6 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFOutlineDocumentHelper.hh>

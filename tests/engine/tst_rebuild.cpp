@@ -4,7 +4,6 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

@@ -2,7 +2,6 @@
 
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

@@ -1,7 +1,6 @@
 #include "support/PictureFixtures.h"
 
 #include "support/Fixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>
