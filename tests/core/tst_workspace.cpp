@@ -66,8 +66,6 @@ private Q_SLOTS:
                                     << u"“b.pdf” couldn't be read as a PDF."_s;
         QTest::newRow("text named png")
             << "t.png" << QByteArray("words") << -1 << u"“t.png” couldn't be read as a picture."_s;
-        QTest::newRow("pdf named jpg")
-            << "p.jpg" << pdf << -1 << u"“p.jpg” couldn't be read as a picture."_s;
         QTest::newRow("no pages") << "blank.pdf"
                                   << QByteArray("%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R "
                                                 ">> endobj\n2 0 obj << /Type /Pages /Kids [] "

@@ -399,8 +399,6 @@ private Q_SLOTS:
         QTest::addColumn<QSize>("size");
         QTest::addColumn<QPoint>("inked");
         QTest::addColumn<QPoint>("clear");
-        QTest::newRow("a click is a dot")
-            << Strokes{{{100, 80}}} << QSize(36, 36) << QPoint(18, 18) << QPoint(0, 0);
         // A line along the top and a dot at the bottom left: the line stays on top.
         QTest::newRow("top stays on top")
             << Strokes{{{20, 10}, {120, 10}, {220, 10}}, {{20, 160}}}
