@@ -1,15 +1,19 @@
 // The application: the one window and its remembered frame, the Edit menu
 // and Open…, files from outside, a second start handing its files over,
-// the snapshot mode, and the self-check.
+// closing while a job runs, the snapshot mode, and the self-check.
 #include "app/AppController.h"
 #include "app/SingleInstance.h"
 #include "core/Dialogs.h"
+#include "core/Job.h"
+#include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
 #include "screens/RootView.h"
 #include "screens/Symbols.h"
 #include "support/Fixtures.h"
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QLabel>
@@ -19,6 +23,9 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+
+#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -151,6 +158,74 @@ private Q_SLOTS:
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 0);
         qunsetenv("XDG_RUNTIME_DIR");
+    }
+
+    // Closing the window while a job runs asks first; stopping waits for the
+    // work to end and clean up before the window closes.
+    void close_data()
+    {
+        QTest::addColumn<bool>("working");
+        QTest::addColumn<bool>("stop");
+        QTest::newRow("nothing running") << false << false;
+        QTest::newRow("keep working") << true << false;
+        QTest::newRow("stop and close") << true << true;
+    }
+    void close()
+    {
+        QFETCH(bool, working);
+        QFETCH(bool, stop);
+        QTemporaryDir dir;
+        ScriptedDialogs dialogs;
+        dialogs.confirmAnswers = {stop};
+        AppController app;
+        app.setDialogs(&dialogs);
+        app.launch({});
+        QMainWindow *window = app.window();
+
+        // A job halfway through writing its result, which stops only when asked.
+        Job job;
+        std::atomic<bool> writing = false, sawCancel = false;
+        if (working) {
+            const QString destination = dir.filePath(u"a compressed.pdf"_s);
+            job.run(u"Compressing"_s,
+                    [&, destination](const Progress &, const IsCancelled &isCancelled) {
+                        SafeWrite::write(
+                            destination,
+                            [&](SafeWrite::Target &out) {
+                                out.write(QByteArray("%PDF-1.7\n"));
+                                writing = true;
+                                while (!isCancelled())
+                                    QThread::msleep(5);
+                                sawCancel = true;
+                                throw PDFError::cancelled();
+                            },
+                            u"Couldn't write the file."_s);
+                        return Outcome{};
+                    });
+            QTRY_VERIFY_WITH_TIMEOUT(writing, 60000);
+        }
+
+        const bool closedAtOnce = window->close();
+        QCOMPARE(closedAtOnce, !working);
+        QCOMPARE(dialogs.questions.size(), working ? 1 : 0);
+        if (!working)
+            return;
+        const Question &asked = dialogs.questions.first();
+        QCOMPARE(asked.title, u"Stop the work in progress?"_s);
+        QCOMPARE(asked.accept, u"Stop and Close"_s);
+        QCOMPARE(asked.keep, u"Keep Working"_s);
+        if (stop) {
+            QTRY_VERIFY_WITH_TIMEOUT(!window->isVisible(), 60000);
+            QVERIFY(sawCancel);
+            QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
+            QVERIFY(std::holds_alternative<Job::Idle>(job.state()));
+        } else {
+            QVERIFY(window->isVisible() && job.isRunning() && !sawCancel);
+            job.cancel();
+            QTRY_COMPARE_WITH_TIMEOUT(JobsInFlight::instance().count(), 0, 60000);
+            QVERIFY(window->isVisible()); // the window stays, and no second question
+            QCOMPARE(dialogs.questions.size(), 1);
+        }
     }
 
     void snapshotModeWritesOnePicturePerTool()

@@ -13,8 +13,8 @@ using namespace Fixtures;
 
 // compress's options and what it prints. The compressing itself is
 // tst_compress (engine) and tst_compresstask's; Ctrl-C, kills and a full
-// disk are tst_safewrites'; usage errors are in tst_info's table. -o is
-// shared with protect, unlock and searchable, so it is checked here once.
+// disk are tst_safewrites'; usage errors are in tst_info's table. Where -o
+// places a result is Output's (tst_output); that it reaches it, tst_shellhabits.
 class TestCliCompress : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
@@ -55,33 +55,6 @@ private Q_SLOTS:
         const qint64 balancedSize = QFileInfo(first.out.trimmed()).size();
         QVERIFY(QFileInfo(small.out.trimmed()).size() < balancedSize);
         QVERIFY(balancedSize < QFileInfo(high.out.trimmed()).size());
-    }
-
-    // -o a file is the name as given, -o a folder takes the usual name in
-    // it; numbered when taken.
-    void outputOption_data()
-    {
-        QTest::addColumn<QString>("option"); // in the folder "results"
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("a file") << u"small.pdf"_s << QStringList{"small.pdf", "small 2.pdf"};
-        QTest::newRow("a folder") << QString()
-                                  << QStringList{"Trip compressed.pdf", "Trip compressed 2.pdf"};
-    }
-    void outputOption()
-    {
-        QFETCH(QString, option);
-        QFETCH(QStringList, expected);
-        QTemporaryDir dir;
-        const QString source = photos(dir.path());
-        const QString elsewhere = dir.filePath(u"results"_s);
-        QVERIFY(QDir().mkpath(elsewhere));
-        for (const QString &name : expected) {
-            const auto result = runCli({u"compress"_s, u"-o"_s, elsewhere + u'/' + option, source});
-            QCOMPARE(result.exitCode, 0);
-            QCOMPARE(result.out, elsewhere + u'/' + name + u'\n');
-            QVERIFY(QFile::exists(elsewhere + u'/' + name));
-        }
-        QVERIFY(!QFile::exists(dir.filePath(u"Trip compressed.pdf"_s)));
     }
 
     // A source refused goes on to the next; the status says one failed.
@@ -125,11 +98,10 @@ private Q_SLOTS:
         const qsizetype jpeg = damaged.indexOf("\xff\xd8\xff");
         QVERIFY(jpeg > 0);
         damaged.replace(jpeg + 4000, 600, QByteArray(600, '\x11'));
-        const QString source = writeFile(folder(QStringLiteral("damaged")) + "/Scan.pdf", damaged);
-        const auto result = runCli({QStringLiteral("compress"), source});
+        const QString source = writeFile(folder(u"damaged"_s) + "/Scan.pdf", damaged);
+        const auto result = runCli({u"compress"_s, source});
         QCOMPARE(result.exitCode, 0);
-        QVERIFY2(result.err.startsWith(QStringLiteral("Scan.pdf: ")) &&
-                     result.err.count(u'\n') == 1,
+        QVERIFY2(result.err.startsWith(u"Scan.pdf: "_s) && result.err.count(u'\n') == 1,
                  qPrintable(result.err));
     }
 };

@@ -62,11 +62,9 @@ private Q_SLOTS:
     void text()
     {
         QTemporaryDir dir;
-        WriteOptions locked;
-        locked.encrypt = true;
-        locked.userPassword = locked.ownerPassword = u"čaj"_s;
         const QString path =
-            writeFile(dir.filePath(u"Notes.pdf"_s), makePDF(numberedPages(2, u"Line"_s), locked));
+            writeFile(dir.filePath(u"Notes.pdf"_s),
+                      makePDF(numberedPages(2, u"Line"_s), lock(u"čaj"_s, u"čaj"_s)));
         const QString password = u"--password=čaj"_s;
         const auto first = runCli({u"text"_s, password, path});
         QCOMPARE(first.exitCode, 0);

@@ -103,13 +103,8 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(bool, restricted);
         QFETCH(QString, err);
-        WriteOptions write;
-        write.encrypt = true;
-        write.userPassword = u"čaj"_s;
-        write.ownerPassword = u"boss"_s;
-        write.allowCopying = false;
-        const QString path =
-            writeFile(m_dir.filePath(u"tea.pdf"_s), makePDF(numberedPages(2), write));
+        const QString path = writeFile(m_dir.filePath(u"tea.pdf"_s),
+                                       makePDF(numberedPages(2), lock(u"čaj"_s, u"boss"_s, true)));
         QMap<QString, QString> env;
         if (!environment.isEmpty())
             env.insert(u"QUIREBOOK_PASSWORD"_s, environment);

@@ -18,11 +18,8 @@ class TestMergeCli : public QObject {
 
     QString locked(const QString &name, const QString &password)
     {
-        WriteOptions options;
-        options.encrypt = true;
-        options.userPassword = password;
-        options.ownerPassword = password + u"-owner"_s;
-        return writeFile(m_dir.filePath(name), makePDF(numberedPages(1), options));
+        return writeFile(m_dir.filePath(name),
+                         makePDF(numberedPages(1), lock(password, password + u"-owner"_s)));
     }
 
 private Q_SLOTS:

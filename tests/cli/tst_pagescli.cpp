@@ -1,6 +1,6 @@
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/PopplerCheck.h"
+#include "support/ProtectChecks.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -44,7 +44,7 @@ private Q_SLOTS:
         QStringList texts;
         for (int page = 0; page < popplerPageCount(edited); ++page) {
             QStringList line;
-            for (const auto &word : PopplerCheck::words(edited, page))
+            for (const auto &word : popplerWords(pdf, page + 1))
                 line.append(word.text);
             texts.append(line.join(u' '));
         }
@@ -53,7 +53,7 @@ private Q_SLOTS:
         const QList<int> rotations{90, 270, 0, 180, 180, 0};
         for (int page = 0; page < rotations.size(); ++page)
             QCOMPARE(popplerPage(pdf, page + 1).rotation, rotations[page]);
-        QCOMPARE(PopplerCheck::title(edited), u"Ledger — 2026"_s);
+        QCOMPARE(ProtectChecks::poppler(edited).title, u"Ledger — 2026"_s);
         QString check;
         QVERIFY2(qpdfCheck(edited, &check), qPrintable(check));
         QCOMPARE(readFile(source), before);

@@ -22,6 +22,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace Fixtures;
 
 namespace {
@@ -30,15 +32,12 @@ const QString kCli = qEnvironmentVariable("QUIREBOOK_CLI");
 
 QStringList hiddenIn(const QString &folder)
 {
-    return QDir(folder).entryList({QStringLiteral(".quirebook-*")}, QDir::Files | QDir::Hidden);
+    return QDir(folder).entryList({u".quirebook-*"_s}, QDir::Files | QDir::Hidden);
 }
 
 QByteArray lockedPDF(const QString &password)
 {
-    WriteOptions options;
-    options.encrypt = true;
-    options.userPassword = options.ownerPassword = password;
-    return makePDF(numberedPages(2, QStringLiteral("Secret page")), options);
+    return makePDF(numberedPages(2, u"Secret page"_s), lock(password, password));
 }
 
 // A pseudo-terminal that a child takes as its controlling terminal, as a
@@ -76,8 +75,8 @@ public:
         for (const QString &argument : arguments)
             args.push_back(argument.toStdString());
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.remove(QStringLiteral("QUIREBOOK_PASSWORD"));
-        environment.remove(QStringLiteral("COLUMNS"));
+        environment.remove(u"QUIREBOOK_PASSWORD"_s);
+        environment.remove(u"COLUMNS"_s);
         for (auto it = env.begin(); it != env.end(); ++it)
             environment.insert(it.key(), it.value());
         std::vector<std::string> vars;
@@ -163,10 +162,9 @@ private Q_SLOTS:
     void ctrlCStopsAShellLoop()
     {
         QTemporaryDir dir;
-        const QByteArray scanned =
-            scanPDF({{scan({QStringLiteral("A page of words to read")}).image},
-                     {scan({QStringLiteral("Another page of words")}).image},
-                     {scan({QStringLiteral("A third page of words")}).image}});
+        const QByteArray scanned = scanPDF({{scan({u"A page of words to read"_s}).image},
+                                            {scan({u"Another page of words"_s}).image},
+                                            {scan({u"A third page of words"_s}).image}});
         for (const char *name : {"a.pdf", "b.pdf", "c.pdf"})
             writeFile(dir.filePath(QLatin1String(name)), scanned);
 
@@ -180,22 +178,20 @@ private Q_SLOTS:
         });
         FolderWatch watch;
         QVERIFY(watch.watch(dir.path()));
-        shell.start(QStringLiteral("bash"),
-                    {QStringLiteral("-c"),
-                     QStringLiteral("for f in *.pdf; do echo \"$f\" >> tried; \"%1\" searchable "
-                                    "\"$f\"; done")
-                         .arg(kCli)});
+        shell.start(u"bash"_s,
+                    {u"-c"_s, u"for f in *.pdf; do echo \"$f\" >> tried; \"%1\" searchable "
+                              "\"$f\"; done"_s.arg(kCli)});
         QVERIFY(shell.waitForStarted() && watch.attach(shell.processId()));
-        QVERIFY2(!watch.awaitEntry(dir.path(), QStringLiteral(".quirebook-")).isEmpty(),
+        QVERIFY2(!watch.awaitEntry(dir.path(), u".quirebook-"_s).isEmpty(),
                  "the first file was never being written");
         ::kill(-pid_t(shell.processId()), SIGINT);
         QVERIFY(shell.waitForFinished(600000));
 
         QCOMPARE(shell.exitStatus(), QProcess::CrashExit);
         QCOMPARE(shell.exitCode(), SIGINT);
-        QCOMPARE(readFile(dir.filePath(QStringLiteral("tried"))), QByteArray("a.pdf\n"));
+        QCOMPARE(readFile(dir.filePath(u"tried"_s)), QByteArray("a.pdf\n"));
         QCOMPARE(hiddenIn(dir.path()), QStringList());
-        QCOMPARE(QDir(dir.path()).entryList({QStringLiteral("* searchable*")}), QStringList());
+        QCOMPARE(QDir(dir.path()).entryList({u"* searchable*"_s}), QStringList());
     }
 
     // Ctrl-C while the password is typed without echo puts the echo back
@@ -203,12 +199,11 @@ private Q_SLOTS:
     void ctrlCAtThePasswordPrompt()
     {
         QTemporaryDir dir;
-        const QString locked =
-            writeFile(dir.filePath(QStringLiteral("locked.pdf")), lockedPDF("s"));
+        const QString locked = writeFile(dir.filePath(u"locked.pdf"_s), lockedPDF("s"));
         Terminal terminal(80);
         QVERIFY(terminal.ready());
         QVERIFY(terminal.echoes());
-        QVERIFY(terminal.start({QStringLiteral("unlock"), locked}));
+        QVERIFY(terminal.start({u"unlock"_s, locked}));
         QCOMPARE(terminal.readUntil([](const QByteArray &shown) {
             return shown.contains("Password for \xe2\x80\x9clocked.pdf\xe2\x80\x9d: ");
         }),
@@ -228,8 +223,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("terminalColumns");
         QTest::addColumn<QString>("columnsVariable");
         QTest::addColumn<int>("width");
-        QTest::newRow("terminal") << 40 << QStringLiteral("100") << 40;
-        QTest::newRow("COLUMNS") << 0 << QStringLiteral("52") << 52;
+        QTest::newRow("terminal") << 40 << u"100"_s << 40;
+        QTest::newRow("COLUMNS") << 0 << u"52"_s << 52;
         QTest::newRow("neither") << 0 << QString() << 80;
     }
     void progressFitsTheTerminal()
@@ -238,33 +233,31 @@ private Q_SLOTS:
         QFETCH(QString, columnsVariable);
         QFETCH(int, width);
         QTemporaryDir dir;
-        const QString name = QStringLiteral("The minutes of every meeting of the committee for the "
-                                            "whole of the year, with appendices.pdf");
+        const QString name = u"The minutes of every meeting of the committee for the "
+                             "whole of the year, with appendices.pdf"_s;
         const QString source = writeFile(dir.filePath(name), textPDF(30));
         Terminal terminal(static_cast<ushort>(terminalColumns));
         QVERIFY(terminal.ready());
         QMap<QString, QString> env;
         if (!columnsVariable.isEmpty())
-            env[QStringLiteral("COLUMNS")] = columnsVariable;
-        QVERIFY(terminal.start({QStringLiteral("compress"), source}, env));
+            env[u"COLUMNS"_s] = columnsVariable;
+        QVERIFY(terminal.start({u"compress"_s, source}, env));
         const int status = terminal.waitForEnd();
         QVERIFY2(WIFEXITED(status) && WEXITSTATUS(status) == 0, terminal.shown().constData());
 
         const QString shown = QString::fromUtf8(terminal.shown());
-        QStringList lines = shown.split(QRegularExpression(QStringLiteral("[\r\n]")));
+        QStringList lines = shown.split(QRegularExpression(u"[\r\n]"_s));
         lines.removeAll(QString());
         // The lines drawn over each other, then the size line after the last.
-        const QStringList drawn = lines.filter(QStringLiteral("Compressing"));
+        const QStringList drawn = lines.filter(u"Compressing"_s);
         QVERIFY2(drawn.size() >= 2, qPrintable(shown));
         for (const QString &line : drawn) {
             QVERIFY2(line.size() <= width - 1, qPrintable(line));
-            QVERIFY2(line.startsWith(QStringLiteral("Compressing The")) &&
-                         line.contains(QChar(0x2026)) &&
-                         !line.contains(QStringLiteral("committee")),
+            QVERIFY2(line.startsWith(u"Compressing The"_s) && line.contains(QChar(0x2026)) &&
+                         !line.contains(u"committee"_s),
                      qPrintable(line));
         }
-        QVERIFY2(drawn.last().trimmed().endsWith(QStringLiteral("] 30/30")),
-                 qPrintable(drawn.last()));
+        QVERIFY2(drawn.last().trimmed().endsWith(u"] 30/30"_s), qPrintable(drawn.last()));
     }
 
     // Several sources into a folder named with a trailing "/" that isn't
@@ -272,24 +265,21 @@ private Q_SLOTS:
     void outputIntoANewFolder()
     {
         QTemporaryDir dir;
-        const QString a = writeFile(dir.filePath(QStringLiteral("a.pdf")), textPDF(2));
-        const QString b = writeFile(dir.filePath(QStringLiteral("b.pdf")), textPDF(3));
-        const QString out = dir.filePath(QStringLiteral("out"));
-        const auto run =
-            runCli({QStringLiteral("compress"), QStringLiteral("-o"), out + u'/', a, b});
+        const QString a = writeFile(dir.filePath(u"a.pdf"_s), textPDF(2));
+        const QString b = writeFile(dir.filePath(u"b.pdf"_s), textPDF(3));
+        const QString out = dir.filePath(u"out"_s);
+        const auto run = runCli({u"compress"_s, u"-o"_s, out + u'/', a, b});
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
-        QCOMPARE(run.out, QStringLiteral("%1/a compressed.pdf\n%1/b compressed.pdf\n").arg(out));
+        QCOMPARE(run.out, u"%1/a compressed.pdf\n%1/b compressed.pdf\n"_s.arg(out));
     }
 
     // "-": the text alone on standard output, the password from standard input.
     void standardInputAndOutput()
     {
         QTemporaryDir dir;
-        const QString locked =
-            writeFile(dir.filePath(QStringLiteral("locked.pdf")), lockedPDF("pw 1"));
+        const QString locked = writeFile(dir.filePath(u"locked.pdf"_s), lockedPDF("pw 1"));
         QProcess cli;
-        cli.start(kCli, {QStringLiteral("text"), QStringLiteral("--password-file"),
-                         QStringLiteral("-"), QStringLiteral("-o"), QStringLiteral("-"), locked});
+        cli.start(kCli, {u"text"_s, u"--password-file"_s, u"-"_s, u"-o"_s, u"-"_s, locked});
         QVERIFY(cli.waitForStarted());
         cli.write("pw 1\nnot read\n");
         cli.closeWriteChannel();
@@ -299,19 +289,16 @@ private Q_SLOTS:
         const QByteArray text = cli.readAllStandardOutput();
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"locked.pdf"});
         // What the text file would hold, and a line break to end it.
-        const auto saved = runCli({QStringLiteral("text"), locked},
-                                  {{QStringLiteral("QUIREBOOK_PASSWORD"), QStringLiteral("pw 1")}});
+        const auto saved = runCli({u"text"_s, locked}, {{u"QUIREBOOK_PASSWORD"_s, u"pw 1"_s}});
         QVERIFY2(saved.exitCode == 0, qPrintable(saved.err));
         QCOMPARE(text, readFile(saved.out.trimmed()) + '\n');
         QVERIFY(text.startsWith("Secret page 1"));
 
         // A PDF can't go there.
-        const auto refused =
-            runCli({QStringLiteral("compress"), QStringLiteral("-o"), QStringLiteral("-"),
-                    dir.filePath(QStringLiteral("locked.pdf"))},
-                   {{QStringLiteral("QUIREBOOK_PASSWORD"), QStringLiteral("pw 1")}});
+        const auto refused = runCli({u"compress"_s, u"-o"_s, u"-"_s, dir.filePath(u"locked.pdf"_s)},
+                                    {{u"QUIREBOOK_PASSWORD"_s, u"pw 1"_s}});
         QCOMPARE(refused.exitCode, 1);
-        QVERIFY2(refused.err.contains(QStringLiteral("Only text can go to standard output.")),
+        QVERIFY2(refused.err.contains(u"Only text can go to standard output."_s),
                  qPrintable(refused.err));
         QCOMPARE(refused.out, QString());
     }
@@ -340,10 +327,9 @@ private Q_SLOTS:
 #endif
         QTemporaryDir dir;
         const QByteArray pdf = textPDF(1);
-        QStringList arguments{QStringLiteral("merge"), QStringLiteral("-o"),
-                              dir.filePath(QStringLiteral("all.pdf"))};
+        QStringList arguments{u"merge"_s, u"-o"_s, dir.filePath(u"all.pdf"_s)};
         for (int i = 1; i <= 60; ++i)
-            arguments << writeFile(dir.filePath(QStringLiteral("%1.pdf").arg(i)), pdf);
+            arguments << writeFile(dir.filePath(u"%1.pdf"_s.arg(i)), pdf);
         QProcess cli;
         cli.setStandardInputFile(QProcess::nullDevice());
         cli.setChildProcessModifier([hard] {
@@ -356,12 +342,12 @@ private Q_SLOTS:
         QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
         if (merged) {
             QVERIFY2(cli.exitCode() == 0, qPrintable(err));
-            QCOMPARE(popplerPageCount(dir.filePath(QStringLiteral("all.pdf"))), 60);
+            QCOMPARE(popplerPageCount(dir.filePath(u"all.pdf"_s)), 60);
         } else {
             QCOMPARE(cli.exitCode(), 1);
-            QCOMPARE(err, QStringLiteral("quirebook-cli: Too many files are open at once. Close "
-                                         "some programs and try again.\n"));
-            QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("all.pdf"))));
+            QCOMPARE(err, u"quirebook-cli: Too many files are open at once. Close "
+                          "some programs and try again.\n"_s);
+            QVERIFY(!QFileInfo::exists(dir.filePath(u"all.pdf"_s)));
         }
     }
 };

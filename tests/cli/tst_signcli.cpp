@@ -1,7 +1,6 @@
 #include "signing/SignatureStore.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/PopplerCheck.h"
 
 #include <QDir>
 #include <QPainter>
@@ -95,7 +94,7 @@ private Q_SLOTS:
 
         for (int page = 0; page < 2; ++page) {
             QStringList words;
-            for (const auto &word : PopplerCheck::words(signedPath, page))
+            for (const auto &word : popplerWords(pdf, page + 1))
                 words.append(word.text);
             QCOMPARE(words, (QStringList{u"Doc"_s, QString::number(page + 1)}));
         }

@@ -69,18 +69,31 @@ private Q_SLOTS:
     }
 
     // quirebook-cli's -o: a folder takes the result's own name inside it,
-    // a file name is kept; numbered rather than overwriting either way.
+    // a file name is kept; numbered rather than overwriting either way. A
+    // folder ending in "/" is made when missing (one level only).
     void chosenPlaces_data()
     {
         QTest::addColumn<QString>("chosen");
-        QTest::addColumn<QStringList>("present");
-        QTest::addColumn<QString>("expected");
+        QTest::addColumn<QStringList>("present"); // files, and folders ending in "/"
+        QTest::addColumn<QString>("expected");    // the place, or the message
         QTest::newRow("a folder") << "" << QStringList{} << "a compressed.pdf";
         QTest::newRow("a folder, name taken")
             << "" << QStringList{"a compressed.pdf"} << "a compressed 2.pdf";
         QTest::newRow("a file") << "notes.md" << QStringList{} << "notes.md";
         QTest::newRow("a file, taken") << "notes.md" << QStringList{"notes.md"} << "notes 2.md";
         QTest::newRow("a file without extension") << "out" << QStringList{} << "out";
+        QTest::newRow("slash, made") << "out/" << QStringList{} << "out/a compressed.pdf";
+        QTest::newRow("slash, there, name taken")
+            << "out/" << QStringList{"out/", "out/a compressed.pdf"} << "out/a compressed 2.pdf";
+        QTest::newRow("slash, a file")
+            << "out/" << QStringList{"out"} << "“{dir}/out” is a file, not a folder.";
+        QTest::newRow("slash, two levels") << "no/such/" << QStringList{}
+                                           << "Couldn't make the folder “{dir}/no/such”, because "
+                                              "“{dir}/no” doesn't exist.";
+        QTest::newRow("slash, not writable")
+            << "/proc/1/out/" << QStringList{}
+            << "Couldn't make the folder “/proc/1/out”. Check that you can write to the folder "
+               "it goes in.";
     }
     void chosenPlaces()
     {
@@ -89,9 +102,19 @@ private Q_SLOTS:
         QFETCH(QString, expected);
         QTemporaryDir dir;
         for (const QString &name : present)
-            writeFile(dir.filePath(name), "x");
-        const QString place = chosen.isEmpty() ? dir.path() : dir.filePath(chosen);
-        QCOMPARE(Output::chosenURL(place, u"a compressed"_s, u"pdf"_s), dir.filePath(expected));
+            name.endsWith(u'/') ? void(QDir(dir.path()).mkdir(name))
+                                : void(writeFile(dir.filePath(name), "x"));
+        const QString place = chosen.startsWith(u'/') ? chosen : dir.filePath(chosen);
+        QString got;
+        const QString error =
+            Attempt::errorOf([&] { got = Output::chosenURL(place, u"a compressed"_s, u"pdf"_s); });
+        if (expected.contains(u'“')) {
+            QCOMPARE(error, QString(expected).replace(u"{dir}"_s, dir.path()));
+            QVERIFY(!QFileInfo::exists(dir.filePath(u"no"_s)));
+        } else {
+            QCOMPARE(error, u"no error"_s);
+            QCOMPARE(got, dir.filePath(expected));
+        }
     }
 
     void pdfNextToTheSource()
@@ -150,6 +173,12 @@ private Q_SLOTS:
                 const QStringList hidden = temporaryFiles(dir.path());
                 QCOMPARE(hidden.size(), 1);
                 QVERIFY(hidden.first().endsWith(QLatin1String(".pdf")));
+                // Locked while written, so a run beside this one leaves it alone.
+                const int fd =
+                    ::open(QFile::encodeName(dir.filePath(hidden.first())).constData(), O_RDONLY);
+                QVERIFY(fd >= 0);
+                QCOMPARE(::flock(fd, LOCK_EX | LOCK_NB), -1);
+                ::close(fd);
                 out.write("a first try");
                 out.restart();
                 out.write(QByteArray("new"));

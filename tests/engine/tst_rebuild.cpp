@@ -4,7 +4,6 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -288,10 +287,7 @@ private Q_SLOTS:
         std::shared_ptr<PDFDocument> doc = PDFDocument::fromBytes(textPDF(3), "three.pdf");
         PDFOps::PageHook hook;
         if (what == QLatin1String("locked") || what == QLatin1String("restricted")) {
-            WriteOptions options;
-            options.encrypt = true;
-            options.userPassword = u"user"_s;
-            options.ownerPassword = u"owner"_s;
+            WriteOptions options = lock(u"user"_s, u"owner"_s);
             options.allowChanges = false;
             doc = PDFDocument::fromBytes(makePDF(numberedPages(2), options), "l.pdf");
             QVERIFY(doc->isLocked());

@@ -158,12 +158,8 @@ private Q_SLOTS:
 
     void lockedDocumentsAreNotDrawn()
     {
-        WriteOptions locked;
-        locked.encrypt = true;
-        locked.userPassword = u"tea"_s;
-        locked.ownerPassword = u"boss"_s;
-        const QString path =
-            writeFile(m_dir.filePath(u"locked.pdf"_s), makePDF(numberedPages(2), locked));
+        const QString path = writeFile(m_dir.filePath(u"locked.pdf"_s),
+                                       makePDF(numberedPages(2), lock(u"tea"_s, u"boss"_s)));
         const auto doc = PDFDocument::open(path);
         QVERIFY(doc && doc->isLocked());
         QVERIFY(!DrawingDocument::sourceFor(*doc));

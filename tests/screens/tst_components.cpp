@@ -1,6 +1,6 @@
 // The window's shared parts: the sidebar, the notice alert, drops on the
-// tool area, the tool page frame and its file bar, the job bar and the
-// thumbnails.
+// tool area, the tool page frame and its file bar, the job bar, Show in
+// Folder and the thumbnails.
 #include "core/Dialogs.h"
 #include "core/Format.h"
 #include "core/Job.h"
@@ -76,11 +76,8 @@ private Q_SLOTS:
         m_b = writeFile(path(u"b.pdf"_s), textPDF(1, u"B"_s));
         m_photo = writeFile(path(u"photo.jpg"_s), encode(marker(300, 200), "JPEG"));
         writeFile(path(u"notes.txt"_s), "hello");
-        WriteOptions limited;
-        limited.encrypt = true;
-        limited.ownerPassword = u"boss"_s;
-        limited.allowCopying = false;
-        m_restricted = writeFile(path(u"limited.pdf"_s), makePDF(numberedPages(2), limited));
+        m_restricted =
+            writeFile(path(u"limited.pdf"_s), makePDF(numberedPages(2), lock({}, u"boss"_s, true)));
     }
 
     void everySymbolHasAnIcon_data()
@@ -401,6 +398,48 @@ private Q_SLOTS:
         QVERIFY(!bar.isVisible());
     }
 
+    // "Show in Folder": the file manager is asked with percent-encoded file
+    // URIs and the window goes on meanwhile; only when it can't show them are
+    // their folders opened, each once.
+    void urisAreEncoded()
+    {
+        const QString path = u"/home/zoë/Scans #3/100% done 字.pdf"_s;
+        QCOMPARE(Reveal::uris({path}),
+                 QStringList{"file:///home/zo%C3%AB/Scans%20%233/100%25%20done%20%E5%AD%97.pdf"});
+    }
+
+    void fallsBackOnlyWhenTheFileManagerCant_data()
+    {
+        QTest::addColumn<bool>("shown");
+        QTest::addColumn<QStringList>("paths");
+        QTest::addColumn<QStringList>("opened");
+        const QStringList two{"/tmp/r/a.pdf", "/tmp/r/b.pdf"};
+        QTest::newRow("shown") << true << two << QStringList{};
+        QTest::newRow("failed, one folder") << false << two << QStringList{"file:///tmp/r"};
+        QTest::newRow("failed, two folders")
+            << false << QStringList{"/tmp/r/a.pdf", "/tmp/s/b.pdf", "/tmp/r/c.pdf"}
+            << QStringList{"file:///tmp/r", "file:///tmp/s"};
+    }
+    void fallsBackOnlyWhenTheFileManagerCant()
+    {
+        QFETCH(bool, shown);
+        QFETCH(QStringList, paths);
+        QFETCH(QStringList, opened);
+        QStringList asked, folders;
+        std::function<void(bool)> answer;
+        Reveal::setMeans({[&](const QStringList &uris, std::function<void(bool)> answered) {
+                              asked += uris;
+                              answer = std::move(answered);
+                          },
+                          [&](const QUrl &folder) { folders << folder.toString(); }});
+        Reveal::showInFolder(paths);
+        // Nothing waits for the answer, and nothing opens before it.
+        QCOMPARE(asked.size(), paths.size());
+        QVERIFY(answer && folders.isEmpty());
+        answer(shown);
+        Reveal::setMeans({});
+        QCOMPARE(folders, opened);
+    }
     void passwordAlert_data()
     {
         QTest::addColumn<bool>("accept");

@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Share of fully opaque pixels.
 double opaque(const QPixmap &pixmap)
@@ -32,9 +34,9 @@ class TestIconTheme : public QObject {
     void makeTheme()
     {
         QDir root(m_icons.path());
-        QVERIFY(root.mkpath(QStringLiteral("Mine/16x16/actions")));
-        QVERIFY(root.mkpath(QStringLiteral("Mine/48x48/apps")));
-        QFile index(root.filePath(QStringLiteral("Mine/index.theme")));
+        QVERIFY(root.mkpath(u"Mine/16x16/actions"_s));
+        QVERIFY(root.mkpath(u"Mine/48x48/apps"_s));
+        QFile index(root.filePath(u"Mine/index.theme"_s));
         QVERIFY(index.open(QIODevice::WriteOnly));
         index.write("[Icon Theme]\nName=Mine\nInherits=hicolor\n"
                     "Directories=16x16/actions,48x48/apps\n\n"
@@ -43,8 +45,7 @@ class TestIconTheme : public QObject {
         index.close();
         QImage square(16, 16, QImage::Format_ARGB32);
         square.fill(Qt::black);
-        QVERIFY(
-            square.save(root.filePath(QStringLiteral("Mine/16x16/actions/edit-cut-symbolic.png"))));
+        QVERIFY(square.save(root.filePath(u"Mine/16x16/actions/edit-cut-symbolic.png"_s)));
         QImage app(48, 48, QImage::Format_ARGB32);
         app.fill(Qt::green);
         QVERIFY(
@@ -54,7 +55,7 @@ class TestIconTheme : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        if (!QDir(QStringLiteral("/usr/share/icons/Adwaita")).exists())
+        if (!QDir(u"/usr/share/icons/Adwaita"_s).exists())
             QSKIP("adwaita-icon-theme is not installed");
         makeTheme();
         QIcon::setThemeSearchPaths({m_icons.path()});
@@ -64,11 +65,11 @@ private Q_SLOTS:
     // comes from Adwaita, and the window gets its green program icon.
     void ownThemeFirst()
     {
-        QIcon::setThemeName(QStringLiteral("Mine"));
+        QIcon::setThemeName(u"Mine"_s);
         Symbols::installTheme();
-        QCOMPARE(QIcon::themeName(), QStringLiteral("Mine"));
-        QCOMPARE(opaque(Symbols::pixmap(QStringLiteral("scissors"), 16, Qt::red)), 1.0);
-        const QPixmap plus = Symbols::pixmap(QStringLiteral("plus"), 16, Qt::red);
+        QCOMPARE(QIcon::themeName(), u"Mine"_s);
+        QCOMPARE(opaque(Symbols::pixmap(u"scissors"_s, 16, Qt::red)), 1.0);
+        const QPixmap plus = Symbols::pixmap(u"plus"_s, 16, Qt::red);
         QVERIFY(!plus.isNull());
         QVERIFY(opaque(plus) < 0.6);
         QCOMPARE(AppIcon::make().pixmap(48).toImage().pixelColor(24, 24), QColor(Qt::green));
@@ -78,10 +79,10 @@ private Q_SLOTS:
     // the program's icon drawn in code, orange-red around a white sheet.
     void adwaitaWhenNoneIsNamed()
     {
-        QIcon::setThemeName(QStringLiteral("hicolor"));
+        QIcon::setThemeName(u"hicolor"_s);
         Symbols::installTheme();
-        QCOMPARE(QIcon::themeName(), QStringLiteral("Adwaita"));
-        const QPixmap scissors = Symbols::pixmap(QStringLiteral("scissors"), 16, Qt::red);
+        QCOMPARE(QIcon::themeName(), u"Adwaita"_s);
+        const QPixmap scissors = Symbols::pixmap(u"scissors"_s, 16, Qt::red);
         QVERIFY(!scissors.isNull());
         QVERIFY(opaque(scissors) < 0.6);
         const QImage drawn = AppIcon::make().pixmap(256).toImage();

@@ -2,7 +2,6 @@
 
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -391,46 +390,6 @@ QImage fadedLook(QSize pixels, QSize shown)
         }
     }
     return look.scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-}
-
-PictureEntry firstPicture(const QByteArray &pdf)
-{
-    PictureEntry entry;
-    QPDF q;
-    q.setSuppressWarnings(true);
-    q.processMemoryFile("picture", pdf.constData(), size_t(pdf.size()));
-    auto pages = QPDFPageDocumentHelper(q).getAllPages();
-    if (pages.empty())
-        return entry;
-    auto images = pages.front().getImages();
-    auto found = images.find("/Im0");
-    if (found == images.end())
-        return entry;
-    auto dict = found->second.getDict();
-    auto space = dict.getKey("/ColorSpace");
-    if (space.isName()) {
-        entry.colourSpace = QString::fromStdString(space.getName());
-    } else if (space.isArray()) {
-        for (int i = 0; i < std::min(2, space.getArrayNItems()); ++i)
-            if (space.getArrayItem(i).isName())
-                entry.colourSpace += (entry.colourSpace.isEmpty() ? "" : " ") +
-                                     QString::fromStdString(space.getArrayItem(i).getName());
-    } else {
-        entry.colourSpace = QStringLiteral("(none)");
-    }
-    if (dict.getKey("/Decode").isArray())
-        entry.decode = QString::fromStdString(dict.getKey("/Decode").unparse());
-    auto filter = dict.getKey("/Filter");
-    if (filter.isArray() && filter.getArrayNItems() > 0)
-        filter = filter.getArrayItem(0);
-    if (filter.isName())
-        entry.filter = QString::fromStdString(filter.getName());
-    entry.size =
-        QSize(int(dict.getKey("/Width").getIntValue()), int(dict.getKey("/Height").getIntValue()));
-    entry.softMask = dict.getKey("/SMask").isStream();
-    entry.smaskInData =
-        dict.getKey("/SMaskInData").isInteger() && dict.getKey("/SMaskInData").getIntValue() != 0;
-    return entry;
 }
 
 } // namespace Fixtures

@@ -45,15 +45,4 @@ QByteArray cmykJpeg(const QImage &picture, int quality, bool adobe);
 // than the samples.
 QByteArray jp2(const QImage &picture, const QImage &alpha = {}, float ratio = 20);
 
-// The first picture on page 1 of a PDF, as its dictionary says (qpdf).
-struct PictureEntry {
-    QString colourSpace; // "/DeviceCMYK", "/Indexed /DeviceRGB", "(none)" ...
-    QString decode;      // "[1 0 1 0 1 0 1 0]", or "" when there is none
-    QString filter;
-    QSize size;
-    bool softMask = false;
-    bool smaskInData = false;
-};
-PictureEntry firstPicture(const QByteArray &pdf);
-
 } // namespace Fixtures

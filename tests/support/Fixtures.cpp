@@ -1,5 +1,4 @@
 #include "support/Fixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>
@@ -154,6 +153,25 @@ QByteArray makePDF(const DocSpec &layout, const WriteOptions &options)
     q.getTrailer().replaceKey("/Info", q.makeIndirectObject(info));
 
     return bytesOf(q, options);
+}
+
+QByteArray bytesOf(QPDF &q, const WriteOptions &options)
+{
+    QPDFWriter writer(q);
+    writer.setOutputMemory();
+    writer.setStaticID(true);
+    if (options.encrypt) {
+        const std::string user = options.userPassword.toStdString();
+        const std::string owner = options.ownerPassword.toStdString();
+        writer.setR6EncryptionParameters(
+            user.c_str(), owner.c_str(), true, options.allowCopying, options.allowChanges,
+            options.allowChanges, options.allowChanges, options.allowChanges,
+            options.allowPrinting ? qpdf_r3p_full : qpdf_r3p_none, true);
+    }
+    writer.write();
+    auto buffer = writer.getBufferSharedPointer();
+    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
+                      qsizetype(buffer->getSize()));
 }
 
 QByteArray textPDF(int pages, const QString &prefix)

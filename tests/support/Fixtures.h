@@ -16,6 +16,8 @@
 
 #include <optional>
 
+class QPDF;
+
 namespace Fixtures {
 
 struct PageSpec {
@@ -46,6 +48,9 @@ struct DocSpec {
 // Pages whose text is "<prefix> 1", "<prefix> 2", ...
 DocSpec numberedPages(int count, const QString &prefix = QStringLiteral("Page"));
 QByteArray makePDF(const DocSpec &layout, const WriteOptions &options = {});
+// A document built with qpdf directly, as bytes: a fixed ID, so the same
+// fixture gives the same bytes, and AES-256 when the options ask for it.
+QByteArray bytesOf(QPDF &q, const WriteOptions &options = {});
 QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
 // Encryption opening with `user` (none when empty) and owner password
 // `owner`; a restricted file forbids copying.

@@ -1,7 +1,6 @@
 #include "support/PictureFixtures.h"
 
 #include "support/Fixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/QPDF.hh>
@@ -416,6 +415,19 @@ QList<ImageInfo> imagesOf(const QByteArray &pdf)
                     filter = filter.getArrayItem(0);
                 if (filter.isName())
                     info.filter = QString::fromStdString(filter.getName());
+                auto space = dict.getKey("/ColorSpace");
+                if (space.isName())
+                    info.colourSpace = QString::fromStdString(space.getName());
+                for (int i = 0; space.isArray() && i < std::min(2, space.getArrayNItems()); ++i)
+                    if (space.getArrayItem(i).isName())
+                        info.colourSpace += (info.colourSpace.isEmpty() ? "" : " ") +
+                                            QString::fromStdString(space.getArrayItem(i).getName());
+                if (space.isNull())
+                    info.colourSpace = u"(none)"_s;
+                if (dict.getKey("/Decode").isArray())
+                    info.decode = QString::fromStdString(dict.getKey("/Decode").unparse());
+                info.smaskInData = dict.getKey("/SMaskInData").isInteger() &&
+                                   dict.getKey("/SMaskInData").getIntValue() != 0;
                 // Decoded where qpdf can, so that recompressing Flate doesn't count as a change.
                 QByteArray samples = bytes(image.getRawStreamData());
                 try {
@@ -451,7 +463,8 @@ QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page)
         for (const auto &link : p.links()) {
             LinkInfo info;
             info.area = link->linkArea().normalized();
-            if (link->linkType() == Poppler::Link::Goto)
+            info.internal = link->linkType() == Poppler::Link::Goto;
+            if (info.internal)
                 info.targetPage =
                     static_cast<const Poppler::LinkGoto *>(link.get())->destination().pageNumber();
             else if (link->linkType() == Poppler::Link::Browse)
@@ -460,6 +473,35 @@ QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page)
         }
         return result;
     });
+}
+
+QList<QList<int>> popplerLinkTargets(const QByteArray &pdf)
+{
+    QList<QList<int>> result;
+    auto doc = Poppler::Document::loadFromData(pdf);
+    for (int page = 1; doc && !doc->isLocked() && page <= doc->numPages(); ++page) {
+        result.append(QList<int>());
+        for (const LinkInfo &link : popplerLinks(pdf, page))
+            if (link.internal)
+                result.last().append(link.targetPage);
+    }
+    return result;
+}
+
+QList<PageWord> popplerWords(const QByteArray &pdf, int page)
+{
+    return withPage<QList<PageWord>>(pdf, page, [](Poppler::Document &, Poppler::Page &p) {
+        QList<PageWord> words;
+        for (const auto &box : p.textList())
+            words.append({box->text(), box->boundingBox()});
+        return words;
+    });
+}
+
+QList<QRectF> popplerFind(const QByteArray &pdf, int page, const QString &text)
+{
+    return withPage<QList<QRectF>>(
+        pdf, page, [&text](Poppler::Document &, Poppler::Page &p) { return p.search(text); });
 }
 
 QStringList popplerOutline(const QByteArray &pdf)

@@ -83,7 +83,10 @@ struct ImageInfo {
     int width = 0;
     int height = 0;
     int bitsPerComponent = 0;
-    QString filter;        // "/DCTDecode", "/FlateDecode", "" ...
+    QString filter;      // "/DCTDecode", "/FlateDecode", "" ...
+    QString colourSpace; // "/DeviceCMYK", "/Indexed /DeviceRGB", "(none)" ...
+    QString decode;      // "[ 1 0 1 0 1 0 1 0 ]", or "" when there is none
+    bool smaskInData = false;
     QByteArray storedHash; // of the samples (decoded where qpdf can, JPEG as stored)
     int maskWidth = 0;     // its /SMask, 0 when none
     int maskHeight = 0;
@@ -98,9 +101,20 @@ QImage popplerRender(const QByteArray &pdf, int page, double dpi);
 struct LinkInfo {
     QRectF area;
     int targetPage = 0;
+    bool internal = false; // a link into the document itself
     QString url;
 };
 QList<LinkInfo> popplerLinks(const QByteArray &pdf, int page);
+// poppler: for each page, the pages its internal links lead to (0: nowhere).
+QList<QList<int>> popplerLinkTargets(const QByteArray &pdf);
+// poppler: the words of a page with their boxes, or where `text` is found
+// on it; in points on the page as shown, y down.
+struct PageWord {
+    QString text;
+    QRectF box;
+};
+QList<PageWord> popplerWords(const QByteArray &pdf, int page);
+QList<QRectF> popplerFind(const QByteArray &pdf, int page, const QString &text);
 // poppler: the outline, depth first: "title|page|open" with two spaces per level.
 QStringList popplerOutline(const QByteArray &pdf);
 // poppler: rotation (0/90/180/270) and size in points of a page as shown.

@@ -1,5 +1,4 @@
 #include "support/ProtectChecks.h"
-#include "support/QpdfBytes.h"
 
 #include "support/Fixtures.h"
 

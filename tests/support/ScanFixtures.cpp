@@ -1,7 +1,6 @@
 #include "support/ScanFixtures.h"
 
 #include "support/Fixtures.h"
-#include "support/QpdfBytes.h"
 
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>

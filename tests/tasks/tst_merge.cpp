@@ -4,7 +4,7 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/PopplerCheck.h"
+#include "support/ProtectChecks.h"
 #include "support/TaskFixtures.h"
 #include "tasks/Merge.h"
 
@@ -77,7 +77,7 @@ private Q_SLOTS:
         QCOMPARE(reports.last(), qMakePair(6, 6));
         QCOMPARE(popplerPageTexts(readFile(destination)),
                  (QStringList{"Alpha 1", "Alpha 2", "Alpha 3", "", "Beta 1", "Beta 2"}));
-        QCOMPARE(PopplerCheck::title(destination), u"Annual report"_s);
+        QCOMPARE(ProtectChecks::poppler(destination).title, u"Annual report"_s);
         QVERIFY(temporaryFiles(out.path()).isEmpty());
     }
 

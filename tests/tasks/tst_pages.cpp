@@ -2,7 +2,7 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/PopplerCheck.h"
+#include "support/ProtectChecks.h"
 #include "support/TaskFixtures.h"
 #include "tasks/Pages.h"
 #include "tasks/PagesModel.h"
@@ -231,7 +231,7 @@ private Q_SLOTS:
         QCOMPARE(popplerPageTexts(written), texts);
         for (int i = 0; i < turns.size(); ++i)
             QCOMPARE(popplerPage(written, i + 1).rotation, turns[i]);
-        QCOMPARE(PopplerCheck::title(out), u"Doc title"_s);
+        QCOMPARE(ProtectChecks::poppler(out).title, u"Doc title"_s);
         QCOMPARE(readFile(source.path), before);
         QCOMPARE(temporaryFiles(m_dir.path()), QStringList());
     }

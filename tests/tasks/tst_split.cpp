@@ -5,7 +5,7 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/PopplerCheck.h"
+#include "support/ProtectChecks.h"
 #include "support/TaskFixtures.h"
 #include "tasks/Split.h"
 
@@ -103,7 +103,7 @@ private Q_SLOTS:
         QCOMPARE(texts(u"Report pages 10-1.pdf"_s), (QStringList{"Page 10", "Page 1"}));
         const QString last = folder + u"/Report pages 8-10.pdf"_s;
         QCOMPARE(popplerOutline(readFile(last)), QStringList{u"End|3|closed"_s});
-        QCOMPARE(PopplerCheck::title(last), u"Quarterly"_s);
+        QCOMPARE(ProtectChecks::poppler(last).title, u"Quarterly"_s);
     }
 
     // Pages sharing one resource dictionary: each part keeps only its font.
