@@ -10,7 +10,9 @@
 
 int main(int argc, char *argv[])
 {
-    Searchable::limitRecognitionThreads(argv);
+    // Only recognition needs its threads limited, which takes starting again.
+    if (argc > 1 && qstrcmp(argv[1], "searchable") == 0)
+        Searchable::limitRecognitionThreads(argv);
     Process::raiseOpenFileLimit();
     Process::endCleanlyOnSignals();
     Process::setLastWords(Terminal::putBack);
