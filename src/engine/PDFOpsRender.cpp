@@ -54,7 +54,7 @@ void writeImage(const QImage &image, const QString &path, ImageFormat format, do
         stamped.setDotsPerMeterY(dotsPerMeter);
     }
     const QString failure = QCoreApplication::translate("PDFOps", "Couldn't write %1.").arg(name);
-    SafeWrite::write(
+    SafeWrite::Pending(
         path,
         [&](SafeWrite::Target &out) {
             QImageWriter writer(&out.device(), format == ImageFormat::Png ? "png" : "jpeg");
@@ -63,7 +63,8 @@ void writeImage(const QImage &image, const QString &path, ImageFormat format, do
             if (!writer.write(stamped))
                 throw PDFError::failed(failure);
         },
-        failure, QCoreApplication::translate("PDFOps", "Couldn't create %1.").arg(name));
+        failure, QCoreApplication::translate("PDFOps", "Couldn't create %1.").arg(name))
+        .commit(path, SafeWrite::Pending::Folder::SyncLater);
 }
 
 } // namespace PDFOps

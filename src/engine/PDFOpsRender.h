@@ -44,7 +44,8 @@ QString assembleText(const QList<TextWord> &words);
 std::optional<QImage> render(const DrawingDocument &doc, int index, double dpi);
 
 // Saves a bitmap as PNG or JPEG with the resolution recorded, through the
-// safe write; quality (0…1) matters for JPEG only. Throws PDFError::failed
+// safe write, leaving the folder's sync to the caller (one after many
+// pictures, SafeWrite::syncFolder); quality (0…1) matters for JPEG only. Throws PDFError::failed
 // "Couldn't create <name>.", "Couldn't write <name>." or the disk-full
 // sentence.
 void writeImage(const QImage &image, const QString &path, ImageFormat format, double dpi,

@@ -1,6 +1,8 @@
 #include "tasks/ResultFolder.h"
 
+#include "engine/BestEffort.h"
 #include "engine/PDFError.h"
+#include "engine/SafeWrite.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -40,13 +42,23 @@ void fill(const QString &folder, int total, Pieces pieces,
 {
     const EmptyGuard guard(folder);
     std::atomic<int> saved{0};
+    // The pieces' names reach the disk together, once the last is in place
+    // (or the work stops), before anything is reported.
+    const auto syncFolder = [&] {
+        SafeWrite::syncFolder(folder, tr("Couldn't write %1.").arg(QFileInfo(folder).fileName()));
+    };
     try {
         fillFolder(saved);
+        syncFolder();
     } catch (const PDFError &error) {
+        bestEffort(syncFolder);
         if (error.isCancelled())
             throw;
         throw PDFError::failed(error.description() + u' ' +
                                savedText(saved.load(), total, pieces, folder));
+    } catch (...) {
+        bestEffort(syncFolder);
+        throw;
     }
 }
 

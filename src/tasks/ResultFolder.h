@@ -30,7 +30,9 @@ private:
 };
 
 // Calls fill(saved); fill adds one to `saved` for each piece that is
-// complete on disk. A failure other than a cancel is thrown again with
+// complete on disk, put in place with its folder's sync left to the end
+// (SafeWrite::Pending::Folder::SyncLater): the folder is synced once, when
+// fill returns or throws. A failure other than a cancel is thrown again with
 // "Saved <n> of <total> files in the folder “<folder>”." (or "Nothing was
 // saved.") after its own sentence.
 void fill(const QString &folder, int total, Pieces pieces,

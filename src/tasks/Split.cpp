@@ -1,7 +1,6 @@
 #include "tasks/Split.h"
 
 #include "core/Output.h"
-#include "engine/BestEffort.h"
 #include "engine/PDFError.h"
 #include "engine/PDFOps.h"
 #include "tasks/ResultFolder.h"
@@ -156,19 +155,7 @@ Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseNa
     PDFOps::requireRewritable(*doc);
     const int total = int(groups.size());
     ResultFolder::fill(folder, total, ResultFolder::Pieces::Files, [&](std::atomic<int> &saved) {
-        const QDir dir(folder);
-        // The parts' names reach the disk together, once the last is in
-        // place (or the work stops), before anything is reported.
-        const auto syncFolder = [&] {
-            SafeWrite::syncFolder(folder, tr("Couldn't write %1.").arg(dir.dirName()));
-        };
-        try {
-            splitInto(doc, baseName, groups, dir, saved, progress, isCancelled);
-        } catch (...) {
-            bestEffort(syncFolder);
-            throw;
-        }
-        syncFolder();
+        splitInto(doc, baseName, groups, QDir(folder), saved, progress, isCancelled);
     });
 
     return Outcome{tr("Made %1 %2").arg(total).arg(plural(total, tr("file"))),
