@@ -247,8 +247,10 @@ void SignBody::fillSignatureMenu()
 void SignBody::newSignature()
 {
     // The sheet's "Choose Picture…" goes through the same dialogs as everything else.
+    // Only while it is open: the workspace may go before the next sheet.
     SignatureSheet::setDialogs(m_ws.dialogs());
     const auto result = SignatureSheet::ask(this);
+    SignatureSheet::setDialogs(nullptr);
     if (!result || result->image.isNull())
         return;
     if (result->remember) {
