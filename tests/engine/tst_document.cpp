@@ -5,6 +5,8 @@
 #include "support/Attempt.h"
 #include "support/Fixtures.h"
 
+#include <qpdf/QPDF.hh>
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -70,6 +72,31 @@ private Q_SLOTS:
         QCOMPARE(outline[1].title, u"契約"_s);
         QCOMPARE(outline[1].pageIndex, 3);
         QCOMPARE(doc->outlineCount(), 3);
+    }
+
+    // Some writers give a bookmark's page as a number instead of the page.
+    void bookmarkToAPageNumber_data()
+    {
+        QTest::addColumn<qlonglong>("number");
+        QTest::addColumn<int>("pageIndex");
+        QTest::newRow("the third page") << 2LL << 2;
+        QTest::newRow("past the end") << 4LL << -1;
+        QTest::newRow("2^32 + 1, which an int wraps to 1") << 4294967297LL << -1;
+    }
+    void bookmarkToAPageNumber()
+    {
+        QFETCH(qlonglong, number);
+        QFETCH(int, pageIndex);
+        DocSpec layout = numberedPages(4);
+        layout.outline = {{u"Mark"_s, 0, {}}};
+        auto doc = PDFDocument::fromBytes(makePDF(layout), u"n.pdf"_s);
+        QVERIFY(doc);
+        auto item = doc->qpdf()->getRoot().getKey("/Outlines").getKey("/First");
+        item.removeKey("/A");
+        item.replaceKey("/Dest", QPDFObjectHandle::parse(u"[%1 /Fit]"_s.arg(number).toStdString()));
+        const auto reopened = PDFDocument::fromBytes(doc->toBytes(), u"n.pdf"_s);
+        QVERIFY(reopened);
+        QCOMPARE(reopened->outline().value(0).pageIndex, pageIndex);
     }
 
     void refusesWhatIsNotAPDF_data()

@@ -4,7 +4,6 @@
 #include "engine/internal/QpdfSupport.h"
 
 #include <qpdf/QPDFNameTreeObjectHelper.hh>
-#include <qpdf/QPDFOutlineDocumentHelper.hh>
 
 #include <algorithm>
 #include <set>
@@ -105,53 +104,62 @@ bool Destinations::hasDestination(Handle itemOrLink)
 
 std::vector<Mark> read(QPDF &source, const Destinations &destinations)
 {
+    // Walked here rather than with qpdf's outline helper, which follows a
+    // /Next chain that loops back until memory runs out.
     std::set<QPDFObjGen> seen;
     int budget = 100000; // a hostile outline can't make us walk forever
-    std::function<std::vector<Mark>(std::vector<QPDFOutlineObjectHelper>, int)> walk =
-        [&](std::vector<QPDFOutlineObjectHelper> level, int depth) {
-            std::vector<Mark> out;
-            if (depth > 64)
-                return out;
-            for (auto &item : level) {
-                if (--budget < 0)
-                    break;
-                auto handle = item.getObjectHandle();
-                if (handle.isIndirect() && !seen.insert(handle.getObjGen()).second)
-                    continue;
-                Mark mark;
-                mark.children = walk(item.getKids(), depth + 1);
-                mark.target = destinations.of(handle);
-                auto title = handle.getKey("/Title");
-                mark.title = title.isString() ? Handle::newString(title.getStringValue())
-                                              : Handle::newUnicodeString("");
-                bestEffort([&] { mark.open = item.getCount() > 0; });
-                auto color = handle.getKey("/C");
-                if (color.isArray() && color.getArrayNItems() == 3) {
-                    mark.color = Handle::newArray();
-                    for (int i = 0; i < 3; ++i) {
-                        auto part = color.getArrayItem(i);
-                        mark.color.appendItem(part.isNumber()
-                                                  ? Handle::newReal(part.getNumericValue(), 3, true)
-                                                  : Handle::newInteger(0));
-                    }
-                }
-                if (handle.getKey("/F").isInteger())
-                    mark.style = Handle::newInteger(handle.getKey("/F").getIntValue());
-                if (mark.target) {
-                    mark.lowest = mark.target->page;
-                    mark.highest = mark.target->page;
-                }
-                for (const auto &child : mark.children) {
-                    mark.lowest = std::min(mark.lowest, child.lowest);
-                    mark.highest = std::max(mark.highest, child.highest);
-                }
-                out.push_back(std::move(mark));
-            }
+    std::function<std::vector<Mark>(Handle, int)> walk = [&](Handle first, int depth) {
+        std::vector<Mark> out;
+        if (depth > 64)
             return out;
-        };
+        std::set<QPDFObjGen> chain;
+        for (Handle item = first; item.isDictionary() && --budget >= 0;
+             item = item.getKey("/Next")) {
+            if (item.isIndirect()) {
+                if (!chain.insert(item.getObjGen()).second)
+                    break; // the chain loops
+                if (!seen.insert(item.getObjGen()).second)
+                    continue; // already read under another parent
+            }
+            Mark mark;
+            mark.children = walk(item.getKey("/First"), depth + 1);
+            mark.target = destinations.of(item);
+            auto title = item.getKey("/Title");
+            mark.title = title.isString() ? Handle::newString(title.getStringValue())
+                                          : Handle::newUnicodeString("");
+            auto count = item.getKey("/Count");
+            mark.open = count.isInteger() && count.getIntValue() > 0;
+            auto color = item.getKey("/C");
+            if (color.isArray() && color.getArrayNItems() == 3) {
+                mark.color = Handle::newArray();
+                for (int i = 0; i < 3; ++i) {
+                    auto part = color.getArrayItem(i);
+                    mark.color.appendItem(part.isNumber()
+                                              ? Handle::newReal(part.getNumericValue(), 3, true)
+                                              : Handle::newInteger(0));
+                }
+            }
+            if (item.getKey("/F").isInteger())
+                mark.style = Handle::newInteger(item.getKey("/F").getIntValue());
+            if (mark.target) {
+                mark.lowest = mark.target->page;
+                mark.highest = mark.target->page;
+            }
+            for (const auto &child : mark.children) {
+                mark.lowest = std::min(mark.lowest, child.lowest);
+                mark.highest = std::max(mark.highest, child.highest);
+            }
+            out.push_back(std::move(mark));
+        }
+        return out;
+    };
     try {
-        QPDFOutlineDocumentHelper outlines(source);
-        return walk(outlines.getTopLevelOutlines(), 0);
+        auto outlines = source.getRoot().getKey("/Outlines");
+        if (!outlines.isDictionary())
+            return {};
+        if (outlines.isIndirect())
+            seen.insert(outlines.getObjGen());
+        return walk(outlines.getKey("/First"), 0);
     } catch (...) {
         return {};
     }
