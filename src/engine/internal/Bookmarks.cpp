@@ -54,8 +54,11 @@ std::optional<Target> Destinations::resolve(Handle dest) const
             if (found != m_pages.end())
                 target.page = found->second;
         } else if (page.isInteger()) {
-            // Not allowed inside a file, but some writers do it.
-            target.page = int(page.getIntValue());
+            // Not allowed inside a file, but some writers do it. Checked
+            // before it is cut to an int, which could wrap it into range.
+            const long long number = page.getIntValue();
+            if (number >= 0 && number < qint64(m_pages.size()))
+                target.page = int(number);
         }
         if (target.page < 0 || target.page >= int(m_pages.size()))
             return std::nullopt;
