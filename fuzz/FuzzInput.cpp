@@ -1,5 +1,6 @@
 #include "FuzzInput.h"
 
+#include "core/Process.h"
 #include "engine/DrawingDocument.h"
 #include "engine/PDFDocument.h"
 #include "engine/PDFOps.h"
@@ -7,7 +8,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QLoggingCategory>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -97,7 +97,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     static char name[] = "quirebook-fuzz";
     static char *argv[] = {name, nullptr};
     static QCoreApplication app(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
+    Process::keepLibrariesQuiet();
     (void)FuzzInput::resultFolder();
     return 0;
 }

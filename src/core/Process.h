@@ -21,7 +21,7 @@ void raiseOpenFileLimit();
 
 // Qt's notes on stderr (a damaged ICC profile or JPEG inside a PDF, no
 // XDG_RUNTIME_DIR) aren't ours to show: stderr carries the program's own
-// sentences only. Call before the application object is made.
+// sentences only. Call early, before any file is read.
 void keepLibrariesQuiet();
 
 } // namespace Process
