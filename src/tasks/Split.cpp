@@ -112,41 +112,6 @@ Outcome run(const PDFFile &file, const PageRanges::Groups &groups, const QString
     return run(doc, file.name(), groups, folder, progress, isCancelled);
 }
 
-namespace {
-
-// Every part, made on every core and put in place in order.
-void splitInto(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
-               const PageRanges::Groups &groups, const QDir &dir, std::atomic<int> &saved,
-               const Progress &progress, const IsCancelled &isCancelled)
-{
-    const int total = int(groups.size());
-    PDFOps::split(
-        doc, groups,
-        [&](int i, const PDFDocument &part) {
-            // Made on a worker: named for now as it is meant to be; the
-            // name is settled when the part is put in place.
-            const QString name = partName(baseName, groups[i]) + QStringLiteral(".pdf");
-            // Object streams would make each small part a few per cent
-            // smaller for a third more time; the parts come out no bigger
-            // than other splitters' without them.
-            WriteOptions options;
-            options.compact = false;
-            return part.writePending(dir.filePath(name), options,
-                                     tr("Couldn't write %1.").arg(name));
-        },
-        [&](int i, SafeWrite::Pending &&file) {
-            const QString path =
-                PDFOps::uniqueURL(dir.path(), partName(baseName, groups[i]), QStringLiteral("pdf"));
-            file.commit(path, SafeWrite::Pending::Folder::SyncLater);
-            ++saved;
-            if (progress)
-                progress(i + 1, total);
-        },
-        isCancelled);
-}
-
-} // namespace
-
 Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
             const PageRanges::Groups &groups, const QString &folder, const Progress &progress,
             const IsCancelled &isCancelled)
@@ -154,8 +119,32 @@ Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseNa
     const ResultFolder::EmptyGuard guard(folder);
     PDFOps::requireRewritable(*doc);
     const int total = int(groups.size());
+    // Every part, made on every core and put in place in order.
     ResultFolder::fill(folder, total, ResultFolder::Pieces::Files, [&](std::atomic<int> &saved) {
-        splitInto(doc, baseName, groups, QDir(folder), saved, progress, isCancelled);
+        const QDir dir(folder);
+        PDFOps::split(
+            doc, groups,
+            [&](int i, const PDFDocument &part) {
+                // Made on a worker: named for now as it is meant to be; the
+                // name is settled when the part is put in place.
+                const QString name = partName(baseName, groups[i]) + QStringLiteral(".pdf");
+                // Object streams would make each small part a few per cent
+                // smaller for a third more time; the parts come out no bigger
+                // than other splitters' without them.
+                WriteOptions options;
+                options.compact = false;
+                return part.writePending(dir.filePath(name), options,
+                                         tr("Couldn't write %1.").arg(name));
+            },
+            [&](int i, SafeWrite::Pending &&file) {
+                const QString path = PDFOps::uniqueURL(dir.path(), partName(baseName, groups[i]),
+                                                       QStringLiteral("pdf"));
+                file.commit(path, SafeWrite::Pending::Folder::SyncLater);
+                ++saved;
+                if (progress)
+                    progress(i + 1, total);
+            },
+            isCancelled);
     });
 
     return Outcome{tr("Made %1 %2").arg(total).arg(plural(total, tr("file"))),
