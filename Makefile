@@ -3,19 +3,21 @@
 #   make test   install what is missing, build, run every test
 # and three more:
 #   make package   an optimised build and build/release/quirebook_<version>_<arch>.deb
-#   make asan      the asan tree (clang, ASan + UBSan), every test in it but the package's
+#   make asan      every test in the asan tree (clang, ASan + UBSan); the same as
+#                  `make test PRESET=asan`, which is what CI runs
 #   make fuzz      each fuzz target for FUZZ_SECONDS (or only FUZZ_TARGET)
 PRESET ?= dev
 BUILD  := build/$(PRESET)
 JOBS   ?= $(shell nproc)
+ASAN   := $(filter asan,$(PRESET))
 
 .PHONY: all deps configure build run test bench selftest format format-check clean install package \
-	asan asan-build fuzz
+	release-build asan fuzz
 
 all: build
 
 deps:
-	@bash scripts/install-deps.sh
+	@bash scripts/install-deps.sh $(ASAN)
 
 configure: deps
 	@if [ ! -f $(BUILD)/build.ninja ]; then cmake --preset $(PRESET); fi
@@ -29,7 +31,9 @@ run: build
 selftest: build
 	$(BUILD)/src/app/quirebook --selftest
 
-test: build
+# The asan tree's package test packages the optimised build, never a
+# sanitized one.
+test: build $(if $(ASAN),release-build)
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 900
 
 # DESTDIR=/tmp/stage and PREFIX=/usr are honoured; PREFIX defaults to /usr/local.
@@ -42,19 +46,17 @@ package: BUILD = build/release
 package: build
 	cd $(BUILD) && cpack -G DEB
 
-asan-build:
-	@bash scripts/install-deps.sh asan
-	@if [ ! -f build/asan/build.ninja ]; then cmake --preset asan; fi
-	cmake --build build/asan -j $(JOBS)
+release-build:
+	$(MAKE) --no-print-directory build PRESET=release
 
-# The package test is left out: a .deb is made from the release build only.
-asan: asan-build
-	cd build/asan && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) -LE package
+asan:
+	$(MAKE) --no-print-directory test PRESET=asan
 
 # The growing corpora stay in build/fuzz-corpus, findings in build/fuzz-findings.
 FUZZ_SECONDS ?= 600
 FUZZ_TARGET ?=
-fuzz: asan-build
+fuzz:
+	$(MAKE) --no-print-directory build PRESET=asan
 	bash fuzz/fuzz.sh run build/asan $(FUZZ_SECONDS) $(FUZZ_TARGET)
 
 # Every C++ file of the tree as .clang-format has it.

@@ -489,7 +489,10 @@ QByteArray RebuildPage::number(double value)
 
 QByteArray RebuildPage::addResource(const QByteArray &category, const QPDFObjectHandle &object)
 {
-    const std::string key = "/" + category.toStdString();
+    // Appended rather than `"/" + …`, which gcc 12 at -O3 wrongly calls an
+    // overlapping copy.
+    std::string key = "/";
+    key += category.toStdString();
     auto dict = m_resources->getKey(key);
     if (!dict.isDictionary()) {
         dict = QPDFObjectHandle::newDictionary();
