@@ -16,6 +16,8 @@
 namespace {
 
 constexpr int kJpegQuality = 85;
+// The most memory a picture may take once decoded, whatever its kind.
+constexpr int kMaxDecodedMegabytes = 2048;
 constexpr double kLongSide = 842.0; // an A4 sheet's height in points
 
 bool isHeif(const QString &path)
@@ -43,8 +45,13 @@ std::optional<QImage> decodeHeif(const QString &path)
         heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
         const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
         const auto chroma = alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB;
-        if (heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, nullptr).code ==
-            heif_error_Ok) {
+        // The size the file claims is checked before anything is decoded:
+        // libheif itself would go up to 32768 pixels a side.
+        const qint64 bytes = qint64(heif_image_handle_get_width(handle)) *
+                             heif_image_handle_get_height(handle) * (alpha ? 4 : 3);
+        if (bytes > 0 && bytes <= qint64(kMaxDecodedMegabytes) * 1024 * 1024 &&
+            heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, nullptr).code ==
+                heif_error_Ok) {
             int stride = 0;
             const uint8_t *pixels =
                 heif_image_get_plane_readonly(decoded, heif_channel_interleaved, &stride);
@@ -132,7 +139,7 @@ std::optional<QImage> loadImage(const QString &path, int maxPixel)
 
     QImageReader reader(path);
     reader.setAutoTransform(true);
-    reader.setAllocationLimit(2048);
+    reader.setAllocationLimit(kMaxDecodedMegabytes);
     const QByteArray format = reader.format();
     if (format.isEmpty() || format == "pdf" || format == "svg" || format == "svgz")
         return std::nullopt;
