@@ -11,6 +11,18 @@
 
 namespace Cli {
 
+namespace {
+
+// The last source's document is left for the process's end to free all at
+// once; freeing a big PDF object by object takes a tenth of a second.
+void keepToTheEnd(std::shared_ptr<const PDFDocument> document)
+{
+    static std::shared_ptr<const PDFDocument> last;
+    last = std::move(document);
+}
+
+} // namespace
+
 QCommandLineOption quietOption()
 {
     return QCommandLineOption({QStringLiteral("q"), QStringLiteral("quiet")},
@@ -135,6 +147,7 @@ int runOne(const PDFFile &file, const Run &run, bool quiet)
             return work(source, target, progress, isCancelled);
         },
         quiet);
+    keepToTheEnd(file.doc);
     if (const int *status = std::get_if<int>(&result)) {
         if (*status == Failed && run.keepsFailedResult && QFileInfo::exists(target))
             out(target);

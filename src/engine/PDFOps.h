@@ -78,8 +78,10 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
 // calling thread, in order, while the next ones are made. Workers stay a
 // few parts ahead at most, so memory stays flat. The cancel test is asked
 // while waiting for each part (throws PDFError::cancelled); parts made but
-// not kept leave nothing behind.
-void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
+// not kept leave nothing behind. The other readings are kept with `doc`
+// and freed with it: freeing a big one takes a while, which the parts
+// needn't wait for.
+void split(const std::shared_ptr<PDFDocument> &doc, const QList<QList<int>> &groups,
            const std::function<SafeWrite::Pending(int, const PDFDocument &)> &writePart,
            const std::function<void(int, SafeWrite::Pending &&)> &keepPart,
            const IsCancelled &isCancelled = {}, int workers = 0);

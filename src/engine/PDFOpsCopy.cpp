@@ -12,7 +12,9 @@
 
 #include <atomic>
 #include <map>
+#include <mutex>
 #include <set>
+#include <vector>
 
 namespace {
 
@@ -315,7 +317,7 @@ std::shared_ptr<PDFDocument> assemble(const QList<AssemblyItem> &items,
     return result;
 }
 
-void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>> &groups,
+void split(const std::shared_ptr<PDFDocument> &doc, const QList<QList<int>> &groups,
            const std::function<SafeWrite::Pending(int, const PDFDocument &)> &writePart,
            const std::function<void(int, SafeWrite::Pending &&)> &keepPart,
            const IsCancelled &isCancelled, int workers)
@@ -327,10 +329,16 @@ void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>
     // The first worker takes the document as it is; each other reads the
     // source again, which costs less than the parts it then makes.
     std::atomic<bool> originalTaken{false};
+    std::mutex readingsLock;
+    std::vector<std::shared_ptr<const PDFDocument>> readings;
     const auto makeWorker = [&]() -> std::function<SafeWrite::Pending(int)> {
         std::shared_ptr<const PDFDocument> own = originalTaken.exchange(true) ? doc->reopen() : doc;
         if (!own)
             throw PDFError::unreadable(doc->name());
+        if (own != doc) {
+            const std::lock_guard guard(readingsLock);
+            readings.push_back(own);
+        }
         const auto source = std::make_shared<const Source>(*own);
         return [&, own, source](int i) {
             auto part = PDFDocument::createEmpty();
@@ -356,6 +364,8 @@ void split(const std::shared_ptr<const PDFDocument> &doc, const QList<QList<int>
     PageWorkers::run<SafeWrite::Pending>(
         int(groups.size()), std::min<int>(workers, int(groups.size())), makeWorker,
         [&](int i, SafeWrite::Pending &&file) { keepPart(i, std::move(file)); }, isCancelled);
+    for (auto &reading : readings)
+        doc->retain(std::move(reading));
 }
 
 QList<QList<int>> chunks(int pageCount, int every)

@@ -112,7 +112,7 @@ Outcome run(const PDFFile &file, const PageRanges::Groups &groups, const QString
     return run(doc, file.name(), groups, folder, progress, isCancelled);
 }
 
-Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
+Outcome run(const std::shared_ptr<PDFDocument> &doc, const QString &baseName,
             const PageRanges::Groups &groups, const QString &folder, const Progress &progress,
             const IsCancelled &isCancelled)
 {

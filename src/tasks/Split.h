@@ -44,7 +44,7 @@ QString destination(const PDFFile &file);
 Outcome run(const PDFFile &file, const PageRanges::Groups &groups, const QString &folder,
             const Progress &progress, const IsCancelled &isCancelled);
 // The same for a document the caller opened for this job alone.
-Outcome run(const std::shared_ptr<const PDFDocument> &doc, const QString &baseName,
+Outcome run(const std::shared_ptr<PDFDocument> &doc, const QString &baseName,
             const PageRanges::Groups &groups, const QString &folder, const Progress &progress,
             const IsCancelled &isCancelled);
 

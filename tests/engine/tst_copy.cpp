@@ -268,8 +268,7 @@ private Q_SLOTS:
     void resourcesLeadingBackAreMended()
     {
         QFETCH(ResourceLoop, loop);
-        std::shared_ptr<const PDFDocument> doc =
-            PDFDocument::fromBytes(loopingResourcesPDF(loop), u"loop.pdf"_s);
+        const auto doc = PDFDocument::fromBytes(loopingResourcesPDF(loop), u"loop.pdf"_s);
         QVERIFY(doc);
         QTemporaryDir dir;
         const QString part = dir.filePath(u"part.pdf"_s);
