@@ -4,7 +4,6 @@
 // errors are in tst_info's table; Ctrl-C, kills and a full disk are
 // tst_safewrites'.
 #include "support/Fixtures.h"
-#include "support/PictureFixtures.h"
 #include "support/ScanFixtures.h"
 #include "tasks/MakeSearchable.h"
 

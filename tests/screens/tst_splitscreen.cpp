@@ -10,7 +10,6 @@
 #include "support/ScreenParts.h"
 
 #include <QDir>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>

@@ -16,7 +16,6 @@
 #include <QPainter>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QTest>
 
 #include <functional>
 #include <set>
