@@ -178,6 +178,14 @@ QByteArray textPDF(int pages, const QString &prefix)
     return makePDF(numberedPages(pages, prefix));
 }
 
+QByteArray typedPDF(int pages)
+{
+    DocSpec layout;
+    for (int i = 1; i <= pages; ++i)
+        layout.pages.append({u"Typed words already on page %1"_s.arg(i), {560, 120}, 0, {}});
+    return makePDF(layout);
+}
+
 WriteOptions lock(const QString &user, const QString &owner, bool restricted)
 {
     WriteOptions options;
