@@ -2,7 +2,6 @@
 #include "support/PictureFixtures.h"
 
 #include <QDir>
-#include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>

@@ -1,5 +1,4 @@
 #include "support/Fixtures.h"
-#include "support/PictureFixtures.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,5 @@
 #include "support/Fixtures.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>

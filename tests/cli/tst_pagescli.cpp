@@ -1,9 +1,6 @@
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
-#include "support/ProtectChecks.h"
 
-#include <QDir>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -25,10 +22,8 @@ private Q_SLOTS:
         QTemporaryDir dir;
         DocSpec layout = numberedPages(5, u"Doc"_s);
         layout.pages[1].rotate = 90;
-        layout.info.title = u"Ledger — 2026"_s;
         const QString source = writeFile(dir.filePath(u"Doc.pdf"_s), makePDF(layout));
         const QString more = writeFile(dir.filePath(u"More.pdf"_s), textPDF(2, u"More"_s));
-        const QByteArray before = readFile(source);
 
         const auto result =
             runCli({u"pages"_s, source, u"--append"_s, more, u"--order"_s, u"7, 5, 4, 3, 2, 1, 6"_s,
@@ -53,11 +48,6 @@ private Q_SLOTS:
         const QList<int> rotations{90, 270, 0, 180, 180, 0};
         for (int page = 0; page < rotations.size(); ++page)
             QCOMPARE(popplerPage(pdf, page + 1).rotation, rotations[page]);
-        QCOMPARE(ProtectChecks::poppler(edited).title, u"Ledger — 2026"_s);
-        QString check;
-        QVERIFY2(qpdfCheck(edited, &check), qPrintable(check));
-        QCOMPARE(readFile(source), before);
-        QCOMPARE(temporaryFiles(dir.path()), QStringList());
 
         // --delete may name pages --order already left out.
         const QString shortened = dir.filePath(u"Short.pdf"_s);

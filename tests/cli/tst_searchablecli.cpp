@@ -4,7 +4,6 @@
 // errors are in tst_info's table; Ctrl-C, kills and a full disk are
 // tst_safewrites'.
 #include "support/Fixtures.h"
-#include "support/PictureFixtures.h"
 #include "support/ScanFixtures.h"
 #include "tasks/MakeSearchable.h"
 
@@ -19,17 +18,6 @@ using namespace Qt::StringLiterals;
 using namespace Fixtures;
 
 namespace {
-
-// A page that already has more than enough text of its own.
-QByteArray typedPDF()
-{
-    DocSpec layout;
-    PageSpec page;
-    page.text = u"Typed words already on page 1"_s;
-    page.size = QSizeF(560, 120);
-    layout.pages.append(page);
-    return makePDF(layout);
-}
 
 // "Read 1 page, found 9 words; skipped 0" → pages read and skipped; empty
 // when the line isn't there exactly.
@@ -98,7 +86,7 @@ private Q_SLOTS:
         const QString dir = folder(QString::fromLatin1(QTest::currentDataTag()));
         const QByteArray bytes = source == QLatin1String("Scan.pdf")   ? m_scanPDF
                                  : source == QLatin1String("Scan.png") ? m_scanPNG
-                                                                       : typedPDF();
+                                                                       : typedPDF(1);
         const auto result = run(options + QStringList{writeFile(dir + u'/' + source, bytes)});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out,

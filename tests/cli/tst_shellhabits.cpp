@@ -3,6 +3,7 @@
 // progress line's width, and running out of file handles.
 #include "support/Fixtures.h"
 #include "support/FolderWatch.h"
+#include "support/PictureFixtures.h"
 #include "support/ScanFixtures.h"
 
 #include <QDir>
@@ -29,11 +30,6 @@ using namespace Fixtures;
 namespace {
 
 const QString kCli = qEnvironmentVariable("QUIREBOOK_CLI");
-
-QStringList hiddenIn(const QString &folder)
-{
-    return QDir(folder).entryList({u".quirebook-*"_s}, QDir::Files | QDir::Hidden);
-}
 
 QByteArray lockedPDF(const QString &password)
 {
@@ -190,7 +186,7 @@ private Q_SLOTS:
         QCOMPARE(shell.exitStatus(), QProcess::CrashExit);
         QCOMPARE(shell.exitCode(), SIGINT);
         QCOMPARE(readFile(dir.filePath(u"tried"_s)), QByteArray("a.pdf\n"));
-        QCOMPARE(hiddenIn(dir.path()), QStringList());
+        QCOMPARE(temporaryFiles(dir.path()), QStringList());
         QCOMPARE(QDir(dir.path()).entryList({u"* searchable*"_s}), QStringList());
     }
 

@@ -2,9 +2,7 @@
 #include "support/Fixtures.h"
 #include "support/PictureFixtures.h"
 
-#include <QDir>
 #include <QPainter>
-#include <QPainterPath>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -68,7 +66,6 @@ private Q_SLOTS:
         const QString source = writeFile(dir.filePath(u"Doc.pdf"_s), makePDF(layout));
         const QString photo =
             writeFile(dir.filePath(u"ink.png"_s), encode(signaturePhoto(), "PNG"));
-        const QByteArray before = readFile(source);
 
         const auto result = sign(u"DOC --signature-photo INK --ink blue --page 2 --at 100,300 "
                                  "--text Approved --width 120 --at top-right --date --page 2 "
@@ -91,17 +88,6 @@ private Q_SLOTS:
         // Nothing lands where the other page's stamps are.
         QCOMPARE(inkIn(upright, {100, 300, 150, 30}, true), 0);
         QCOMPARE(inkIn(turned, {792 - 36 - 120, 612 - 36 - 25, 120, 25}), 0);
-
-        for (int page = 0; page < 2; ++page) {
-            QStringList words;
-            for (const auto &word : popplerWords(pdf, page + 1))
-                words.append(word.text);
-            QCOMPARE(words, (QStringList{u"Doc"_s, QString::number(page + 1)}));
-        }
-        QString check;
-        QVERIFY2(qpdfCheck(signedPath, &check), qPrintable(check));
-        QCOMPARE(readFile(source), before);
-        QCOMPARE(temporaryFiles(dir.path()), QStringList());
     }
 };
 

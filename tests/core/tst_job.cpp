@@ -1,7 +1,6 @@
 #include "core/Job.h"
 #include "engine/PDFError.h"
 
-#include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 #include <QThreadPool>

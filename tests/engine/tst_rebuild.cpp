@@ -8,7 +8,6 @@
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 

@@ -6,8 +6,6 @@
 #include "support/PictureFixtures.h"
 
 #include <QColorSpace>
-#include <QDir>
-#include <QFile>
 #include <QImageReader>
 #include <QStandardPaths>
 #include <QTemporaryDir>

@@ -552,12 +552,8 @@ private Q_SLOTS:
             Workspace ws;
             ws.setDialogs(&dialogs);
             ws.add({QDir(dir).filePath(name)});
-            if (ws.files().isEmpty()) {
-                // Refused at intake, with a sentence naming the file.
-                QVERIFY2(ws.notice().value_or(QString()).contains(u'“' + name + u'”'),
-                         qPrintable(name));
-                continue;
-            }
+            if (ws.files().isEmpty())
+                continue; // refused at intake, in words tst_corpus checks
             FirstPageThumb thumb(ws.files().first().doc, 52);
             QVERIFY2(thumb.pageThumb(), qPrintable(name));
             thumb.show();

@@ -3,7 +3,6 @@
 #include "screens/AppIcon.h"
 #include "screens/Symbols.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QImage>

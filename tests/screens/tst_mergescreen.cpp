@@ -11,7 +11,6 @@
 #include "screens/MergeScreen.h"
 #include "screens/Symbols.h"
 #include "support/Fixtures.h"
-#include "support/PictureFixtures.h"
 #include "support/ScreenParts.h"
 
 #include <QApplication>

@@ -27,19 +27,6 @@ using namespace Fixtures;
 
 using namespace ScreenParts;
 
-namespace {
-// Pages of typed text long enough to count as text, small so reading
-// them again is quick.
-QByteArray typedPDF(int pages)
-{
-    DocSpec layout;
-    for (int i = 1; i <= pages; ++i)
-        layout.pages.append(PageSpec{u"Typed words already on page %1"_s.arg(i), QSizeF(560, 120),
-                                     0, std::nullopt});
-    return makePDF(layout);
-}
-} // namespace
-
 class TestSearchableScreen : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;

@@ -149,8 +149,8 @@ std::string rect(const QRectF &r)
         .toStdString();
 }
 
-} // namespace
-
+// JPEG data of CMYK made from the picture: plain, or as Adobe writes it
+// (inverted, YCCK, with its marker).
 QByteArray cmykJpeg(const QImage &picture, int quality, bool adobe)
 {
     QByteArray ink = cmykOf(picture);
@@ -185,7 +185,10 @@ QByteArray cmykJpeg(const QImage &picture, int quality, bool adobe)
     return result;
 }
 
-QByteArray jp2(const QImage &picture, const QImage &alpha, float ratio)
+// A JP2 file of a grey or RGB picture, with `alpha` (8-bit grey, the same
+// size) as an extra alpha channel when given; about 20 times smaller than
+// the samples.
+QByteArray jp2(const QImage &picture, const QImage &alpha = {})
 {
     const bool grey = picture.format() == QImage::Format_Grayscale8;
     const QImage colour = grey ? picture : picture.convertToFormat(QImage::Format_RGB888);
@@ -214,7 +217,7 @@ QByteArray jp2(const QImage &picture, const QImage &alpha, float ratio)
     opj_cparameters_t settings;
     opj_set_default_encoder_parameters(&settings);
     settings.tcp_numlayers = 1;
-    settings.tcp_rates[0] = ratio;
+    settings.tcp_rates[0] = 20;
     settings.cp_disto_alloc = 1;
     settings.irreversible = 1;
     settings.tcp_mct = grey ? 0 : 1;
@@ -233,6 +236,8 @@ QByteArray jp2(const QImage &picture, const QImage &alpha, float ratio)
     opj_image_destroy(image);
     return done ? sink.data : QByteArray();
 }
+
+} // namespace
 
 QByteArray colourPDF(ColourKind kind, QSize pixels, QRectF placed)
 {

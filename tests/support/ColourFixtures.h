@@ -10,7 +10,6 @@
 #include <QImage>
 #include <QRectF>
 #include <QSize>
-#include <QString>
 
 namespace Fixtures {
 
@@ -36,13 +35,5 @@ QByteArray colourPDF(ColourKind kind, QSize pixels, QRectF placed);
 // How a JpxAlpha picture is meant to look at `shown` pixels: faded from
 // the band's blue on the left to itself on the right.
 QImage fadedLook(QSize pixels, QSize shown);
-
-// JPEG data of CMYK made from the picture: plain, or as Adobe writes it
-// (inverted, YCCK, with its marker).
-QByteArray cmykJpeg(const QImage &picture, int quality, bool adobe);
-// A JP2 file of a grey or RGB picture, with `alpha` (8-bit grey, the same
-// size) as an extra alpha channel when given; about `ratio` times smaller
-// than the samples.
-QByteArray jp2(const QImage &picture, const QImage &alpha = {}, float ratio = 20);
 
 } // namespace Fixtures

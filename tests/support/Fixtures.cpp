@@ -16,7 +16,6 @@
 #include <QPainter>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QTest>
 
 #include <functional>
 #include <set>
@@ -177,6 +176,14 @@ QByteArray bytesOf(QPDF &q, const WriteOptions &options)
 QByteArray textPDF(int pages, const QString &prefix)
 {
     return makePDF(numberedPages(pages, prefix));
+}
+
+QByteArray typedPDF(int pages)
+{
+    DocSpec layout;
+    for (int i = 1; i <= pages; ++i)
+        layout.pages.append({u"Typed words already on page %1"_s.arg(i), {560, 120}, 0, {}});
+    return makePDF(layout);
 }
 
 WriteOptions lock(const QString &user, const QString &owner, bool restricted)

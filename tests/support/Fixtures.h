@@ -52,6 +52,9 @@ QByteArray makePDF(const DocSpec &layout, const WriteOptions &options = {});
 // fixture gives the same bytes, and AES-256 when the options ask for it.
 QByteArray bytesOf(QPDF &q, const WriteOptions &options = {});
 QByteArray textPDF(int pages, const QString &prefix = QStringLiteral("Page"));
+// Small pages (560 × 120) each with a line of typed words, enough to count
+// as text for recognition, and quick to read again.
+QByteArray typedPDF(int pages);
 // Encryption opening with `user` (none when empty) and owner password
 // `owner`; a restricted file forbids copying.
 WriteOptions lock(const QString &user, const QString &owner, bool restricted = false);

@@ -10,7 +10,6 @@
 #include <poppler-form.h>
 #include <poppler-qt6.h>
 
-#include <QDir>
 #include <QFile>
 
 #include <functional>

@@ -80,9 +80,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         const auto png = PDFOps::ImageFormat::Png;
         QTest::newRow("9 pages") << 9 << 9 << png << "Report page 9.png";
-        QTest::newRow("10 pages") << 1 << 10 << png << "Report page 01.png";
         QTest::newRow("120 pages") << 7 << 120 << png << "Report page 007.png";
-        QTest::newRow("JPEG is jpg") << 3 << 3 << PDFOps::ImageFormat::Jpeg << "Report page 3.jpg";
     }
     void pictureNames()
     {

@@ -8,7 +8,6 @@
 #include "support/TaskFixtures.h"
 #include "tasks/Merge.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>

@@ -89,13 +89,15 @@ private Q_SLOTS:
         const PDFFile file = report(dir.path());
         const QString folder = Output::newFolder(file, u"split"_s);
         QList<int> reports;
-        const Outcome outcome = Split::run(file, {{0, 1, 2}, {4}, {7, 8, 9}, {9, 0}}, folder,
-                                           [&](int done, int) { reports << done; }, {});
+        // The same pages twice: the second part is numbered, not put over the first.
+        const Outcome outcome = Split::run(file, {{0, 1, 2}, {4}, {7, 8, 9}, {9, 0}, {7, 8, 9}},
+                                           folder, [&](int done, int) { reports << done; }, {});
         QCOMPARE(outcome,
-                 (Outcome{u"Made 4 files"_s, u"In the folder “Report split”."_s, {folder}}));
-        QCOMPARE(reports, (QList<int>{1, 2, 3, 4}));
-        QCOMPARE(entries(folder), (QStringList{"Report page 5.pdf", "Report pages 1-3.pdf",
-                                               "Report pages 10-1.pdf", "Report pages 8-10.pdf"}));
+                 (Outcome{u"Made 5 files"_s, u"In the folder “Report split”."_s, {folder}}));
+        QCOMPARE(reports, (QList<int>{1, 2, 3, 4, 5}));
+        QCOMPARE(entries(folder),
+                 (QStringList{"Report page 5.pdf", "Report pages 1-3.pdf", "Report pages 10-1.pdf",
+                              "Report pages 8-10 2.pdf", "Report pages 8-10.pdf"}));
         const auto texts = [&](const QString &name) {
             return popplerPageTexts(readFile(folder + u'/' + name));
         };
