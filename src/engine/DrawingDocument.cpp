@@ -10,11 +10,16 @@
 #include <SplashOutputDev.h>
 #include <Stream.h>
 #include <goo/GooString.h>
+#include <goo/gmem.h>
 #include <splash/SplashBitmap.h>
 
 #include <QColorSpace>
 #include <QFile>
 #include <QPainter>
+#include <QSysInfo>
+
+#include <algorithm>
+#include <iterator>
 
 #include <cmath>
 
@@ -22,8 +27,9 @@ namespace {
 
 // Beyond this a page bitmap (4 bytes a pixel) is not attempted: 1 GiB.
 constexpr qint64 kMaxPixels = qint64(1) << 28;
-// A page bitmap bigger than this is not kept for the next page.
-constexpr qint64 kKeptBitmapBytes = qint64(64) << 20;
+// A page whose RGB32 picture is bigger than this is drawn without the
+// kept device.
+constexpr qint64 kLargeBitmapBytes = qint64(64) << 20;
 
 int rotationOf(const Poppler::Page &page)
 {
@@ -37,27 +43,29 @@ int rotationOf(const Poppler::Page &page)
 }
 
 // poppler reports every oddity of a file on stderr; the program's own
-// messages are the only ones a person should see. Its global parameters
-// are made once and kept for the process: made and dropped with each
-// document, they would read the font and encoding tables again each time.
+// messages are the only ones a person should see.
+void quietly(ErrorCategory, Goffset, const char *) {}
+
+// poppler's global parameters live while anything holds them. One holder
+// for the process keeps them between documents (made again for each, they
+// would read the font and encoding tables again); each document holds them
+// too, so a worker still drawing while the process ends keeps them.
 void preparePoppler()
 {
-    static const bool prepared = [] {
+    static const GlobalParamsIniter process(quietly);
+    static const bool silenced = [] {
         Poppler::setDebugErrorFunction([](const QString &, const QVariant &) {}, QVariant());
-        // Leaked on purpose: poppler's globals must outlive every document,
-        // worker threads' included.
-        new GlobalParamsIniter([](ErrorCategory, Goffset, const char *) {});
         return true;
     }();
-    (void)prepared;
+    (void)silenced;
 }
 
 // Splash's output device, told when a page has really begun: poppler skips
 // pages it can't set up, and the kept bitmap then still holds the last one.
 class PageDevice : public SplashOutputDev {
 public:
-    PageDevice(SplashColorPtr paper)
-        : SplashOutputDev(splashModeRGB8, 4, false, paper)
+    PageDevice(SplashColorMode mode, SplashColorPtr paper)
+        : SplashOutputDev(mode, 4, false, paper)
     {
     }
     void startPage(int pageNum, GfxState *state, XRef *pageXRef) override
@@ -68,10 +76,58 @@ public:
     bool started = false;
 };
 
+// White paper, anti-aliased vectors and text, no hinting, as pdftoppm draws.
+std::unique_ptr<PageDevice> deviceFor(PDFDoc *doc, SplashColorMode mode)
+{
+    SplashColor white;
+    std::fill(std::begin(white), std::end(white), 255);
+    auto device = std::make_unique<PageDevice>(mode, white);
+    device->setFontAntialias(true);
+    device->setVectorAntialias(true);
+    device->setFreeTypeHinting(false, false);
+    device->startDoc(doc);
+    return device;
+}
+
+// The drawn page as opaque RGB32 of exactly `pixels`: poppler's bitmap may
+// be a pixel off where the page's size in points rounds the other way.
+// An XBGR bitmap is RGB32 on a little-endian machine and is taken over as it
+// is. Nothing when it isn't the page (a bitmap poppler couldn't allocate).
+std::optional<QImage> pictureOf(SplashBitmap *bitmap, QSize pixels)
+{
+    if (!bitmap || !bitmap->getDataPtr() || qAbs(bitmap->getWidth() - pixels.width()) > 1 ||
+        qAbs(bitmap->getHeight() - pixels.height()) > 1)
+        return std::nullopt;
+    const bool words = bitmap->getMode() == splashModeXBGR8;
+    if (words && bitmap->getWidth() == pixels.width() && bitmap->getHeight() == pixels.height()) {
+        const int rowSize = bitmap->getRowSize();
+        uchar *data = bitmap->takeData();
+        return QImage(data, pixels.width(), pixels.height(), rowSize, QImage::Format_RGB32, gfree,
+                      data);
+    }
+    const QImage drawn(bitmap->getDataPtr(), bitmap->getWidth(), bitmap->getHeight(),
+                       bitmap->getRowSize(), words ? QImage::Format_RGB32 : QImage::Format_RGB888);
+    QImage image;
+    if (drawn.size() == pixels) {
+        image = drawn.convertToFormat(QImage::Format_RGB32);
+    } else {
+        image = QImage(pixels, QImage::Format_RGB32);
+        if (!image.isNull()) {
+            image.fill(Qt::white);
+            QPainter painter(&image);
+            painter.drawImage(0, 0, drawn);
+        }
+    }
+    if (image.isNull())
+        return std::nullopt;
+    return image;
+}
+
 } // namespace
 
 struct DrawingDocument::Impl {
-    DrawingDocument::Source source; // keeps a document in memory alive for `doc`
+    GlobalParamsIniter params{quietly}; // first made, last gone
+    DrawingDocument::Source source;     // keeps a document in memory alive for `doc`
     std::unique_ptr<PDFDoc> doc;
     std::unique_ptr<PageDevice> device;      // made at the first drawing
     std::unique_ptr<Poppler::Document> text; // opened at the first text asked for
@@ -81,18 +137,12 @@ struct DrawingDocument::Impl {
         return index >= 0 && index < doc->getNumPages() ? doc->getPage(index + 1) : nullptr;
     }
 
-    PageDevice &drawingDevice()
+    PageDevice &keptDevice()
     {
-        if (!device) {
-            // RGB, not the XBGR poppler-qt6 asks for: Splash scales pictures
-            // per component, so a fourth one costs a third more on photos.
-            SplashColor white = {255, 255, 255};
-            device = std::make_unique<PageDevice>(white);
-            device->setFontAntialias(true);
-            device->setVectorAntialias(true);
-            device->setFreeTypeHinting(false, false);
-            device->startDoc(doc.get());
-        }
+        // RGB, not the XBGR poppler-qt6 asks for: Splash scales pictures per
+        // component, so a fourth one costs a fifth more on pages of photos.
+        if (!device)
+            device = deviceFor(doc.get(), splashModeRGB8);
         return *device;
     }
 
@@ -201,37 +251,25 @@ std::optional<QImage> DrawingDocument::render(int index, double dpi) const
     // rounded bitmap, as the page is stretched to it.
     const double xres = 72.0 * pixels.width() / points->width();
     const double yres = 72.0 * pixels.height() / points->height();
-    PageDevice &device = m_impl->drawingDevice();
+    // A large page gets a device of its own drawing XBGR, whose bitmap
+    // becomes the picture without a copy: the kept device's RGB bitmap and
+    // its RGB32 copy together would take 1.75 times the memory.
+    const bool large = qint64(pixels.width()) * pixels.height() * 4 > kLargeBitmapBytes &&
+                       QSysInfo::ByteOrder == QSysInfo::LittleEndian;
+    const auto own = large ? deviceFor(m_impl->doc.get(), splashModeXBGR8) : nullptr;
+    PageDevice &device = own ? *own : m_impl->keptDevice();
     device.started = false;
     // Rotation 0 adds nothing to the page's own; crop box, not printing.
     m_impl->doc->displayPageSlice(&device, index + 1, xres, yres, 0, false, true, false, 0, 0,
                                   pixels.width(), pixels.height());
-    SplashBitmap *bitmap = device.getBitmap();
-    if (!device.started || !bitmap || !bitmap->getDataPtr() ||
-        qAbs(bitmap->getWidth() - pixels.width()) > 1 ||
-        qAbs(bitmap->getHeight() - pixels.height()) > 1)
+    std::optional<QImage> image =
+        device.started ? pictureOf(device.getBitmap(), pixels) : std::nullopt;
+    if (!image)
         return std::nullopt;
-    const QImage drawn(bitmap->getDataPtr(), bitmap->getWidth(), bitmap->getHeight(),
-                       bitmap->getRowSize(), QImage::Format_RGB888);
-    QImage image;
-    if (drawn.size() == pixels) {
-        image = drawn.convertToFormat(QImage::Format_RGB32);
-    } else {
-        image = QImage(pixels, QImage::Format_RGB32);
-        if (!image.isNull()) {
-            image.fill(Qt::white);
-            QPainter painter(&image);
-            painter.drawImage(0, 0, drawn);
-        }
-    }
-    if (qint64(bitmap->getRowSize()) * bitmap->getHeight() > kKeptBitmapBytes)
-        delete device.takeBitmap();
-    if (image.isNull())
-        return std::nullopt;
-    image.setColorSpace(QColorSpace(QColorSpace::SRgb));
+    image->setColorSpace(QColorSpace(QColorSpace::SRgb));
     const int dotsPerMeter = int(std::lround(dpi / 0.0254));
-    image.setDotsPerMeterX(dotsPerMeter);
-    image.setDotsPerMeterY(dotsPerMeter);
+    image->setDotsPerMeterX(dotsPerMeter);
+    image->setDotsPerMeterY(dotsPerMeter);
     return image;
 }
 

@@ -122,20 +122,33 @@ private Q_SLOTS:
     void drawsWhereTheContentIs_data()
     {
         QTest::addColumn<int>("rotate");
+        QTest::addColumn<int>("scale");
         QTest::addColumn<QRect>("inked");
         QTest::addColumn<QRect>("blank");
-        QTest::newRow("upright") << 0 << QRect(60, 40, 120, 40) << QRect(300, 300, 300, 400);
-        QTest::newRow("turned") << 90 << QRect(792 - 80, 40, 60, 160) << QRect(0, 0, 300, 612);
+        // Scaled 8 times, the page is large enough (124 MB) to be drawn
+        // without the kept device.
+        for (const int scale : {1, 8}) {
+            const QByteArray size = scale == 1 ? "" : " large";
+            QTest::newRow("upright" + size)
+                << 0 << scale << QRect(60, 40, 120, 40) << QRect(300, 300, 300, 400);
+            QTest::newRow("turned" + size)
+                << 90 << scale << QRect(792 - 80, 40, 60, 160) << QRect(0, 0, 300, 612);
+        }
     }
     void drawsWhereTheContentIs()
     {
         QFETCH(int, rotate);
+        QFETCH(int, scale);
         QFETCH(QRect, inked);
         QFETCH(QRect, blank);
+        inked = QRect(inked.topLeft() * scale, inked.size() * scale);
+        blank = QRect(blank.topLeft() * scale, blank.size() * scale);
         const auto drawing = drawingOf(onePage({612, 792}, rotate));
         QVERIFY(drawing);
-        const auto image = PDFOps::render(*drawing, 0, 72);
+        const auto image = PDFOps::render(*drawing, 0, 72 * scale);
         QVERIFY(image);
+        QCOMPARE(image->format(), QImage::Format_RGB32);
+        QCOMPARE(image->size(), (rotate ? QSize(792, 612) : QSize(612, 792)) * scale);
         QCOMPARE(image->pixel(0, 0), qRgb(255, 255, 255));
         QCOMPARE(image->pixel(image->width() - 1, image->height() - 1), qRgb(255, 255, 255));
         QCOMPARE(qAlpha(image->pixel(300, 400)), 255);
