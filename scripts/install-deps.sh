@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config
   qt6-base-dev qt6-base-dev-tools libgl-dev
-  libqpdf-dev libpoppler-qt6-dev poppler-data qt6-image-formats-plugins
+  libqpdf-dev libpoppler-qt6-dev libpoppler-private-dev poppler-data qt6-image-formats-plugins
   libtesseract-dev libleptonica-dev tesseract-ocr-eng tesseract-ocr-osd
   libheif-dev libjpeg-dev libopenjp2-7-dev
   adwaita-icon-theme

@@ -12,12 +12,10 @@
 #include <memory>
 #include <optional>
 
-namespace Poppler {
-class Document;
-}
-
 // A document opened for drawing and for reading its text (poppler). It is
 // not thread-safe: each thread that draws opens its own from a Source.
+// Pages are drawn through one output device kept for the document's life,
+// so embedded fonts are loaded and glyphs rasterised once, not per page.
 class DrawingDocument {
 public:
     // What it takes to open one: the file and its password, or the bytes of
@@ -55,7 +53,8 @@ public:
     QString text(int index) const;
 
 private:
+    struct Impl;
     bool reachesEveryPage() const;
-    explicit DrawingDocument(std::unique_ptr<Poppler::Document> doc);
-    std::unique_ptr<Poppler::Document> m_doc;
+    explicit DrawingDocument(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> m_impl;
 };

@@ -2,6 +2,7 @@
 
 #include "engine/PDFError.h"
 #include "engine/SafeWrite.h"
+#include "engine/internal/JpegCodec.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -57,9 +58,18 @@ void writeImage(const QImage &image, const QString &path, ImageFormat format, do
     SafeWrite::Pending(
         path,
         [&](SafeWrite::Target &out) {
+            const int percent = std::clamp(int(std::lround(quality * 100.0)), 0, 100);
+            if (format == ImageFormat::Jpeg && stamped.format() == QImage::Format_RGB32) {
+                const QByteArray jpeg = JpegCodec::encodePicture(
+                    stamped, percent, std::clamp(int(std::lround(dpi)), 1, 65535));
+                if (jpeg.isEmpty())
+                    throw PDFError::failed(failure);
+                out.write(jpeg);
+                return;
+            }
             QImageWriter writer(&out.device(), format == ImageFormat::Png ? "png" : "jpeg");
             if (format == ImageFormat::Jpeg)
-                writer.setQuality(std::clamp(int(std::lround(quality * 100.0)), 0, 100));
+                writer.setQuality(percent);
             if (!writer.write(stamped))
                 throw PDFError::failed(failure);
         },

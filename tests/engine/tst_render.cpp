@@ -120,20 +120,33 @@ private Q_SLOTS:
     void drawsWhereTheContentIs_data()
     {
         QTest::addColumn<int>("rotate");
+        QTest::addColumn<int>("scale");
         QTest::addColumn<QRect>("inked");
         QTest::addColumn<QRect>("blank");
-        QTest::newRow("upright") << 0 << QRect(60, 40, 120, 40) << QRect(300, 300, 300, 400);
-        QTest::newRow("turned") << 90 << QRect(792 - 80, 40, 60, 160) << QRect(0, 0, 300, 612);
+        // Scaled 8 times, the page is large enough (124 MB) to be drawn
+        // without the kept device.
+        for (const int scale : {1, 8}) {
+            const QByteArray size = scale == 1 ? "" : " large";
+            QTest::newRow("upright" + size)
+                << 0 << scale << QRect(60, 40, 120, 40) << QRect(300, 300, 300, 400);
+            QTest::newRow("turned" + size)
+                << 90 << scale << QRect(792 - 80, 40, 60, 160) << QRect(0, 0, 300, 612);
+        }
     }
     void drawsWhereTheContentIs()
     {
         QFETCH(int, rotate);
+        QFETCH(int, scale);
         QFETCH(QRect, inked);
         QFETCH(QRect, blank);
+        inked = QRect(inked.topLeft() * scale, inked.size() * scale);
+        blank = QRect(blank.topLeft() * scale, blank.size() * scale);
         const auto drawing = drawingOf(onePage({612, 792}, rotate));
         QVERIFY(drawing);
-        const auto image = PDFOps::render(*drawing, 0, 72);
+        const auto image = PDFOps::render(*drawing, 0, 72 * scale);
         QVERIFY(image);
+        QCOMPARE(image->format(), QImage::Format_RGB32);
+        QCOMPARE(image->size(), (rotate ? QSize(792, 612) : QSize(612, 792)) * scale);
         QCOMPARE(image->pixel(0, 0), qRgb(255, 255, 255));
         QCOMPARE(image->pixel(image->width() - 1, image->height() - 1), qRgb(255, 255, 255));
         QCOMPARE(qAlpha(image->pixel(300, 400)), 255);
@@ -208,6 +221,30 @@ private Q_SLOTS:
         }
     }
 
+    // One document draws all its pages through one kept output device:
+    // each page comes out as a document opened for it alone draws it,
+    // whatever was drawn before (other sizes, turns and crops, the page
+    // itself again).
+    void drawsEachPageAsIfAlone()
+    {
+        DocSpec layout;
+        layout.pages = {{u"One"_s, {612, 792}, 0, std::nullopt},
+                        {u"Two"_s, {400, 300}, 90, std::nullopt},
+                        {u"Three"_s, {612, 792}, 180, QRectF(50, 400, 400, 380)},
+                        {u"Four"_s, {612, 792}, 270, std::nullopt}};
+        const auto kept = drawingOf(layout);
+        QVERIFY(kept);
+        for (const int index : {0, 1, 2, 3, 0, 2}) {
+            const auto alone = drawingOf(layout);
+            QVERIFY(alone);
+            const auto expected = alone->render(index, 50);
+            const auto drawn = kept->render(index, 50);
+            QVERIFY(expected && drawn);
+            QVERIFY2(ink(*drawn) > 0, qPrintable(QString::number(index)));
+            QVERIFY2(*drawn == *expected, qPrintable(QString::number(index)));
+        }
+    }
+
     void writesFormatResolutionAndQuality()
     {
         const auto drawing = drawingOf(onePage({200, 100}));
@@ -233,6 +270,33 @@ private Q_SLOTS:
             QVERIFY2(format == PDFOps::ImageFormat::Png ? sizes[0] == sizes[1]
                                                         : sizes[0] < sizes[1],
                      qPrintable(u"%1 %2"_s.arg(sizes[0]).arg(sizes[1])));
+        }
+    }
+
+    // Colours come back as drawn, each channel in its place, tagged sRGB.
+    void writesColoursInPlace()
+    {
+        QImage image(90, 30, QImage::Format_RGB32);
+        image.setColorSpace(QColorSpace(QColorSpace::SRgb));
+        const QList<QRgb> colours = {qRgb(220, 30, 20), qRgb(20, 200, 40), qRgb(30, 40, 210)};
+        for (int third = 0; third < 3; ++third)
+            for (int y = 0; y < 30; ++y)
+                for (int x = 0; x < 30; ++x)
+                    image.setPixel(30 * third + x, y, colours[third]);
+        for (const auto format : PDFOps::kImageFormats) {
+            const QString path = m_dir.filePath(u"colours."_s + PDFOps::rawValue(format));
+            PDFOps::writeImage(image, path, format, 150, 0.9);
+            const QImage back(path);
+            QVERIFY(back.colorSpace() == QColorSpace(QColorSpace::SRgb));
+            for (int third = 0; third < 3; ++third) {
+                const QRgb got = back.pixel(30 * third + 15, 15);
+                const QRgb want = colours[third];
+                QVERIFY2(
+                    qAbs(qRed(got) - qRed(want)) < 12 && qAbs(qGreen(got) - qGreen(want)) < 12 &&
+                        qAbs(qBlue(got) - qBlue(want)) < 12,
+                    qPrintable(
+                        u"%1 %2: %3"_s.arg(PDFOps::rawValue(format)).arg(third).arg(got, 8, 16)));
+            }
         }
     }
 

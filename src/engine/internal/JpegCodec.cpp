@@ -2,6 +2,9 @@
 
 #include "engine/internal/LibjpegErrors.h"
 
+#include <QColorSpace>
+#include <QSysInfo>
+
 #include <cstdlib>
 
 namespace {
@@ -57,7 +60,21 @@ bool decodeInto(const unsigned char *data, unsigned long length, QSize size, int
     return failure.warnings == 0;
 }
 
-bool encodeInto(const Samples &in, int quality, unsigned char **out, unsigned long *outSize)
+// What the encoder reads: rows of `stride` bytes from `first`, and how.
+struct Input {
+    const uchar *first = nullptr;
+    qsizetype stride = 0;
+    QSize size;
+    int components = 0;
+    J_COLOR_SPACE space = JCS_UNKNOWN;
+    int quality = 0;
+    bool optimize = false;
+    unsigned dpi = 0;                // 0: no resolution recorded
+    const QByteArray *icc = nullptr; // written when not empty
+};
+
+// Plain C state only between setjmp and longjmp, as in decodeInto.
+bool encodeInto(const Input &in, unsigned char **out, unsigned long *outSize)
 {
     jpeg_compress_struct info{};
     libjpeg::Failure failure{};
@@ -70,24 +87,44 @@ bool encodeInto(const Samples &in, int quality, unsigned char **out, unsigned lo
     jpeg_mem_dest(&info, out, outSize);
     info.image_width = JDIMENSION(in.size.width());
     info.image_height = JDIMENSION(in.size.height());
-    info.input_components = in.channels;
-    info.in_color_space = colourSpaceOf(in.channels);
+    info.input_components = in.components;
+    info.in_color_space = in.space;
     jpeg_set_defaults(&info);
     // YCCK keeps black sharp and halves the colour: smaller than plain CMYK
     // for the same look. libjpeg adds the Adobe marker that says so.
-    if (in.channels == 4)
+    if (in.space == JCS_CMYK)
         jpeg_set_colorspace(&info, JCS_YCCK);
-    jpeg_set_quality(&info, quality, TRUE);
-    info.optimize_coding = TRUE;
+    jpeg_set_quality(&info, in.quality, TRUE);
+    info.optimize_coding = in.optimize ? TRUE : FALSE;
     info.dct_method = JDCT_ISLOW;
+    if (in.dpi > 0) {
+        info.density_unit = 1; // dots per inch
+        info.X_density = UINT16(in.dpi);
+        info.Y_density = UINT16(in.dpi);
+    }
     jpeg_start_compress(&info, TRUE);
+    if (in.icc && !in.icc->isEmpty())
+        jpeg_write_icc_profile(&info, reinterpret_cast<const JOCTET *>(in.icc->constData()),
+                               unsigned(in.icc->size()));
     while (info.next_scanline < info.image_height) {
-        JSAMPROW row = const_cast<JSAMPROW>(in.row(int(info.next_scanline)));
+        JSAMPROW row = const_cast<JSAMPROW>(in.first + in.stride * qsizetype(info.next_scanline));
         jpeg_write_scanlines(&info, &row, 1);
     }
     jpeg_finish_compress(&info);
     jpeg_destroy_compress(&info);
     return true;
+}
+
+QByteArray encoded(const Input &in)
+{
+    unsigned char *out = nullptr;
+    unsigned long outSize = 0;
+    const bool done = encodeInto(in, &out, &outSize);
+    QByteArray result;
+    if (done && out && outSize > 0)
+        result = QByteArray(reinterpret_cast<const char *>(out), qsizetype(outSize));
+    std::free(out);
+    return result;
 }
 
 } // namespace
@@ -111,14 +148,36 @@ QByteArray encode(const Samples &samples, int quality)
     if (samples.isNull() || colourSpaceOf(samples.channels) == JCS_UNKNOWN || quality < 1 ||
         quality > 100)
         return {};
-    unsigned char *out = nullptr;
-    unsigned long outSize = 0;
-    const bool done = encodeInto(samples, quality, &out, &outSize);
-    QByteArray result;
-    if (done && out && outSize > 0)
-        result = QByteArray(reinterpret_cast<const char *>(out), qsizetype(outSize));
-    std::free(out);
-    return result;
+    Input in;
+    in.first = samples.row(0);
+    in.stride = samples.rowBytes();
+    in.size = samples.size;
+    in.components = samples.channels;
+    in.space = colourSpaceOf(samples.channels);
+    in.quality = quality;
+    in.optimize = true;
+    return encoded(in);
+}
+
+QByteArray encodePicture(const QImage &image, int quality, int dpi)
+{
+    if (image.isNull() || image.format() != QImage::Format_RGB32 || quality < 0 || quality > 100 ||
+        dpi < 1 || dpi > 65535)
+        return {};
+    const QByteArray icc =
+        image.colorSpace().isValid() ? image.colorSpace().iccProfile() : QByteArray();
+    Input in;
+    in.first = image.constBits();
+    in.stride = image.bytesPerLine();
+    in.size = image.size();
+    // RGB32 is one 0xffRRGGBB word a pixel, so its bytes lie in memory in
+    // the machine's order; libjpeg takes either straight, without a copy.
+    in.components = 4;
+    in.space = QSysInfo::ByteOrder == QSysInfo::LittleEndian ? JCS_EXT_BGRX : JCS_EXT_XRGB;
+    in.quality = quality;
+    in.dpi = unsigned(dpi);
+    in.icc = &icc;
+    return encoded(in);
 }
 
 } // namespace JpegCodec

@@ -10,6 +10,8 @@
 
 #include "engine/internal/Samples.h"
 
+#include <QImage>
+
 namespace JpegCodec {
 
 // Decodes `jpeg`, which must be a `size` picture of `components` (1, 3 or
@@ -23,5 +25,12 @@ Samples decode(const QByteArray &jpeg, QSize size, int components, int shrink);
 // tables of their own. CMYK is stored as YCCK with an Adobe marker. Empty on
 // failure.
 QByteArray encode(const Samples &samples, int quality);
+
+// Encodes an RGB32 picture at `quality` (0 to 100) as baseline JPEG with
+// libjpeg's standard tables, as Qt's writer does, with its resolution (dpi)
+// and its colour space's ICC profile: straight from the picture's rows,
+// where Qt's writer copies each into RGB first. Empty for another format or
+// on failure.
+QByteArray encodePicture(const QImage &image, int quality, int dpi);
 
 } // namespace JpegCodec
