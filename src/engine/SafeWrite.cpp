@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <mutex>
 
 #include <fcntl.h>
@@ -132,6 +133,9 @@ struct Target::Private {
     int error = 0; // the first errno seen
     qint64 written = 0;
     bool synced = false;
+    // A piece's fsync, running beside the work while the piece waits to be
+    // put in place: 0 or the errno.
+    std::future<int> syncing;
     QByteArray buffer;
     std::unique_ptr<TargetDevice> device;
 
@@ -174,6 +178,23 @@ struct Target::Private {
         synced = true;
     }
 
+    // The fsync started on a thread of its own: the thread that made the
+    // file goes on with the next while the disk catches up.
+    void startSync()
+    {
+        flush();
+        syncing = std::async(std::launch::async, [file = fd] { return ::fsync(file) ? errno : 0; });
+    }
+
+    // Waits for the fsync startSync() began; throws when it failed.
+    void finishSync()
+    {
+        const int result = syncing.get();
+        if (result != 0)
+            fail(result);
+        synced = true;
+    }
+
     // The file closed (and so unlocked); throws otherwise.
     void close()
     {
@@ -185,6 +206,8 @@ struct Target::Private {
 
     ~Private()
     {
+        if (syncing.valid())
+            syncing.wait();         // it still reads fd
         ::unlink(name.constData()); // gone already after a successful rename
         if (fd >= 0)
             ::close(fd);
@@ -306,9 +329,9 @@ Pending::Pending(const QString &destination, const std::function<void(Target &)>
     }
     if (d.device && d.device->isOpen())
         d.device->close();
-    // Synced here, so parts made on several threads reach the disk side by
-    // side; putting them in place is then only a rename.
-    d.sync();
+    // Its fsync runs beside the next piece's work; put in place, it is
+    // waited for before the rename.
+    d.startSync();
 }
 
 Pending::Pending(Pending &&) noexcept = default;
@@ -320,7 +343,9 @@ void Pending::commit(const QString &destination, Folder folder)
     if (!m_target)
         return;
     Target::Private &d = *m_target->d;
-    if (!d.synced)
+    if (d.syncing.valid())
+        d.finishSync();
+    else if (!d.synced)
         d.sync();
 
     // rename() replaces an existing destination atomically. The file is

@@ -55,7 +55,7 @@ private:
 class Pending {
 public:
     // Makes the temporary file beside `destination`, calls write(target)
-    // and syncs the file to the disk. Throws as SafeWrite::write does.
+    // and starts its sync, which commit() awaits. Throws as write() does.
     Pending(const QString &destination, const std::function<void(Target &)> &write,
             const QString &failureMessage, const QString &creationMessage = {});
     Pending(Pending &&) noexcept;
