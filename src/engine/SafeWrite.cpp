@@ -16,6 +16,7 @@
 #include <cstring>
 #include <future>
 #include <mutex>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -183,7 +184,12 @@ struct Target::Private {
     void startSync()
     {
         flush();
-        syncing = std::async(std::launch::async, [file = fd] { return ::fsync(file) ? errno : 0; });
+        try {
+            syncing =
+                std::async(std::launch::async, [file = fd] { return ::fsync(file) ? errno : 0; });
+        } catch (const std::system_error &) {
+            sync(); // no thread to be had: synced here instead
+        }
     }
 
     // Waits for the fsync startSync() began; throws when it failed.
